@@ -1,0 +1,30 @@
+# What every target of the project is compiled with: standard C++17, all warnings, warnings as errors.
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+set(LUM_SANITIZER "" CACHE STRING "Sanitizer to build with: empty, address or thread")
+set_property(CACHE LUM_SANITIZER PROPERTY STRINGS "" address thread)
+
+# Log records carry the path of their source file: keep the build machine's folders out of it.
+function(lum_target_options target)
+  if(MSVC)
+    target_compile_options(${target} PRIVATE /W4 /WX /utf-8 /permissive-)
+    return()
+  endif()
+  target_compile_options(${target} PRIVATE
+    -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wnon-virtual-dtor
+    -Woverloaded-virtual -Wnull-dereference -Wformat=2 -Werror
+    "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
+  if(LUM_SANITIZER STREQUAL "address")
+    target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize-recover=all
+      -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=address,undefined)
+  elseif(LUM_SANITIZER STREQUAL "thread")
+    target_compile_options(${target} PRIVATE -fsanitize=thread -fno-omit-frame-pointer)
+    target_link_options(${target} PRIVATE -fsanitize=thread)
+  endif()
+endfunction()

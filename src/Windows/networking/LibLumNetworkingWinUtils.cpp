@@ -1,0 +1,149 @@
+#include "Windows/networking/LibLumNetworkingWinUtils.h"
+
+#include "common/networking/LumNetworkingError.h"
+#include "common/utils/LumError.h"
+#include "common/utils/LumLog.h"
+#include "common/utils/LumTextUtils.h"
+
+#include <any>
+
+namespace LumNetworking::LibLumNetworkingWinUtils {
+
+namespace {
+
+/// The neutral language with its default sub-language.
+constexpr DWORD kNeutralLanguage = 0x400;
+
+bool setDwordOption(HINTERNET request, DWORD option, DWORD value)
+{
+    return WinHttpSetOption(request, option, &value, sizeof(value)) != 0;
+}
+
+/// Reads the raw header block; `size` is in bytes and becomes what was read, without the terminating NUL, or what is
+/// needed.
+bool queryRawHeaders(HINTERNET request, WCHAR* buffer, DWORD& size)
+{
+    return WinHttpQueryHeaders(request, WINHTTP_QUERY_RAW_HEADERS_CRLF, WINHTTP_HEADER_NAME_BY_INDEX, buffer, &size,
+                               WINHTTP_NO_HEADER_INDEX) != 0;
+}
+
+std::map<std::string, std::string> parseHeaderBlock(const std::string& block)
+{
+    std::map<std::string, std::string> headers;
+    std::size_t start = 0;
+    while (start < block.size()) {
+        const std::size_t end = std::min(block.find('\n', start), block.size());
+        const std::size_t colon = block.find(':', start);
+        if (colon < end) {
+            headers[LumUtils::trimString(block.substr(start, colon - start))] =
+                LumUtils::trimString(block.substr(colon + 1, end - colon - 1));
+        }
+        start = end + 1;
+    }
+    return headers;
+}
+
+} // namespace
+
+std::string GetWinHttpErrorDescription(DWORD& codeOut)
+{
+    codeOut = GetLastError();
+    const HMODULE module = LoadLibraryW(LumUtils::utf8ToUtf16("winhttp.dll").c_str());
+    char* text = nullptr;
+    const DWORD flags = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_HMODULE |
+                        FORMAT_MESSAGE_FROM_SYSTEM;
+    // With the allocate flag the call takes the address of a pointer where it else takes a buffer.
+    const DWORD length =
+        FormatMessageA(flags, module, codeOut, kNeutralLanguage, reinterpret_cast<LPSTR>(&text), 0, nullptr);
+    std::string description =
+        length != 0 ? LumUtils::trimString(std::string(text, length)) : "Unknown error code " + std::to_string(codeOut);
+    LocalFree(text);
+    FreeLibrary(module);
+    return description;
+}
+
+void ReportWinHttpError(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger, int code, const char* apiName,
+                        std::unique_ptr<LumUtils::ILumError>& errorOut, const char* file, const char* function,
+                        unsigned int line)
+{
+    DWORD platformCode = 0;
+    const std::string description = GetWinHttpErrorDescription(platformCode);
+    std::map<std::string, std::any> userInfo;
+    userInfo[LumUtils::LumErrorUnderlyingErrorCode] = static_cast<int>(platformCode);
+    userInfo[LumUtils::LumErrorUnderlyingErrorDescription] = description;
+    errorOut = std::make_unique<LumUtils::LumError>(LibLumNetworkingErrorDomain, code, userInfo);
+    LUM_LOG_FROM(logger, Error, file, function, line, "%s Failed with error description: %s", apiName,
+                 errorOut->getDescription().c_str());
+}
+
+bool SetTimeoutForRequest(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger, HINTERNET request,
+                          int timeoutSeconds, std::unique_ptr<LumUtils::ILumError>& errorOut)
+{
+    errorOut.reset();
+    const DWORD milliseconds = static_cast<DWORD>(timeoutSeconds) * 1000U;
+    if (setDwordOption(request, WINHTTP_OPTION_CONNECT_TIMEOUT, milliseconds)) {
+        return true;
+    }
+    ReportWinHttpError(logger, LumNetworkingErrorCode::kSetOptionFailed, "WinHttpSetOption", errorOut, __FILE__,
+                       "SetTimeoutForRequest", 128);
+    return false;
+}
+
+bool SetShouldFollowRedirectsForRequest(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger,
+                                        HINTERNET request, bool followRedirects,
+                                        std::unique_ptr<LumUtils::ILumError>& errorOut)
+{
+    errorOut.reset();
+    const DWORD policy = followRedirects ? WINHTTP_OPTION_REDIRECT_POLICY_ALWAYS : WINHTTP_OPTION_REDIRECT_POLICY_NEVER;
+    if (setDwordOption(request, WINHTTP_OPTION_REDIRECT_POLICY, policy)) {
+        return true;
+    }
+    ReportWinHttpError(logger, LumNetworkingErrorCode::kSetOptionFailed, "WinHttpSetOption", errorOut, __FILE__,
+                       "SetShouldFollowRedirectsForRequest", 143);
+    return false;
+}
+
+bool QueryHttpStatusCode(HINTERNET request, DWORD& statusOut)
+{
+    DWORD size = sizeof(statusOut);
+    return WinHttpQueryHeaders(request, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
+                               WINHTTP_HEADER_NAME_BY_INDEX, &statusOut, &size, WINHTTP_NO_HEADER_INDEX) != 0;
+}
+
+std::int32_t GetHttpStatusCode(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger, HINTERNET request,
+                               std::unique_ptr<LumUtils::ILumError>& errorOut)
+{
+    errorOut.reset();
+    DWORD status = 0;
+    if (QueryHttpStatusCode(request, status)) {
+        return static_cast<std::int32_t>(status);
+    }
+    ReportWinHttpError(logger, LumNetworkingErrorCode::kReceiveFailed, "WinHttpQueryHeaders", errorOut, __FILE__,
+                       "GetHttpStatusCode", 112);
+    return 0;
+}
+
+std::map<std::string, std::string> GetResponseHeaders(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger,
+                                                      HINTERNET request, std::unique_ptr<LumUtils::ILumError>& errorOut)
+{
+    errorOut.reset();
+    DWORD size = 0;
+    if (queryRawHeaders(request, nullptr, size)) {
+        return {};
+    }
+    if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) {
+        ReportWinHttpError(logger, LumNetworkingErrorCode::kReceiveFailed, "WinHttpQueryHeaders", errorOut, __FILE__,
+                           "GetResponseHeaders", 95);
+        return {};
+    }
+    LumUtils::WideString block(size / sizeof(WCHAR), WCHAR{});
+    if (!queryRawHeaders(request, block.data(), size)) {
+        ReportWinHttpError(logger, LumNetworkingErrorCode::kReceiveFailed, "WinHttpQueryHeaders", errorOut, __FILE__,
+                           "GetResponseHeaders", 98);
+        return {};
+    }
+    block.resize(size / sizeof(WCHAR));
+    return parseHeaderBlock(LumUtils::utf16ToUtf8(block));
+}
+
+} // namespace LumNetworking::LibLumNetworkingWinUtils

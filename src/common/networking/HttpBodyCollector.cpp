@@ -1,0 +1,88 @@
+#include "common/networking/HttpBodyCollector.h"
+
+#include <algorithm>
+#include <new>
+#include <stdexcept>
+
+namespace LumNetworking {
+
+namespace {
+
+/// What is reserved on the server's word alone.
+constexpr std::size_t kTrustedLength = std::size_t{4} << 20U;
+
+/// From this size on a segment is not grown, which would hold it twice while it is copied, but followed by another. It
+/// is larger than what the common allocators keep for reuse, so a released segment is memory that the system has back.
+constexpr std::size_t kSegmentSize = std::size_t{40} << 20U;
+
+} // namespace
+
+void HttpBodyCollector::ExpectLength(std::uint64_t length)
+{
+    expectedLength = length;
+    segments.front().reserve(static_cast<std::size_t>(std::min<std::uint64_t>(length, kTrustedLength)));
+}
+
+void HttpBodyCollector::Append(const char* bytes, std::size_t count)
+{
+    ReserveExpectedLength(count);
+    while (count > 0) {
+        std::string& segment = SegmentWithRoom();
+        const std::size_t limit = std::max(segment.capacity(), kSegmentSize);
+        const std::size_t fitting = std::min(count, limit - segment.size());
+        segment.append(bytes, fitting);
+        bytes += fitting;
+        count -= fitting;
+    }
+}
+
+std::string HttpBodyCollector::Take()
+{
+    std::string body = std::move(segments.front());
+    std::size_t total = body.size();
+    for (std::size_t index = 1; index < segments.size(); ++index) {
+        total += segments[index].size();
+    }
+    if (total > body.size()) {
+        body.reserve(total);
+    }
+    for (std::size_t index = 1; index < segments.size(); ++index) {
+        body += segments[index];
+        segments[index] = std::string();
+    }
+    segments.assign(1, std::string());
+    expectedLength = 0;
+    return body;
+}
+
+/// Makes room for the whole announced body once the trusted part is full.
+void HttpBodyCollector::ReserveExpectedLength(std::size_t count)
+{
+    std::string& first = segments.front();
+    const bool outgrown = first.size() + count > first.capacity();
+    if (segments.size() > 1 || !outgrown || first.size() + count > expectedLength) {
+        return;
+    }
+    const std::uint64_t length = expectedLength;
+    expectedLength = 0;
+    if (length > first.max_size()) {
+        return;
+    }
+    try {
+        first.reserve(static_cast<std::size_t>(length));
+    } catch (const std::bad_alloc&) {
+        // The announcement may be false: go on with what really comes.
+        return;
+    }
+}
+
+std::string& HttpBodyCollector::SegmentWithRoom()
+{
+    if (segments.back().size() >= std::max(segments.back().capacity(), kSegmentSize)) {
+        segments.emplace_back();
+        segments.back().reserve(kSegmentSize);
+    }
+    return segments.back();
+}
+
+} // namespace LumNetworking

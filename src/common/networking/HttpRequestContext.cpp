@@ -1,0 +1,50 @@
+#include "common/networking/HttpRequestContext.h"
+
+#include "common/utils/LumLog.h"
+
+namespace LumNetworking {
+
+namespace {
+
+void callCompletion(HttpRequestContext& context)
+{
+    std::shared_ptr<ILumAsynchronousTransaction> transaction = context.transaction.lock();
+    if (transaction && transaction->IsCancelled()) {
+        context.completion(HttpRequestResult::CANCELLED, nullptr, nullptr, std::move(transaction));
+    } else if (context.error) {
+        context.completion(HttpRequestResult::FAILED, nullptr, std::move(context.error), std::move(transaction));
+    } else {
+        context.completion(HttpRequestResult::SUCCESS, std::move(context.response), nullptr, std::move(transaction));
+    }
+}
+
+} // namespace
+
+HttpRequestContext::HttpRequestContext(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& loggerDelegate,
+                                       const HttpCompletion& callback)
+    : logger(loggerDelegate), completion(callback)
+{
+}
+
+bool HttpRequestContext::Complete()
+{
+    if (completed.exchange(true)) {
+        return false;
+    }
+    if (!completion) {
+        return true;
+    }
+    // The frames below belong to the platform: no exception may reach them.
+    try {
+        callCompletion(*this);
+    } catch (const std::exception& exception) {
+        LUM_LOG(logger, Error, "LumNetworking::HttpRequestContext::Complete", "Completion callback threw: %s",
+                exception.what());
+    } catch (...) {
+        LUM_LOG(logger, Error, "LumNetworking::HttpRequestContext::Complete",
+                "Completion callback threw an unknown exception");
+    }
+    return true;
+}
+
+} // namespace LumNetworking

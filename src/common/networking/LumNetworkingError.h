@@ -1,0 +1,27 @@
+#pragma once
+
+#include <string>
+
+namespace LumNetworking {
+
+/// The domain of the errors of the HTTP clients.
+static const std::string LibLumNetworkingErrorDomain = "com.corvan.clientlibs.liblumnetworking.error";
+
+/// The codes of that domain. Each error carries the platform's number and text in its user information.
+namespace LumNetworkingErrorCode {
+
+/// A session, a connection or a request could not be opened, or the host or the path is not valid text.
+constexpr int kOpenFailed = 6;
+
+/// The request could not be sent, or a header is not valid text.
+constexpr int kSendFailed = 7;
+
+/// The connect time-out or the redirect policy could not be set.
+constexpr int kSetOptionFailed = 12;
+
+/// The request failed after it was sent: no connection, no or no valid response, a broken transfer.
+constexpr int kReceiveFailed = 13;
+
+} // namespace LumNetworkingErrorCode
+
+} // namespace LumNetworking

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace LumNetworking {
+
+/// The parsed form of an http or https URL.
+///
+///     LumNetworking::UrlComponents url;
+///     if (LumNetworking::ParseUrl("https://example.org:8443/a?q=x%20y", url) == LumNetworking::UrlParseStatus::Parsed)
+///     {
+///         // url.host == "example.org", url.port == 8443, url.path == "/a", url.queryParameters["q"] == "x y"
+///     }
+struct UrlComponents {
+    /// The value of `port` that says that none was given: the transport then uses the default port of the scheme.
+    static constexpr std::uint32_t kNoPort = 0xFFFFFFFFU;
+
+    /// True for https, false for http.
+    bool isSecure = false;
+
+    /// A host name, a dotted IPv4 address or an IPv6 literal with its brackets; UTF-8.
+    std::string host;
+
+    /// The path as it goes on the wire, percent-encoded where the caller encoded it; may be empty.
+    std::string path;
+
+    /// 1 to 65535, or kNoPort.
+    std::uint32_t port = kNoPort;
+
+    /// The query parameters, decoded, one value per key.
+    std::map<std::string, std::string> queryParameters;
+
+    /// The URL as text. A port outside 1 to 65535 prints nothing; a path that does not begin with "/" gets one; keys
+    /// and values of the query are percent-encoded.
+    std::string GetUrl() const;
+
+    /// The part of GetUrl after host and port: path, then "?" and the encoded query parameters, if there are any.
+    std::string GetPathAndQuery() const;
+};
+
+/// The result of ParseUrl.
+enum class UrlParseStatus : std::int32_t {
+    Parsed = 0,
+    /// There is no "://" in the text.
+    MissingScheme = 1,
+    /// The scheme is neither http nor https.
+    UnsupportedScheme = 2,
+    /// The text is empty, host and port are empty or malformed, the host is invalid, or the port is not a decimal
+    /// number from 1 to 65535.
+    InvalidAuthority = 4,
+};
+
+/// Parses any byte string; never throws but for allocation failure. On failure `out` stays as it was.
+///
+/// A fragment is dropped. A query parameter without "=" has an empty value, the last of several with one key wins, and
+/// a
+/// "%" that is not followed by two hexadecimal digits stands for itself.
+UrlParseStatus ParseUrl(const std::string& url, UrlComponents& out);
+
+} // namespace LumNetworking

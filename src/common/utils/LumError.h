@@ -1,0 +1,47 @@
+#pragma once
+
+#include "common/utils/ILumError.h"
+
+namespace LumUtils {
+
+/// User-information key; an int: the platform's error number that caused the error (Win32, WinHTTP or errno).
+extern const std::string LumErrorUnderlyingErrorCode;
+
+/// User-information key; a std::string: the platform's message for that number.
+extern const std::string LumErrorUnderlyingErrorDescription;
+
+/// User-information key; a std::string: a serialised object that could not be turned into an error.
+extern const std::string LumErrorUnderlyingErrorObject;
+
+/// The library's concrete error.
+///
+///     std::map<std::string, std::any> userInfo;
+///     userInfo[LumUtils::LumErrorUnderlyingErrorCode] = 12029;
+///     const LumUtils::LumError error("com.corvan.clientlibs.liblumnetworking.error", 13, userInfo);
+///
+/// User information may hold std::string, const char* (the pointer is stored: use it for literals only), int, double
+/// and bool. A value of another type may be stored, but is not rendered.
+///
+/// Construction and copying fail only by allocation failure, which propagates as std::bad_alloc.
+class LumError : public ILumError {
+public:
+    /// An error with an empty domain, code 0 and no user information.
+    LumError() = default;
+
+    LumError(const std::string& errorDomain, int errorCode);
+    LumError(const std::string& errorDomain, int errorCode, const std::map<std::string, std::any>& errorUserInfo);
+
+    const std::string& getDomain() const override;
+    int getCode() const override;
+    const std::map<std::string, std::any>& getUserInfo() const override;
+    std::string getDescription() const override;
+    std::string toJson() const override;
+    std::unique_ptr<ILumError> clone() const override;
+
+private:
+    std::string domain;
+    int code = 0;
+    std::map<std::string, std::any> userInfo;
+};
+
+} // namespace LumUtils

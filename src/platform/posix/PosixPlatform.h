@@ -1,0 +1,162 @@
+#pragma once
+
+/// The platform calls of the library on POSIX systems, under the reference platform's names. This is a closed list, not
+/// an emulation: each call takes exactly the flags and values that stand here and fails with ERROR_INVALID_PARAMETER on
+/// any other.
+///
+/// | call                       | takes |
+/// |----------------------------|----------------------------------------------------------------------------------------|
+/// | GetLastError, SetLastError | the thread's last error; it is errno | | FormatMessageA             |
+/// allocate-buffer, ignore-inserts and from-system, with or without from-hmodule          | | LocalFree | a buffer that
+/// FormatMessageA allocated, or null                                        | | LoadLibraryW, FreeLibrary  |
+/// "winhttp.dll", for its message texts                                                   | | MultiByteToWideChar |
+/// CP_UTF8 with MB_ERR_INVALID_CHARS                                                      | | WideCharToMultiByte |
+/// CP_UTF8 with WC_ERR_INVALID_CHARS                                                      | | WinHttpOpen | automatic
+/// proxy, no agent, no proxy name, no bypass list, asynchronous                 | | WinHttpSetStatusCallback   | a
+/// session; any of the notifications below                                              | | WinHttpConnect | a host
+/// name or an address, IPv6 with or without brackets; port 0 is the scheme's       | | WinHttpOpenRequest         | any
+/// verb, default version, no referrer, no accept types; REFRESH, with or without SECURE | | WinHttpSetOption |
+/// CONNECT_TIMEOUT (milliseconds, 0 and 0xFFFFFFFF: none); REDIRECT_POLICY never or always | | WinHttpSendRequest | a
+/// header block or none; a body, which must live until the request has been answered    | | WinHttpReceiveResponse |
+/// after the request was sent                                                             | | WinHttpQueryHeaders |
+/// STATUS_CODE as a number; RAW_HEADERS_CRLF                                              | | WinHttpQueryDataAvailable
+/// | after the headers                                                                      | | WinHttpReadData | after
+/// the headers                                                                      | | WinHttpCloseHandle         |
+/// any open handle                                                                        |
+///
+/// File calls leave the system's own numbers in the last error. WinHTTP and text calls leave the reference platform's,
+/// so that a host sees one number for one failure on every system; FormatMessageA has their texts when it is given the
+/// WinHTTP module.
+
+#include <cstddef>
+#include <cstdint>
+
+// NOLINTBEGIN: the names are the reference platform's.
+
+using BOOL = int;
+using DWORD = std::uint32_t;
+using DWORD_PTR = std::uintptr_t;
+using UINT = unsigned int;
+using WCHAR = char16_t;
+using LPSTR = char*;
+using LPVOID = void*;
+using HLOCAL = void*;
+using HMODULE = void*;
+using HINTERNET = void*;
+using INTERNET_PORT = std::uint16_t;
+
+#define CALLBACK
+
+constexpr BOOL FALSE = 0;
+constexpr BOOL TRUE = 1;
+
+constexpr DWORD ERROR_INVALID_HANDLE = 6;
+constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
+constexpr DWORD ERROR_INVALID_PARAMETER = 87;
+constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
+constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
+
+constexpr DWORD ERROR_WINHTTP_TIMEOUT = 12002;
+constexpr DWORD ERROR_WINHTTP_INTERNAL_ERROR = 12004;
+constexpr DWORD ERROR_WINHTTP_INVALID_URL = 12005;
+constexpr DWORD ERROR_WINHTTP_NAME_NOT_RESOLVED = 12007;
+constexpr DWORD ERROR_WINHTTP_SHUTDOWN = 12012;
+constexpr DWORD ERROR_WINHTTP_OPERATION_CANCELLED = 12017;
+constexpr DWORD ERROR_WINHTTP_INCORRECT_HANDLE_TYPE = 12018;
+constexpr DWORD ERROR_WINHTTP_INCORRECT_HANDLE_STATE = 12019;
+constexpr DWORD ERROR_WINHTTP_CANNOT_CONNECT = 12029;
+constexpr DWORD ERROR_WINHTTP_CONNECTION_ERROR = 12030;
+constexpr DWORD ERROR_WINHTTP_INVALID_SERVER_RESPONSE = 12152;
+constexpr DWORD ERROR_WINHTTP_REDIRECT_FAILED = 12156;
+constexpr DWORD ERROR_WINHTTP_SECURE_CHANNEL_ERROR = 12157;
+constexpr DWORD ERROR_WINHTTP_SECURE_FAILURE = 12175;
+
+DWORD GetLastError();
+void SetLastError(DWORD code);
+
+constexpr DWORD FORMAT_MESSAGE_ALLOCATE_BUFFER = 0x0100;
+constexpr DWORD FORMAT_MESSAGE_IGNORE_INSERTS = 0x0200;
+constexpr DWORD FORMAT_MESSAGE_FROM_HMODULE = 0x0800;
+constexpr DWORD FORMAT_MESSAGE_FROM_SYSTEM = 0x1000;
+
+DWORD FormatMessageA(DWORD flags, const void* source, DWORD messageId, DWORD languageId, LPSTR buffer, DWORD size,
+                     void* arguments);
+HLOCAL LocalFree(HLOCAL memory);
+HMODULE LoadLibraryW(const WCHAR* name);
+BOOL FreeLibrary(HMODULE module);
+
+constexpr UINT CP_UTF8 = 65001;
+constexpr DWORD MB_ERR_INVALID_CHARS = 0x08;
+constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;
+
+int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, WCHAR* buffer, int size);
+int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* text, int length, char* buffer, int size,
+                        const char* defaultCharacter, BOOL* usedDefault);
+
+constexpr DWORD WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY = 4;
+constexpr std::nullptr_t WINHTTP_NO_PROXY_NAME = nullptr;
+constexpr std::nullptr_t WINHTTP_NO_PROXY_BYPASS = nullptr;
+constexpr DWORD WINHTTP_FLAG_ASYNC = 0x10000000;
+
+constexpr DWORD WINHTTP_CALLBACK_STATUS_HANDLE_CREATED = 0x00000400;
+constexpr DWORD WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING = 0x00000800;
+constexpr DWORD WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE = 0x00020000;
+constexpr DWORD WINHTTP_CALLBACK_STATUS_DATA_AVAILABLE = 0x00040000;
+constexpr DWORD WINHTTP_CALLBACK_STATUS_READ_COMPLETE = 0x00080000;
+constexpr DWORD WINHTTP_CALLBACK_STATUS_WRITE_COMPLETE = 0x00100000;
+constexpr DWORD WINHTTP_CALLBACK_STATUS_REQUEST_ERROR = 0x00200000;
+constexpr DWORD WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE = 0x00400000;
+constexpr DWORD WINHTTP_CALLBACK_STATUS_GETPROXYFORURL_COMPLETE = 0x01000000;
+constexpr DWORD WINHTTP_CALLBACK_STATUS_GETPROXYSETTINGS_COMPLETE = 0x08000000;
+
+using WINHTTP_STATUS_CALLBACK = void (*)(HINTERNET handle, DWORD_PTR context, DWORD status, LPVOID information,
+                                         DWORD length);
+inline const WINHTTP_STATUS_CALLBACK WINHTTP_INVALID_STATUS_CALLBACK =
+    reinterpret_cast<WINHTTP_STATUS_CALLBACK>(~std::uintptr_t{0});
+
+constexpr DWORD_PTR API_RECEIVE_RESPONSE = 1;
+constexpr DWORD_PTR API_QUERY_DATA_AVAILABLE = 2;
+constexpr DWORD_PTR API_READ_DATA = 3;
+constexpr DWORD_PTR API_SEND_REQUEST = 5;
+
+struct WINHTTP_ASYNC_RESULT {
+    DWORD_PTR dwResult;
+    DWORD dwError;
+};
+
+constexpr INTERNET_PORT INTERNET_DEFAULT_PORT = 0;
+constexpr std::nullptr_t WINHTTP_NO_REFERER = nullptr;
+constexpr std::nullptr_t WINHTTP_DEFAULT_ACCEPT_TYPES = nullptr;
+constexpr DWORD WINHTTP_FLAG_REFRESH = 0x00000100;
+constexpr DWORD WINHTTP_FLAG_SECURE = 0x00800000;
+
+constexpr DWORD WINHTTP_OPTION_CONNECT_TIMEOUT = 3;
+constexpr DWORD WINHTTP_OPTION_REDIRECT_POLICY = 88;
+constexpr DWORD WINHTTP_OPTION_REDIRECT_POLICY_NEVER = 0;
+constexpr DWORD WINHTTP_OPTION_REDIRECT_POLICY_ALWAYS = 2;
+
+constexpr std::nullptr_t WINHTTP_NO_ADDITIONAL_HEADERS = nullptr;
+constexpr std::nullptr_t WINHTTP_NO_REQUEST_DATA = nullptr;
+constexpr std::nullptr_t WINHTTP_HEADER_NAME_BY_INDEX = nullptr;
+constexpr std::nullptr_t WINHTTP_NO_OUTPUT_BUFFER = nullptr;
+constexpr std::nullptr_t WINHTTP_NO_HEADER_INDEX = nullptr;
+constexpr DWORD WINHTTP_QUERY_STATUS_CODE = 19;
+constexpr DWORD WINHTTP_QUERY_RAW_HEADERS_CRLF = 22;
+constexpr DWORD WINHTTP_QUERY_FLAG_NUMBER = 0x20000000;
+
+HINTERNET WinHttpOpen(const WCHAR* agent, DWORD accessType, const WCHAR* proxy, const WCHAR* bypass, DWORD flags);
+WINHTTP_STATUS_CALLBACK WinHttpSetStatusCallback(HINTERNET handle, WINHTTP_STATUS_CALLBACK callback,
+                                                 DWORD notifications, DWORD_PTR reserved);
+HINTERNET WinHttpConnect(HINTERNET session, const WCHAR* host, INTERNET_PORT port, DWORD reserved);
+HINTERNET WinHttpOpenRequest(HINTERNET connection, const WCHAR* verb, const WCHAR* objectName, const WCHAR* version,
+                             const WCHAR* referrer, const WCHAR** acceptTypes, DWORD flags);
+BOOL WinHttpSetOption(HINTERNET handle, DWORD option, LPVOID value, DWORD size);
+BOOL WinHttpSendRequest(HINTERNET request, const WCHAR* headers, DWORD headersLength, LPVOID optional,
+                        DWORD optionalLength, DWORD totalLength, DWORD_PTR context);
+BOOL WinHttpReceiveResponse(HINTERNET request, LPVOID reserved);
+BOOL WinHttpQueryHeaders(HINTERNET request, DWORD level, const WCHAR* name, LPVOID buffer, DWORD* size, DWORD* index);
+BOOL WinHttpQueryDataAvailable(HINTERNET request, DWORD* available);
+BOOL WinHttpReadData(HINTERNET request, LPVOID buffer, DWORD size, DWORD* read);
+BOOL WinHttpCloseHandle(HINTERNET handle);
+
+// NOLINTEND

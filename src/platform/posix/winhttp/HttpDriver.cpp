@@ -1,0 +1,313 @@
+#include "platform/posix/winhttp/HttpDriver.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
+
+namespace LumPlatform {
+
+namespace {
+
+/// Connections that are kept open for the next request, to all servers together.
+constexpr long kMostIdleConnections = 256;
+
+/// Transfers that are kept for the next request.
+constexpr std::size_t kMostIdleTransfers = 64;
+
+/// That a request has gone out is only announced by itself if the answer takes longer than this; else it is announced
+/// with the answer, which spares a hand-over between threads.
+constexpr std::chrono::milliseconds kAnswerDelay{20};
+
+constexpr int kEventsPerWait = 64;
+
+int requireDescriptor(int descriptor)
+{
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category());
+    }
+    return descriptor;
+}
+
+CURLM* newMultiHandle()
+{
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+    CURLM* const multi = curl_multi_init();
+    if (multi == nullptr) {
+        throw std::bad_alloc();
+    }
+    return multi;
+}
+
+std::uint32_t epollEvents(int what)
+{
+    switch (what) {
+    case CURL_POLL_IN:
+        return EPOLLIN;
+    case CURL_POLL_OUT:
+        return EPOLLOUT;
+    case CURL_POLL_INOUT:
+        return EPOLLIN | EPOLLOUT;
+    default:
+        return 0;
+    }
+}
+
+int curlEvents(std::uint32_t events)
+{
+    int mask = 0;
+    if ((events & (EPOLLIN | EPOLLHUP)) != 0) {
+        mask |= CURL_CSELECT_IN;
+    }
+    if ((events & EPOLLOUT) != 0) {
+        mask |= CURL_CSELECT_OUT;
+    }
+    if ((events & EPOLLERR) != 0) {
+        mask |= CURL_CSELECT_ERR;
+    }
+    return mask;
+}
+
+} // namespace
+
+HttpDriver::HttpDriver()
+    : multi(newMultiHandle()), epoll(requireDescriptor(epoll_create1(EPOLL_CLOEXEC))),
+      wakeEvent(requireDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)))
+{
+    curl_multi_setopt(multi, CURLMOPT_SOCKETFUNCTION, OnSocket);
+    curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, this);
+    curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, OnTimer);
+    curl_multi_setopt(multi, CURLMOPT_TIMERDATA, this);
+    curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kMostIdleConnections);
+    epoll_event event = {};
+    event.events = EPOLLIN;
+    event.data.fd = wakeEvent;
+    epoll_ctl(epoll, EPOLL_CTL_ADD, wakeEvent, &event);
+}
+
+HttpDriver::~HttpDriver()
+{
+    for (auto& [request, transfer] : active) {
+        // A name that is being looked up must not hold up the end of the process.
+        curl_easy_setopt(transfer->Easy(), CURLOPT_QUICK_EXIT, 1L);
+        curl_multi_remove_handle(multi, transfer->Easy());
+    }
+    active.clear();
+    idle.clear();
+    curl_multi_cleanup(multi);
+    curl_global_cleanup();
+    close(wakeEvent);
+    close(epoll);
+}
+
+void HttpDriver::Execute(Command command)
+{
+    switch (command.action) {
+    case Action::Start:
+        Start(std::move(command.request));
+        break;
+    case Action::Resume:
+        Resume(*command.request);
+        break;
+    case Action::Abort:
+        Abort(*command.request);
+        break;
+    }
+}
+
+void HttpDriver::Start(std::shared_ptr<HttpRequest> request)
+{
+    std::unique_ptr<HttpTransfer> transfer;
+    try {
+        transfer = TakeTransfer();
+        transfer->Begin(request);
+    } catch (const std::bad_alloc&) {
+        request->OnFinished(ERROR_NOT_ENOUGH_MEMORY);
+        return;
+    }
+    CURL* const easy = transfer->Easy();
+    active[request.get()] = std::move(transfer);
+    curl_multi_add_handle(multi, easy);
+    if (!hasUnannounced) {
+        hasUnannounced = true;
+        announcementTime = Clock::now() + kAnswerDelay;
+    }
+}
+
+std::unique_ptr<HttpTransfer> HttpDriver::TakeTransfer()
+{
+    if (!idle.empty()) {
+        std::unique_ptr<HttpTransfer> transfer = std::move(idle.back());
+        idle.pop_back();
+        return transfer;
+    }
+    auto transfer = std::make_unique<HttpTransfer>();
+    curl_easy_setopt(transfer->Easy(), CURLOPT_CLOSESOCKETFUNCTION, OnCloseSocket);
+    curl_easy_setopt(transfer->Easy(), CURLOPT_CLOSESOCKETDATA, this);
+    return transfer;
+}
+
+void HttpDriver::Resume(const HttpRequest& request)
+{
+    const auto found = active.find(&request);
+    if (found != active.end()) {
+        curl_easy_pause(found->second->Easy(), CURLPAUSE_CONT);
+    }
+}
+
+void HttpDriver::Abort(const HttpRequest& request)
+{
+    const auto found = active.find(&request);
+    if (found != active.end()) {
+        Release(*found->second)->Fail(ERROR_WINHTTP_OPERATION_CANCELLED);
+    }
+}
+
+/// Takes the transfer out of the multi handle; its request is still in it.
+std::unique_ptr<HttpTransfer> HttpDriver::Release(HttpTransfer& transfer)
+{
+    curl_multi_remove_handle(multi, transfer.Easy());
+    const auto found = active.find(&transfer.Request());
+    std::unique_ptr<HttpTransfer> released = std::move(found->second);
+    active.erase(found);
+    return released;
+}
+
+void HttpDriver::Drive(int limit)
+{
+    epoll_event events[kEventsPerWait];
+    const int count = epoll_wait(epoll, events, kEventsPerWait, WaitLimit(limit));
+    for (int index = 0; index < count; ++index) {
+        if (events[index].data.fd == wakeEvent) {
+            eventfd_t ignored = 0;
+            eventfd_read(wakeEvent, &ignored);
+        } else {
+            OnReady(events[index].data.fd, curlEvents(events[index].events));
+        }
+    }
+    const Clock::time_point now = Clock::now();
+    if (hasTimer && now >= timerEnd) {
+        hasTimer = false;
+        int running = 0;
+        curl_multi_socket_action(multi, CURL_SOCKET_TIMEOUT, 0, &running);
+    }
+    FinishEnded();
+    if (hasUnannounced && now >= announcementTime) {
+        AnnounceSent(now);
+    }
+}
+
+void HttpDriver::Wake()
+{
+    eventfd_write(wakeEvent, 1);
+}
+
+void HttpDriver::OnReady(curl_socket_t socket, int events)
+{
+    Registration& registration = registrations[static_cast<std::size_t>(socket)];
+    if (registration.wanted == 0) {
+        // An idle connection that its server closes: nobody looks at it before its next use.
+        epoll_ctl(epoll, EPOLL_CTL_DEL, socket, nullptr);
+        registration.registered = 0;
+        return;
+    }
+    int running = 0;
+    curl_multi_socket_action(multi, socket, events, &running);
+}
+
+/// How long to wait in milliseconds: not past the timer, nor past the next announcement.
+int HttpDriver::WaitLimit(int limit) const
+{
+    if (limit == 0 || (!hasTimer && !hasUnannounced)) {
+        return limit;
+    }
+    Clock::time_point end = Clock::time_point::max();
+    if (hasTimer) {
+        end = timerEnd;
+    }
+    if (hasUnannounced) {
+        end = std::min(end, announcementTime);
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+    const int bounded = static_cast<int>(std::clamp<std::int64_t>(left, 0, 60000));
+    return limit < 0 ? bounded : std::min(limit, bounded);
+}
+
+void HttpDriver::FinishEnded()
+{
+    int left = 0;
+    while (const CURLMsg* const message = curl_multi_info_read(multi, &left)) {
+        if (message->msg != CURLMSG_DONE) {
+            continue;
+        }
+        const CURLcode result = message->data.result;
+        void* self = nullptr;
+        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &self);
+        std::unique_ptr<HttpTransfer> transfer = Release(*static_cast<HttpTransfer*>(self));
+        transfer->Finish(result);
+        if (idle.size() < kMostIdleTransfers) {
+            idle.push_back(std::move(transfer));
+        }
+    }
+}
+
+void HttpDriver::AnnounceSent(Clock::time_point now)
+{
+    hasUnannounced = false;
+    for (auto& [request, transfer] : active) {
+        if (!transfer->AnnounceIfSent()) {
+            hasUnannounced = true;
+        }
+    }
+    announcementTime = now + kAnswerDelay;
+}
+
+int HttpDriver::OnSocket(CURL* /*easy*/, curl_socket_t socket, int what, void* self, void* /*socketData*/)
+{
+    static_cast<HttpDriver*>(self)->Watch(socket, epollEvents(what));
+    return 0;
+}
+
+/// A socket that is no longer wanted stays registered: it is most likely wanted again by the next request.
+void HttpDriver::Watch(curl_socket_t socket, std::uint32_t wanted)
+{
+    const auto index = static_cast<std::size_t>(socket);
+    if (registrations.size() <= index) {
+        registrations.resize(index + 1);
+    }
+    Registration& registration = registrations[index];
+    registration.wanted = wanted;
+    if (wanted == 0 || wanted == registration.registered) {
+        return;
+    }
+    epoll_event event = {};
+    event.events = wanted;
+    event.data.fd = socket;
+    epoll_ctl(epoll, registration.registered == 0 ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event);
+    registration.registered = wanted;
+}
+
+int HttpDriver::OnCloseSocket(void* self, curl_socket_t socket)
+{
+    auto& registrations = static_cast<HttpDriver*>(self)->registrations;
+    const auto index = static_cast<std::size_t>(socket);
+    if (index < registrations.size()) {
+        registrations[index] = Registration();
+    }
+    return close(socket);
+}
+
+int HttpDriver::OnTimer(CURLM* /*multi*/, long milliseconds, void* self)
+{
+    auto& driver = *static_cast<HttpDriver*>(self);
+    driver.hasTimer = milliseconds >= 0;
+    if (driver.hasTimer) {
+        driver.timerEnd = Clock::now() + std::chrono::milliseconds(milliseconds);
+    }
+    return 0;
+}
+
+} // namespace LumPlatform

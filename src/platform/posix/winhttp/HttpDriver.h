@@ -1,0 +1,77 @@
+#pragma once
+
+#include "platform/posix/winhttp/HttpTransfer.h"
+
+#include <chrono>
+#include <cstdint>
+#include <unordered_map>
+#include <vector>
+
+namespace LumPlatform {
+
+/// Drives transfers on one curl multi handle. One thread at a time calls it, but for Wake, which any thread may call.
+class HttpDriver {
+public:
+    enum class Action { Start, Resume, Abort };
+
+    struct Command {
+        Action action;
+        std::shared_ptr<HttpRequest> request;
+    };
+
+    HttpDriver();
+    ~HttpDriver();
+    HttpDriver(const HttpDriver&) = delete;
+    HttpDriver& operator=(const HttpDriver&) = delete;
+
+    void Execute(Command command);
+
+    /// Waits until something happens on a socket, a timer ends, Wake is called or the limit (milliseconds, -1: none) is
+    /// over, and carries the transfers on.
+    void Drive(int limit);
+
+    /// Ends the wait of Drive.
+    void Wake();
+
+    /// The number of transfers under way.
+    std::size_t ActiveCount() const { return active.size(); }
+
+private:
+    using Clock = std::chrono::steady_clock;
+
+    /// The events of one socket, as epoll has them: what curl wants now, and what epoll was told last.
+    struct Registration {
+        std::uint32_t wanted = 0;
+        std::uint32_t registered = 0;
+    };
+
+    static int OnSocket(CURL* easy, curl_socket_t socket, int what, void* self, void* socketData);
+    static int OnCloseSocket(void* self, curl_socket_t socket);
+    static int OnTimer(CURLM* multi, long milliseconds, void* self);
+
+    void Start(std::shared_ptr<HttpRequest> request);
+    void Resume(const HttpRequest& request);
+    void Abort(const HttpRequest& request);
+    std::unique_ptr<HttpTransfer> TakeTransfer();
+    std::unique_ptr<HttpTransfer> Release(HttpTransfer& transfer);
+    int WaitLimit(int limit) const;
+    void Watch(curl_socket_t socket, std::uint32_t wanted);
+    void OnReady(curl_socket_t socket, int events);
+    void FinishEnded();
+    void AnnounceSent(Clock::time_point now);
+
+    CURLM* const multi;
+    const int epoll;
+    const int wakeEvent;
+    bool hasTimer = false;
+    Clock::time_point timerEnd;
+    /// Whether there may be requests whose going out is not announced, and when to look.
+    bool hasUnannounced = false;
+    Clock::time_point announcementTime;
+    /// By socket.
+    std::vector<Registration> registrations;
+    std::unordered_map<const HttpRequest*, std::unique_ptr<HttpTransfer>> active;
+    std::vector<std::unique_ptr<HttpTransfer>> idle;
+};
+
+} // namespace LumPlatform

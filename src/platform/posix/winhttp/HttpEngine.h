@@ -1,0 +1,94 @@
+#pragma once
+
+#include "platform/posix/winhttp/HttpDriver.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <deque>
+#include <list>
+#include <thread>
+
+namespace LumPlatform {
+
+/// The process's one engine: the transfers of all requests, and the threads that drive them and deliver their
+/// notifications.
+///
+/// Each thread is in one of these roles:
+/// - one leads: it drives the transfers, and sleeps while nothing happens on their sockets;
+/// - some run: each delivers the notifications of one handle after the other;
+/// - one watches: it looks every few milliseconds whether the others get on, and steps in when all of them are held up
+/// in
+///   callbacks, so a callback may take its time;
+/// - the others rest, and end when they have rested for long.
+///
+/// The leader delivers notifications itself when no transfer is left that could want it meanwhile: a lone request is
+/// never handed from thread to thread.
+class HttpEngine {
+public:
+    static HttpEngine& Instance();
+
+    /// Starts the transfer of the request. False if the engine has stopped.
+    bool Submit(std::shared_ptr<HttpRequest> request);
+
+    /// The reader of a request whose transfer paused wants more.
+    void Resume(std::shared_ptr<HttpRequest> request);
+
+    /// The request was closed: its transfer ends.
+    void Abort(std::shared_ptr<HttpRequest> request);
+
+    /// Has a thread call the handle's Deliver soon.
+    void Schedule(std::shared_ptr<HttpHandle> handle);
+
+    /// Ends all threads; no callback starts any more. Requests under way are never completed. Waits for callbacks that
+    /// run, but not for ever, and not for the one that calls.
+    void Stop();
+
+private:
+    using Lock = std::unique_lock<std::mutex>;
+
+    struct Worker {
+        std::thread thread;
+        bool hasEnded = false;
+    };
+
+    HttpEngine() = default;
+
+    bool Enqueue(HttpDriver::Command command);
+    void FindThread();
+    void EnsureWatched();
+    void AddThread();
+    void JoinEndedThreads();
+
+    void ThreadMain(Worker& self);
+    bool TakeStep(Lock& lock);
+    void RunOne(Lock& lock);
+    void Lead(Lock& lock);
+    void WakeRunner();
+    void Watch(Lock& lock);
+    bool Rest(Lock& lock);
+    bool HasWork() const;
+
+    std::mutex mutex;
+    std::condition_variable resting;
+    std::condition_variable watching;
+    std::condition_variable ended;
+
+    HttpDriver driver;
+    std::vector<HttpDriver::Command> commands;
+    std::deque<std::shared_ptr<HttpHandle>> ready;
+
+    std::list<Worker> workers;
+    std::size_t threadCount = 0;
+    std::size_t restingCount = 0;
+    std::size_t runningCount = 0;
+    bool isLed = false;
+    bool isLeaderAsleep = false;
+    bool isWatched = false;
+    bool isWatcherAsleep = false;
+    bool isStopping = false;
+
+    /// Counts every step that a thread takes; the watcher compares it from one look to the next.
+    std::uint64_t progress = 0;
+};
+
+} // namespace LumPlatform

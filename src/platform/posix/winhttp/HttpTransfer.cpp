@@ -1,0 +1,293 @@
+#include "platform/posix/winhttp/HttpTransfer.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <string_view>
+
+#include <strings.h>
+
+namespace LumPlatform {
+
+namespace {
+
+/// Large enough for few reads of a large body, small enough that the allocator keeps it for the next request.
+constexpr long kReceiveBuffer = 96L << 10U;
+constexpr long kSendBuffer = 96L << 10U;
+
+/// As many as the reference platform follows.
+constexpr long kMostRedirects = 10;
+
+constexpr DWORD kNoTimeout = 0xFFFFFFFF;
+
+bool isInformational(long status)
+{
+    return status >= 100 && status < 200;
+}
+
+bool isRedirect(long status)
+{
+    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+}
+
+bool isLineEnd(std::string_view line)
+{
+    return line == "\r\n" || line == "\n";
+}
+
+bool hasHeader(const HttpMessage& message, std::string_view nameAndColon)
+{
+    return std::any_of(message.headerLines.begin(), message.headerLines.end(), [&](const std::string& line) {
+        return strncasecmp(line.c_str(), nameAndColon.data(), nameAndColon.size()) == 0;
+    });
+}
+
+/// The header as curl takes it: a field without a value ends in ";", for with ":" it would be left out.
+std::string curlHeader(const std::string& line)
+{
+    const std::size_t colon = line.find(':');
+    const bool hasValue = line.find_first_not_of(" \t", colon + 1) != std::string::npos;
+    return hasValue ? line : line.substr(0, colon) + ";";
+}
+
+long connectTimeout(DWORD milliseconds)
+{
+    constexpr auto kLongest = static_cast<DWORD>(std::numeric_limits<int>::max());
+    const bool isUnbounded = milliseconds == 0 || milliseconds == kNoTimeout;
+    return static_cast<long>(isUnbounded ? kLongest : std::min(milliseconds, kLongest));
+}
+
+CURL* newEasyHandle()
+{
+    CURL* const easy = curl_easy_init();
+    if (easy == nullptr) {
+        throw std::bad_alloc();
+    }
+    return easy;
+}
+
+} // namespace
+
+DWORD winHttpError(CURLcode result)
+{
+    switch (result) {
+    case CURLE_OK:
+        return 0;
+    case CURLE_OUT_OF_MEMORY:
+    case CURLE_WRITE_ERROR:
+        return ERROR_NOT_ENOUGH_MEMORY;
+    case CURLE_URL_MALFORMAT:
+        return ERROR_WINHTTP_INVALID_URL;
+    case CURLE_COULDNT_RESOLVE_HOST:
+    case CURLE_COULDNT_RESOLVE_PROXY:
+        return ERROR_WINHTTP_NAME_NOT_RESOLVED;
+    case CURLE_COULDNT_CONNECT:
+    case CURLE_PROXY:
+        return ERROR_WINHTTP_CANNOT_CONNECT;
+    case CURLE_OPERATION_TIMEDOUT:
+        return ERROR_WINHTTP_TIMEOUT;
+    case CURLE_GOT_NOTHING:
+    case CURLE_PARTIAL_FILE:
+    case CURLE_RECV_ERROR:
+    case CURLE_SEND_ERROR:
+        return ERROR_WINHTTP_CONNECTION_ERROR;
+    case CURLE_UNSUPPORTED_PROTOCOL:
+    case CURLE_WEIRD_SERVER_REPLY:
+    case CURLE_BAD_CONTENT_ENCODING:
+        return ERROR_WINHTTP_INVALID_SERVER_RESPONSE;
+    case CURLE_TOO_MANY_REDIRECTS:
+        return ERROR_WINHTTP_REDIRECT_FAILED;
+    case CURLE_PEER_FAILED_VERIFICATION:
+    case CURLE_SSL_INVALIDCERTSTATUS:
+    case CURLE_SSL_ISSUER_ERROR:
+        return ERROR_WINHTTP_SECURE_FAILURE;
+    case CURLE_SSL_CONNECT_ERROR:
+    case CURLE_SSL_CACERT_BADFILE:
+    case CURLE_SSL_CIPHER:
+    case CURLE_SSL_ENGINE_INITFAILED:
+    case CURLE_USE_SSL_FAILED:
+        return ERROR_WINHTTP_SECURE_CHANNEL_ERROR;
+    default:
+        return ERROR_WINHTTP_INTERNAL_ERROR;
+    }
+}
+
+HttpTransfer::HttpTransfer() : easy(newEasyHandle())
+{
+    curl_easy_setopt(easy, CURLOPT_PRIVATE, this);
+    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, OnBody);
+    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, OnHeaderLine);
+    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
+    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
+    curl_easy_setopt(easy, CURLOPT_MAXREDIRS, kMostRedirects);
+    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, kReceiveBuffer);
+    curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kSendBuffer);
+    // Cookies live as long as the request, for its redirects.
+    curl_easy_setopt(easy, CURLOPT_COOKIEFILE, "");
+}
+
+HttpTransfer::~HttpTransfer()
+{
+    curl_easy_cleanup(easy);
+    curl_slist_free_all(headers);
+}
+
+void HttpTransfer::Begin(std::shared_ptr<HttpRequest> newRequest)
+{
+    request = std::move(newRequest);
+    headerBlock.clear();
+    areHeadersDelivered = false;
+    isSentAnnounced = false;
+    const HttpMessage& message = request->Message();
+    curl_easy_setopt(easy, CURLOPT_URL, message.url.c_str());
+    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, message.followsRedirects ? 1L : 0L);
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, connectTimeout(message.connectTimeout));
+    curl_easy_setopt(easy, CURLOPT_COOKIELIST, "ALL");
+    SetMethod(message);
+    SetHeaders(message);
+}
+
+void HttpTransfer::SetMethod(const HttpMessage& message)
+{
+    const bool isPost = message.verb == "POST";
+    const bool sendsBody = isPost || message.verb == "PUT" || message.verb == "PATCH" || message.bodyLength > 0;
+    if (sendsBody) {
+        curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(message.bodyLength));
+        curl_easy_setopt(easy, CURLOPT_POSTFIELDS, message.body == nullptr ? "" : message.body);
+    } else {
+        curl_easy_setopt(easy, CURLOPT_POSTFIELDS, nullptr);
+        curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L);
+    }
+    const bool isImplied = message.verb == (sendsBody ? "POST" : "GET");
+    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, isImplied ? nullptr : message.verb.c_str());
+}
+
+/// What the caller gave goes out as it is, and nothing is added but what bypasses the caches: a field with a name only
+/// tells curl to leave its own out.
+void HttpTransfer::SetHeaders(const HttpMessage& message)
+{
+    curl_slist_free_all(headers);
+    headers = nullptr;
+    for (const std::string& line : message.headerLines) {
+        AddHeader(curlHeader(line));
+    }
+    for (const std::string_view field :
+         {"Accept:", "Expect:", "Content-Type:", "Pragma: no-cache", "Cache-Control: no-cache"}) {
+        if (!hasHeader(message, field.substr(0, field.find(':') + 1))) {
+            AddHeader(std::string(field));
+        }
+    }
+    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers);
+}
+
+void HttpTransfer::AddHeader(const std::string& line)
+{
+    curl_slist* const longer = curl_slist_append(headers, line.c_str());
+    if (longer == nullptr) {
+        throw std::bad_alloc();
+    }
+    headers = longer;
+}
+
+void HttpTransfer::Finish(CURLcode result)
+{
+    if (result == CURLE_OK && !areHeadersDelivered) {
+        DeliverHeaders();
+    }
+    Fail(winHttpError(result));
+}
+
+void HttpTransfer::Fail(DWORD error)
+{
+    // The request may be the last to hold what its owner's callback destroys: let go of it first.
+    const std::shared_ptr<HttpRequest> ended = std::move(request);
+    ended->OnFinished(error);
+}
+
+bool HttpTransfer::AnnounceIfSent()
+{
+    if (isSentAnnounced || areHeadersDelivered) {
+        return true;
+    }
+    long requestSize = 0;
+    curl_off_t uploaded = 0;
+    curl_easy_getinfo(easy, CURLINFO_REQUEST_SIZE, &requestSize);
+    curl_easy_getinfo(easy, CURLINFO_SIZE_UPLOAD_T, &uploaded);
+    if (requestSize == 0 || uploaded < static_cast<curl_off_t>(request->Message().bodyLength)) {
+        return false;
+    }
+    isSentAnnounced = true;
+    request->OnSent();
+    return true;
+}
+
+std::size_t HttpTransfer::OnHeaderLine(char* data, std::size_t size, std::size_t count, void* self)
+{
+    try {
+        static_cast<HttpTransfer*>(self)->AddHeaderLine(std::string_view(data, size * count));
+        return size * count;
+    } catch (const std::bad_alloc&) {
+        return 0;
+    }
+}
+
+/// Collects the header block of the last response: those of interim responses and of redirects are dropped.
+void HttpTransfer::AddHeaderLine(std::string_view line)
+{
+    if (areHeadersDelivered) {
+        // A trailer of the body.
+        return;
+    }
+    if (isLineEnd(line)) {
+        headerBlock += "\r\n";
+        long status = 0;
+        curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+        // Whether a redirect will be followed is known when its body or its end comes.
+        const bool mayGoOn = isInformational(status) || (isRedirect(status) && request->Message().followsRedirects);
+        if (!mayGoOn) {
+            DeliverHeaders();
+        }
+        return;
+    }
+    if (line.substr(0, 5) == "HTTP/") {
+        headerBlock.clear();
+    }
+    const bool isFolded = !headerBlock.empty() && (line.front() == ' ' || line.front() == '\t');
+    if (isFolded) {
+        headerBlock.resize(headerBlock.size() - 2);
+        headerBlock += ' ';
+        line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+    }
+    headerBlock += line.substr(0, line.find_last_not_of("\r\n") + 1);
+    headerBlock += "\r\n";
+}
+
+void HttpTransfer::DeliverHeaders()
+{
+    areHeadersDelivered = true;
+    long status = 0;
+    curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+    request->OnHeaders(static_cast<DWORD>(status), std::move(headerBlock));
+    headerBlock.clear();
+}
+
+std::size_t HttpTransfer::OnBody(char* data, std::size_t size, std::size_t count, void* self)
+{
+    auto& transfer = *static_cast<HttpTransfer*>(self);
+    try {
+        if (!transfer.areHeadersDelivered) {
+            transfer.DeliverHeaders();
+        }
+        return transfer.request->OnData(data, size * count) ? size * count : CURL_WRITEFUNC_PAUSE;
+    } catch (const std::bad_alloc&) {
+        return CURL_WRITEFUNC_ERROR;
+    }
+}
+
+} // namespace LumPlatform

@@ -1,0 +1,57 @@
+#pragma once
+
+#include "platform/posix/winhttp/HttpRequest.h"
+
+#include <curl/curl.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace LumPlatform {
+
+/// One curl easy handle and what it needs to carry one request after the other. Only the thread that drives the
+/// transfers touches it.
+class HttpTransfer {
+public:
+    HttpTransfer();
+    ~HttpTransfer();
+    HttpTransfer(const HttpTransfer&) = delete;
+    HttpTransfer& operator=(const HttpTransfer&) = delete;
+
+    CURL* Easy() const { return easy; }
+
+    /// Prepares the transfer for the request, which it then holds.
+    void Begin(std::shared_ptr<HttpRequest> newRequest);
+
+    /// Tells the request how the transfer ended and lets go of it.
+    void Finish(CURLcode result);
+    void Fail(DWORD error);
+
+    /// Tells the request that it has gone out, once that is so; false before.
+    bool AnnounceIfSent();
+
+    HttpRequest& Request() const { return *request; }
+
+private:
+    static std::size_t OnHeaderLine(char* data, std::size_t size, std::size_t count, void* self);
+    static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self);
+
+    void SetMethod(const HttpMessage& message);
+    void SetHeaders(const HttpMessage& message);
+    void AddHeader(const std::string& line);
+    void AddHeaderLine(std::string_view line);
+    void DeliverHeaders();
+
+    CURL* const easy;
+    curl_slist* headers = nullptr;
+    std::shared_ptr<HttpRequest> request;
+    std::string headerBlock;
+    bool areHeadersDelivered = false;
+    bool isSentAnnounced = false;
+};
+
+/// The number under which the reference platform reports the failure.
+DWORD winHttpError(CURLcode result);
+
+} // namespace LumPlatform
