@@ -84,16 +84,25 @@ std::string objectName(const UrlComponents& url)
     return name;
 }
 
-std::string headerBlock(const Headers& headers)
+bool isHeaderName(const std::string& name)
 {
-    std::string block;
+    return !name.empty() && name.find_first_of(":\r\n") == std::string::npos;
+}
+
+/// The header fields as one block. False, with the last error set, if a name cannot be one.
+bool toHeaderBlock(const Headers& headers, std::string& block)
+{
     for (const auto& [name, value] : headers) {
+        if (!isHeaderName(name)) {
+            SetLastError(ERROR_INVALID_PARAMETER);
+            return false;
+        }
         block += name;
         block += ": ";
         block += value;
         block += "\r\n";
     }
-    return block;
+    return true;
 }
 
 void CALLBACK WinHttpAsyncCallback(HINTERNET handle, DWORD_PTR contextValue, DWORD status, LPVOID information,
@@ -147,8 +156,9 @@ bool setOptions(WinHttpAsyncContext& context, const RequestDescription& descript
 
 bool sendRequest(WinHttpAsyncContext& context, const Headers& headers)
 {
+    std::string text;
     LumUtils::WideString block;
-    if (!toPlatformText(headerBlock(headers), block)) {
+    if (!toHeaderBlock(headers, text) || !toPlatformText(text, block)) {
         return false;
     }
     if (!fitsPlatformLength(block.size()) || !fitsPlatformLength(context.requestBody.size())) {

@@ -22,7 +22,6 @@ constexpr Message kWinHttpMessages[] = {
     {ERROR_NO_UNICODE_TRANSLATION, "No mapping for the Unicode character exists in the target multi-byte code page."},
     {ERROR_WINHTTP_TIMEOUT, "The operation timed out"},
     {ERROR_WINHTTP_INTERNAL_ERROR, "An internal error occurred in the Microsoft Windows HTTP Services"},
-    {ERROR_WINHTTP_INVALID_URL, "The URL is invalid"},
     {ERROR_WINHTTP_NAME_NOT_RESOLVED, "The server name or address could not be resolved"},
     {ERROR_WINHTTP_SHUTDOWN, "The Microsoft Windows HTTP Services is shutting down"},
     {ERROR_WINHTTP_OPERATION_CANCELLED, "The operation has been canceled"},

@@ -246,7 +246,13 @@ void HttpDriver::FinishEnded()
         const CURLcode result = message->data.result;
         void* self = nullptr;
         curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &self);
-        std::unique_ptr<HttpTransfer> transfer = Release(*static_cast<HttpTransfer*>(self));
+        auto& ended = *static_cast<HttpTransfer*>(self);
+        if (ended.GoesOnToRedirect(result)) {
+            curl_multi_remove_handle(multi, ended.Easy());
+            curl_multi_add_handle(multi, ended.Easy());
+            continue;
+        }
+        std::unique_ptr<HttpTransfer> transfer = Release(ended);
         transfer->Finish(result);
         if (idle.size() < kMostIdleTransfers) {
             idle.push_back(std::move(transfer));

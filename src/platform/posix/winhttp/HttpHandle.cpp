@@ -45,6 +45,12 @@ void HttpHandle::Deliver()
 {
     bool isClosed = false;
     std::unique_lock<std::mutex> lock(mutex);
+    if (!hasDelivered) {
+        hasDelivered = true;
+        lock.unlock();
+        OnFirstDelivery();
+        lock.lock();
+    }
     for (int turn = 0; turn < kNotificationsPerTurn && delivered < queue.size(); ++turn) {
         const Notification notification = queue[delivered++];
         if (delivered == queue.size()) {

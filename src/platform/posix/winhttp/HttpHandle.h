@@ -56,6 +56,9 @@ protected:
     /// As Notify, for a notification that waits until another is delivered.
     void NotifyLazily(Notification notification);
 
+    /// Called before the first notification, without the mutex.
+    virtual void OnFirstDelivery() {}
+
     /// Called after the last notification, without the mutex.
     virtual void OnClosed() {}
 
@@ -71,6 +74,7 @@ private:
     std::vector<Notification> queue;
     std::size_t delivered = 0;
     bool isScheduled = false;
+    bool hasDelivered = false;
 };
 
 } // namespace LumPlatform

@@ -23,7 +23,7 @@ std::string escapeObjectName(const std::string& name)
     escaped.reserve(name.size());
     for (const char character : name) {
         const auto byte = static_cast<unsigned char>(character);
-        if (byte > 0x20 && byte < 0x7F && std::strchr("\"#<>\\^`{|}", character) == nullptr) {
+        if (byte > 0x20 && byte < 0x7F && std::strchr("\"#<>[\\]^`{|}", character) == nullptr) {
             escaped += character;
             continue;
         }
@@ -34,9 +34,13 @@ std::string escapeObjectName(const std::string& name)
     return escaped;
 }
 
-/// The host as it stands in a URL: an IPv6 address has brackets.
+/// The host as it stands in a URL: an IPv6 address has brackets. What would be read as another part of a URL can be no
+/// host; without a host the request fails as one whose name is not resolved.
 std::string urlHost(const std::string& host)
 {
+    if (host.find_first_of("/?#@\\% ") != std::string::npos) {
+        return {};
+    }
     const bool isBareIpv6 = host.find(':') != std::string::npos && host.front() != '[';
     return isBareIpv6 ? "[" + host + "]" : host;
 }
@@ -175,6 +179,12 @@ void HttpRequest::Close()
         return;
     }
     Notify({WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, context});
+}
+
+void HttpRequest::OnFirstDelivery()
+{
+    // The connection was created before.
+    connection->Deliver();
 }
 
 void HttpRequest::OnClosed()

@@ -62,6 +62,7 @@ public:
     void OnFinished(DWORD error);
 
 protected:
+    void OnFirstDelivery() override;
     void OnClosed() override;
 
 private:

@@ -16,7 +16,7 @@ constexpr long kReceiveBuffer = 96L << 10U;
 constexpr long kSendBuffer = 96L << 10U;
 
 /// As many as the reference platform follows.
-constexpr long kMostRedirects = 10;
+constexpr int kMostRedirects = 10;
 
 constexpr DWORD kNoTimeout = 0xFFFFFFFF;
 
@@ -25,9 +25,13 @@ bool isInformational(long status)
     return status >= 100 && status < 200;
 }
 
+constexpr long kMoved = 301;
+constexpr long kFound = 302;
+constexpr long kSeeOther = 303;
+
 bool isRedirect(long status)
 {
-    return status == 301 || status == 302 || status == 303 || status == 307 || status == 308;
+    return status == kMoved || status == kFound || status == kSeeOther || status == 307 || status == 308;
 }
 
 bool isLineEnd(std::string_view line)
@@ -35,11 +39,35 @@ bool isLineEnd(std::string_view line)
     return line == "\r\n" || line == "\n";
 }
 
-bool hasHeader(const HttpMessage& message, std::string_view nameAndColon)
+bool isField(std::string_view line, std::string_view nameAndColon)
 {
-    return std::any_of(message.headerLines.begin(), message.headerLines.end(), [&](const std::string& line) {
-        return strncasecmp(line.c_str(), nameAndColon.data(), nameAndColon.size()) == 0;
-    });
+    return line.size() >= nameAndColon.size() &&
+           strncasecmp(line.data(), nameAndColon.data(), nameAndColon.size()) == 0;
+}
+
+bool hasField(const HttpMessage& message, std::string_view nameAndColon)
+{
+    return std::any_of(message.headerLines.begin(), message.headerLines.end(),
+                       [&](const std::string& line) { return isField(line, nameAndColon); });
+}
+
+/// Scheme, host and port of a URL; empty if it is none.
+std::string originOf(const std::string& url)
+{
+    const std::unique_ptr<CURLU, decltype(&curl_url_cleanup)> parsed(curl_url(), curl_url_cleanup);
+    if (!parsed || curl_url_set(parsed.get(), CURLUPART_URL, url.c_str(), 0) != CURLUE_OK) {
+        return {};
+    }
+    std::string origin;
+    for (const CURLUPart part : {CURLUPART_SCHEME, CURLUPART_HOST, CURLUPART_PORT}) {
+        char* text = nullptr;
+        if (curl_url_get(parsed.get(), part, &text, CURLU_DEFAULT_PORT) == CURLUE_OK) {
+            origin += text;
+            origin += '\n';
+        }
+        curl_free(text);
+    }
+    return origin;
 }
 
 /// The header as curl takes it: a field without a value ends in ";", for with ":" it would be left out.
@@ -77,7 +105,7 @@ DWORD winHttpError(CURLcode result)
     case CURLE_WRITE_ERROR:
         return ERROR_NOT_ENOUGH_MEMORY;
     case CURLE_URL_MALFORMAT:
-        return ERROR_WINHTTP_INVALID_URL;
+        // All of the URL but the host is escaped: it is the host that cannot be one.
     case CURLE_COULDNT_RESOLVE_HOST:
     case CURLE_COULDNT_RESOLVE_PROXY:
         return ERROR_WINHTTP_NAME_NOT_RESOLVED;
@@ -95,8 +123,6 @@ DWORD winHttpError(CURLcode result)
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_BAD_CONTENT_ENCODING:
         return ERROR_WINHTTP_INVALID_SERVER_RESPONSE;
-    case CURLE_TOO_MANY_REDIRECTS:
-        return ERROR_WINHTTP_REDIRECT_FAILED;
     case CURLE_PEER_FAILED_VERIFICATION:
     case CURLE_SSL_INVALIDCERTSTATUS:
     case CURLE_SSL_ISSUER_ERROR:
@@ -121,11 +147,9 @@ HttpTransfer::HttpTransfer() : easy(newEasyHandle())
     curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
     curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
     curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(easy, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
-    curl_easy_setopt(easy, CURLOPT_MAXREDIRS, kMostRedirects);
     curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, kReceiveBuffer);
     curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kSendBuffer);
     // Cookies live as long as the request, for its redirects.
@@ -141,22 +165,24 @@ HttpTransfer::~HttpTransfer()
 void HttpTransfer::Begin(std::shared_ptr<HttpRequest> newRequest)
 {
     request = std::move(newRequest);
-    headerBlock.clear();
+    const HttpMessage& message = request->Message();
+    verb = message.verb;
+    sendsBody = verb == "POST" || verb == "PUT" || verb == "PATCH" || message.bodyLength > 0;
+    redirects = 0;
+    origin.clear();
     areHeadersDelivered = false;
     isSentAnnounced = false;
-    const HttpMessage& message = request->Message();
+    StartHeaderBlock();
     curl_easy_setopt(easy, CURLOPT_URL, message.url.c_str());
-    curl_easy_setopt(easy, CURLOPT_FOLLOWLOCATION, message.followsRedirects ? 1L : 0L);
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, connectTimeout(message.connectTimeout));
     curl_easy_setopt(easy, CURLOPT_COOKIELIST, "ALL");
-    SetMethod(message);
-    SetHeaders(message);
+    SetMethod();
+    SetHeaders();
 }
 
-void HttpTransfer::SetMethod(const HttpMessage& message)
+void HttpTransfer::SetMethod()
 {
-    const bool isPost = message.verb == "POST";
-    const bool sendsBody = isPost || message.verb == "PUT" || message.verb == "PATCH" || message.bodyLength > 0;
+    const HttpMessage& message = request->Message();
     if (sendsBody) {
         curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(message.bodyLength));
         curl_easy_setopt(easy, CURLOPT_POSTFIELDS, message.body == nullptr ? "" : message.body);
@@ -164,26 +190,44 @@ void HttpTransfer::SetMethod(const HttpMessage& message)
         curl_easy_setopt(easy, CURLOPT_POSTFIELDS, nullptr);
         curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L);
     }
-    const bool isImplied = message.verb == (sendsBody ? "POST" : "GET");
-    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, isImplied ? nullptr : message.verb.c_str());
+    const bool isImplied = verb == (sendsBody ? "POST" : "GET");
+    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, isImplied ? nullptr : verb.c_str());
 }
 
 /// What the caller gave goes out as it is, and nothing is added but what bypasses the caches: a field with a name only
 /// tells curl to leave its own out.
-void HttpTransfer::SetHeaders(const HttpMessage& message)
+void HttpTransfer::SetHeaders()
 {
+    const HttpMessage& message = request->Message();
     curl_slist_free_all(headers);
     headers = nullptr;
     for (const std::string& line : message.headerLines) {
-        AddHeader(curlHeader(line));
+        if (MayBeSent(line)) {
+            AddHeader(curlHeader(line));
+        }
     }
     for (const std::string_view field :
          {"Accept:", "Expect:", "Content-Type:", "Pragma: no-cache", "Cache-Control: no-cache"}) {
-        if (!hasHeader(message, field.substr(0, field.find(':') + 1))) {
+        if (!hasField(message, field.substr(0, field.find(':') + 1))) {
             AddHeader(std::string(field));
         }
     }
     curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers);
+}
+
+/// A redirect to another server does not get what was meant for the first one only, and one that lost the body does not
+/// get its description.
+bool HttpTransfer::MayBeSent(const std::string& headerLine) const
+{
+    if (redirects == 0) {
+        return true;
+    }
+    const bool isForFirstServer = isField(headerLine, "Authorization:") || isField(headerLine, "Cookie:") ||
+                                  isField(headerLine, "Host:") || isField(headerLine, "Proxy-Authorization:");
+    if (isForFirstServer) {
+        return origin == originOf(request->Message().url);
+    }
+    return sendsBody || !isField(headerLine, "Content-");
 }
 
 void HttpTransfer::AddHeader(const std::string& line)
@@ -195,12 +239,40 @@ void HttpTransfer::AddHeader(const std::string& line)
     headers = longer;
 }
 
+bool HttpTransfer::GoesOnToRedirect(CURLcode result)
+{
+    char* target = nullptr;
+    if (result != CURLE_OK || !IsRedirecting() || redirects == kMostRedirects ||
+        curl_easy_getinfo(easy, CURLINFO_REDIRECT_URL, &target) != CURLE_OK || target == nullptr) {
+        return false;
+    }
+    ++redirects;
+    const std::string url = target;
+    origin = originOf(url);
+    const long status = Status();
+    const bool becomesGet = status == kSeeOther || (verb == "POST" && (status == kMoved || status == kFound));
+    if (becomesGet) {
+        verb = "GET";
+        sendsBody = false;
+    }
+    curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
+    SetMethod();
+    SetHeaders();
+    StartHeaderBlock();
+    return true;
+}
+
 void HttpTransfer::Finish(CURLcode result)
 {
-    if (result == CURLE_OK && !areHeadersDelivered) {
-        DeliverHeaders();
+    if (result != CURLE_OK) {
+        AnnounceIfSent();
+        Fail(winHttpError(result));
+    } else if (areHeadersDelivered) {
+        Fail(0);
+    } else {
+        AnnounceIfSent();
+        Fail(IsRedirecting() ? ERROR_WINHTTP_REDIRECT_FAILED : ERROR_WINHTTP_INVALID_SERVER_RESPONSE);
     }
-    Fail(winHttpError(result));
 }
 
 void HttpTransfer::Fail(DWORD error)
@@ -219,7 +291,8 @@ bool HttpTransfer::AnnounceIfSent()
     curl_off_t uploaded = 0;
     curl_easy_getinfo(easy, CURLINFO_REQUEST_SIZE, &requestSize);
     curl_easy_getinfo(easy, CURLINFO_SIZE_UPLOAD_T, &uploaded);
-    if (requestSize == 0 || uploaded < static_cast<curl_off_t>(request->Message().bodyLength)) {
+    const bool isSent = requestSize > 0 && uploaded >= static_cast<curl_off_t>(request->Message().bodyLength);
+    if (!isSent && redirects == 0) {
         return false;
     }
     isSentAnnounced = true;
@@ -237,7 +310,7 @@ std::size_t HttpTransfer::OnHeaderLine(char* data, std::size_t size, std::size_t
     }
 }
 
-/// Collects the header block of the last response: those of interim responses and of redirects are dropped.
+/// Collects the header block of the last response: those of interim responses and of followed redirects are dropped.
 void HttpTransfer::AddHeaderLine(std::string_view line)
 {
     if (areHeadersDelivered) {
@@ -245,19 +318,13 @@ void HttpTransfer::AddHeaderLine(std::string_view line)
         return;
     }
     if (isLineEnd(line)) {
-        headerBlock += "\r\n";
-        long status = 0;
-        curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-        // Whether a redirect will be followed is known when its body or its end comes.
-        const bool mayGoOn = isInformational(status) || (isRedirect(status) && request->Message().followsRedirects);
-        if (!mayGoOn) {
-            DeliverHeaders();
-        }
+        EndHeaderBlock();
         return;
     }
     if (line.substr(0, 5) == "HTTP/") {
-        headerBlock.clear();
+        StartHeaderBlock();
     }
+    hasLocation = hasLocation || isField(line, "Location:");
     const bool isFolded = !headerBlock.empty() && (line.front() == ' ' || line.front() == '\t');
     if (isFolded) {
         headerBlock.resize(headerBlock.size() - 2);
@@ -268,23 +335,47 @@ void HttpTransfer::AddHeaderLine(std::string_view line)
     headerBlock += "\r\n";
 }
 
-void HttpTransfer::DeliverHeaders()
+void HttpTransfer::StartHeaderBlock()
 {
+    headerBlock.clear();
+    hasLocation = false;
+    isHeaderBlockComplete = false;
+}
+
+void HttpTransfer::EndHeaderBlock()
+{
+    headerBlock += "\r\n";
+    isHeaderBlockComplete = true;
+    if (isInformational(Status()) || IsRedirecting()) {
+        return;
+    }
     areHeadersDelivered = true;
+    request->OnHeaders(static_cast<DWORD>(Status()), headerBlock);
+}
+
+long HttpTransfer::Status() const
+{
     long status = 0;
     curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
-    request->OnHeaders(static_cast<DWORD>(status), std::move(headerBlock));
-    headerBlock.clear();
+    return status;
+}
+
+/// Whether the response that is coming is a redirect that is followed.
+bool HttpTransfer::IsRedirecting() const
+{
+    return isHeaderBlockComplete && hasLocation && request->Message().followsRedirects && isRedirect(Status());
 }
 
 std::size_t HttpTransfer::OnBody(char* data, std::size_t size, std::size_t count, void* self)
 {
-    auto& transfer = *static_cast<HttpTransfer*>(self);
+    const auto& transfer = *static_cast<HttpTransfer*>(self);
+    const std::size_t length = size * count;
     try {
         if (!transfer.areHeadersDelivered) {
-            transfer.DeliverHeaders();
+            // The body of a redirect that is followed.
+            return length;
         }
-        return transfer.request->OnData(data, size * count) ? size * count : CURL_WRITEFUNC_PAUSE;
+        return transfer.request->OnData(data, length) ? length : CURL_WRITEFUNC_PAUSE;
     } catch (const std::bad_alloc&) {
         return CURL_WRITEFUNC_ERROR;
     }

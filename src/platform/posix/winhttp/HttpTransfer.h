@@ -24,6 +24,9 @@ public:
     /// Prepares the transfer for the request, which it then holds.
     void Begin(std::shared_ptr<HttpRequest> newRequest);
 
+    /// Whether the transfer ended in a redirect that is to be followed; it is then prepared to go on there.
+    bool GoesOnToRedirect(CURLcode result);
+
     /// Tells the request how the transfer ended and lets go of it.
     void Finish(CURLcode result);
     void Fail(DWORD error);
@@ -37,16 +40,32 @@ private:
     static std::size_t OnHeaderLine(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self);
 
-    void SetMethod(const HttpMessage& message);
-    void SetHeaders(const HttpMessage& message);
+    void SetMethod();
+    void SetHeaders();
     void AddHeader(const std::string& line);
+    bool MayBeSent(const std::string& headerLine) const;
+    void StartHeaderBlock();
     void AddHeaderLine(std::string_view line);
+    void EndHeaderBlock();
+    long Status() const;
+    bool IsRedirecting() const;
     void DeliverHeaders();
 
     CURL* const easy;
     curl_slist* headers = nullptr;
     std::shared_ptr<HttpRequest> request;
+
+    /// What is asked for now; it changes from redirect to redirect.
+    std::string verb;
+    std::string origin;
+    bool sendsBody = false;
+    int redirects = 0;
+
+    /// The header block of the response that is coming.
     std::string headerBlock;
+    bool hasLocation = false;
+    bool isHeaderBlockComplete = false;
+
     bool areHeadersDelivered = false;
     bool isSentAnnounced = false;
 };
