@@ -1,0 +1,39 @@
+#include "support/server/Environment.h"
+
+#include <cstdio>
+
+#include <stdlib.h>
+
+namespace LumTestServer {
+
+Environment makeEnvironment(const ScriptedHttpServer& scripted, std::uint16_t closedPort, const NginxServer& nginx)
+{
+    const NginxServer::Ports& ports = nginx.PortNumbers();
+    return {{"LUM_TEST_HTTP_PORT", std::to_string(scripted.Port())},
+            {"LUM_TEST_SILENT_PORT", std::to_string(scripted.SilentPort())},
+            {"LUM_TEST_CLOSED_PORT", std::to_string(closedPort)},
+            {"LUM_TEST_NGINX_PORT", std::to_string(ports.http)},
+            {"LUM_TEST_HTTPS_SELF_SIGNED_PORT", std::to_string(ports.selfSigned)},
+            {"LUM_TEST_HTTPS_WRONG_HOST_PORT", std::to_string(ports.wrongHost)},
+            {"LUM_TEST_HTTPS_EXPIRED_PORT", std::to_string(ports.expired)},
+            {"LUM_TEST_HTTPS_TRUSTED_PORT", std::to_string(ports.trusted)},
+            {"LUM_TEST_CA_FILE", nginx.AuthorityFile().string()},
+            {"LUM_TEST_NGINX_ROOT", nginx.Root().string()}};
+}
+
+void exportEnvironment(const Environment& environment)
+{
+    for (const auto& [name, value] : environment) {
+        setenv(name.c_str(), value.c_str(), 1);
+    }
+}
+
+void printEnvironment(const Environment& environment)
+{
+    for (const auto& [name, value] : environment) {
+        std::printf("%s=%s\n", name.c_str(), value.c_str());
+    }
+    std::fflush(stdout);
+}
+
+} // namespace LumTestServer

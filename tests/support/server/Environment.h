@@ -1,0 +1,23 @@
+#pragma once
+
+#include "support/server/NginxServer.h"
+#include "support/server/ScriptedHttpServer.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace LumTestServer {
+
+/// The variables that tell a test program where the servers are; see main.cpp.
+using Environment = std::vector<std::pair<std::string, std::string>>;
+
+Environment makeEnvironment(const ScriptedHttpServer& scripted, std::uint16_t closedPort, const NginxServer& nginx);
+
+/// Sets the variables for the programs that this process starts.
+void exportEnvironment(const Environment& environment);
+
+/// Prints a line NAME=value for each.
+void printEnvironment(const Environment& environment);
+
+} // namespace LumTestServer
