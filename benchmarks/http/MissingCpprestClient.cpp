@@ -1,0 +1,10 @@
+#include "LoadClient.h"
+
+namespace LumBench {
+
+std::unique_ptr<LoadClient> MakeCpprestClient()
+{
+    return nullptr;
+}
+
+} // namespace LumBench

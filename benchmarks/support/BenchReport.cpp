@@ -1,0 +1,147 @@
+#include "support/BenchReport.h"
+
+#include "support/BarChart.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <fstream>
+#include <iomanip>
+#include <sstream>
+#include <stdexcept>
+
+namespace LumBench {
+
+namespace {
+
+constexpr double kHighestRatio = 10;
+
+using Line = std::vector<std::string>;
+
+std::string fixed(double value, int decimals)
+{
+    std::ostringstream text;
+    text << std::fixed << std::setprecision(decimals) << value;
+    return text.str();
+}
+
+Line tableLine(const BenchRow& row)
+{
+    return {row.caseName,
+            row.peer,
+            row.unit,
+            FormatNumber(row.ours),
+            FormatNumber(row.theirs),
+            fixed(row.ratio, 2),
+            row.goal ? fixed(*row.goal, 2) : "-",
+            row.goal ? (row.IsMet() ? "yes" : "NO") : "-"};
+}
+
+std::vector<std::size_t> columnWidths(const std::vector<Line>& lines)
+{
+    std::vector<std::size_t> widths(lines.front().size());
+    for (const Line& line : lines) {
+        for (std::size_t column = 0; column < line.size(); ++column) {
+            widths[column] = std::max(widths[column], line[column].size());
+        }
+    }
+    return widths;
+}
+
+void printLine(std::ostream& output, const Line& line, const std::vector<std::size_t>& widths)
+{
+    constexpr std::size_t kTextColumns = 3;
+    for (std::size_t column = 0; column < line.size(); ++column) {
+        output << (column == 0 ? "" : "  ") << (column < kTextColumns ? std::left : std::right)
+               << std::setw(static_cast<int>(widths[column])) << line[column];
+    }
+    output << '\n';
+}
+
+void writeFile(const std::filesystem::path& path, const std::string& content)
+{
+    std::ofstream file(path, std::ios::binary);
+    file << content;
+    file.close();
+    if (!file) {
+        throw std::runtime_error("cannot write " + path.string());
+    }
+}
+
+/// Four digits after the point are more than the measurement is good for.
+double rounded(double value)
+{
+    constexpr double kScale = 10000;
+    return std::round(value * kScale) / kScale;
+}
+
+} // namespace
+
+std::string FormatNumber(double value)
+{
+    if (value == 0 || value >= 1000) {
+        return fixed(value, 0);
+    }
+    if (value >= 100) {
+        return fixed(value, 1);
+    }
+    return fixed(value, value >= 1 ? 2 : 5);
+}
+
+void BenchReport::AddMoreIsBetter(const std::string& caseName, const std::string& peer, const std::string& unit,
+                                  double ours, double theirs, std::optional<double> goal)
+{
+    rows.push_back({caseName, peer, unit, ours, theirs, theirs > 0 ? ours / theirs : 0, goal});
+}
+
+void BenchReport::AddLessIsBetter(const std::string& caseName, const std::string& peer, const std::string& unit,
+                                  double ours, double theirs, std::optional<double> goal)
+{
+    const double ratio = ours > 0 ? std::min(theirs / ours, kHighestRatio) : kHighestRatio;
+    rows.push_back({caseName, peer, unit, ours, theirs, ratio, goal});
+}
+
+void BenchReport::PrintTable(std::ostream& output) const
+{
+    std::vector<Line> lines{{"case", "peer", "unit", "ours", "theirs", "ratio", "goal", "met"}};
+    std::transform(rows.begin(), rows.end(), std::back_inserter(lines), tableLine);
+    const std::vector<std::size_t> widths = columnWidths(lines);
+    const std::string* lastCase = nullptr;
+    for (const Line& line : lines) {
+        if (lastCase == nullptr || *lastCase != line.front()) {
+            output << (lastCase == nullptr ? "" : "\n");
+        }
+        printLine(output, line, widths);
+        lastCase = &line.front();
+    }
+    const auto goals =
+        std::count_if(rows.begin(), rows.end(), [](const BenchRow& row) { return row.goal.has_value(); });
+    const auto missed = std::count_if(rows.begin(), rows.end(), [](const BenchRow& row) { return !row.IsMet(); });
+    output << "\n" << goals - missed << " of " << goals << " goals met\n";
+}
+
+void BenchReport::WriteFiles(const std::filesystem::path& folder) const
+{
+    std::filesystem::create_directories(folder);
+    writeFile(folder / (name + ".json"), Json());
+    writeFile(folder / (name + ".svg"), DrawBarChart(*this));
+}
+
+std::string BenchReport::Json() const
+{
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    for (const BenchRow& row : rows) {
+        nlohmann::ordered_json entry{{"case", row.caseName},
+                                     {"peer", row.peer},
+                                     {"unit", row.unit},
+                                     {"ours", rounded(row.ours)},
+                                     {"theirs", rounded(row.theirs)},
+                                     {"ratio", rounded(row.ratio)}};
+        entry["goal"] = row.goal ? nlohmann::ordered_json(*row.goal) : nlohmann::ordered_json(nullptr);
+        list.push_back(std::move(entry));
+    }
+    return list.dump(2) + "\n";
+}
+
+} // namespace LumBench
