@@ -6,12 +6,14 @@
 
 namespace LumTestServer {
 
-Environment makeEnvironment(const ScriptedHttpServer& scripted, std::uint16_t closedPort, const NginxServer& nginx)
+Environment makeEnvironment(const ScriptedHttpServer& scripted, const ClosedPort& closed, const FullPort& full,
+                            const NginxServer& nginx)
 {
     const NginxServer::Ports& ports = nginx.PortNumbers();
     return {{"LUM_TEST_HTTP_PORT", std::to_string(scripted.Port())},
             {"LUM_TEST_SILENT_PORT", std::to_string(scripted.SilentPort())},
-            {"LUM_TEST_CLOSED_PORT", std::to_string(closedPort)},
+            {"LUM_TEST_CLOSED_PORT", std::to_string(closed.Port())},
+            {"LUM_TEST_FULL_PORT", std::to_string(full.Port())},
             {"LUM_TEST_NGINX_PORT", std::to_string(ports.http)},
             {"LUM_TEST_HTTPS_SELF_SIGNED_PORT", std::to_string(ports.selfSigned)},
             {"LUM_TEST_HTTPS_WRONG_HOST_PORT", std::to_string(ports.wrongHost)},

@@ -1,5 +1,7 @@
 #pragma once
 
+#include "support/server/ClosedPort.h"
+#include "support/server/FullPort.h"
 #include "support/server/NginxServer.h"
 #include "support/server/ScriptedHttpServer.h"
 
@@ -12,7 +14,8 @@ namespace LumTestServer {
 /// The variables that tell a test program where the servers are; see main.cpp.
 using Environment = std::vector<std::pair<std::string, std::string>>;
 
-Environment makeEnvironment(const ScriptedHttpServer& scripted, std::uint16_t closedPort, const NginxServer& nginx);
+Environment makeEnvironment(const ScriptedHttpServer& scripted, const ClosedPort& closed, const FullPort& full,
+                            const NginxServer& nginx);
 
 /// Sets the variables for the programs that this process starts.
 void exportEnvironment(const Environment& environment);

@@ -20,9 +20,9 @@ sockaddr_in ipv4Loopback(std::uint16_t port)
     return address;
 }
 
-Socket newSocket(int family)
+Socket newSocket(int family, int flags = 0)
 {
-    Socket created(socket(family, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    Socket created(socket(family, SOCK_STREAM | SOCK_CLOEXEC | flags, 0));
     if (!created.IsOpen()) {
         throw std::system_error(errno, std::generic_category(), "socket");
     }
@@ -69,6 +69,14 @@ std::uint16_t boundPort(const Socket& socket)
 std::uint16_t findFreePort()
 {
     return boundPort(bindIpv4(0));
+}
+
+Socket beginConnecting(std::uint16_t port)
+{
+    Socket connecting = newSocket(AF_INET, SOCK_NONBLOCK);
+    const sockaddr_in address = ipv4Loopback(port);
+    connect(connecting.Descriptor(), reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    return connecting;
 }
 
 bool isAccepting(std::uint16_t port)

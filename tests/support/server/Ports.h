@@ -17,6 +17,9 @@ std::uint16_t boundPort(const Socket& socket);
 /// A port of 127.0.0.1 on which nobody listens now.
 std::uint16_t findFreePort();
 
+/// A socket that connects, or tries to, to the port of 127.0.0.1.
+Socket beginConnecting(std::uint16_t port);
+
 /// Whether somebody accepts connections on the port of 127.0.0.1.
 bool isAccepting(std::uint16_t port);
 

@@ -55,9 +55,14 @@ Next countSilent(Exchange& exchange)
 const RouteTable& routeTable()
 {
     static const RouteTable table = [] {
-        RouteTable routes = {{"/echo", {echo, true}},         {"/checksum", {checksumOfBody, true}},
-                             {"/release", {release}},         {"/count", {countArrived}},
-                             {"/stats", {statistics}},        {"/silent/close", {closeSilent}},
+        RouteTable routes = {{"/", {echo, true}},
+                             {"/echo", {echo, true}},
+                             {"/echo/", {echo, true}},
+                             {"/checksum", {checksumOfBody, true}},
+                             {"/release", {release}},
+                             {"/count", {countArrived}},
+                             {"/stats", {statistics}},
+                             {"/silent/close", {closeSilent}},
                              {"/silent/count", {countSilent}}};
         addBodyRoutes(routes);
         addHeaderRoutes(routes);
@@ -72,8 +77,9 @@ const Route* findRoute(const std::string& path)
 {
     const RouteTable& routes = routeTable();
     auto found = routes.find(path);
-    if (found == routes.end()) {
-        found = routes.find(path.substr(0, path.rfind('/') + 1));
+    const std::size_t lastSlash = path.rfind('/');
+    if (found == routes.end() && lastSlash > 0 && lastSlash != std::string::npos) {
+        found = routes.find(path.substr(0, lastSlash + 1));
     }
     return found == routes.end() ? nullptr : &found->second;
 }

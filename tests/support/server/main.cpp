@@ -13,6 +13,7 @@
 /// | LUM_TEST_HTTP_PORT              | port of the scripted HTTP server, on 127.0.0.1 and ::1                         |
 /// | LUM_TEST_SILENT_PORT            | port that accepts and neither reads nor answers, on both                       |
 /// | LUM_TEST_CLOSED_PORT            | port that refuses connections, on both                                         |
+/// | LUM_TEST_FULL_PORT              | port of 127.0.0.1 on which connecting never ends                               |
 /// | LUM_TEST_NGINX_PORT             | port of nginx with the tree of StaticTree.h, on 127.0.0.1, as all that follow  |
 /// | LUM_TEST_HTTPS_SELF_SIGNED_PORT | the same over https, with a certificate that is signed by itself               |
 /// | LUM_TEST_HTTPS_WRONG_HOST_PORT  | with a certificate for wrong.example, signed by the test authority             |
@@ -25,7 +26,7 @@
 ///
 /// | path              | query (and its default)                | answer                                           |
 /// |-------------------|----------------------------------------|--------------------------------------------------|
-/// | /echo             |                                        | the request as it came, byte for byte            |
+/// | / /echo /echo/TXT |                                        | the request as it came, byte for byte            |
 /// | /checksum         |                                        | length and checksum (BodyPattern.h) of the body  |
 /// | /status/NNN       |                                        | that status, X-Status: NNN, a body if allowed    |
 /// | /bytes            | n (0), framing length, chunked, close  | n bytes of BodyPattern.h                         |
@@ -59,6 +60,7 @@
 #include "support/server/ChildProcess.h"
 #include "support/server/ClosedPort.h"
 #include "support/server/Environment.h"
+#include "support/server/FullPort.h"
 #include "support/server/TemporaryFolder.h"
 
 #include <csignal>
@@ -113,8 +115,9 @@ int run(const std::vector<std::string>& command)
     const TemporaryFolder folder;
     NginxServer nginx(folder.Path());
     const ClosedPort closed;
+    const FullPort full;
     const ScriptedHttpServer scripted;
-    const Environment environment = makeEnvironment(scripted, closed.Port(), nginx);
+    const Environment environment = makeEnvironment(scripted, closed, full, nginx);
     exportEnvironment(environment);
     if (command.empty()) {
         printEnvironment(environment);

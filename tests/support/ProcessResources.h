@@ -1,0 +1,13 @@
+#pragma once
+
+#include <cstddef>
+
+namespace LumTests {
+
+/// Memory of this process that takes space, in bytes.
+std::size_t usedMemory();
+
+/// Descriptors or handles that this process has open.
+std::size_t openDescriptorCount();
+
+} // namespace LumTests

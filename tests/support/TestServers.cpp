@@ -1,0 +1,104 @@
+#include "support/TestServers.h"
+
+#include <cstdlib>
+#include <stdexcept>
+
+namespace LumTests::TestServers {
+
+namespace {
+
+std::uint16_t portFromEnvironment(const char* name)
+{
+    const char* const value = std::getenv(name);
+    if (value == nullptr) {
+        throw std::runtime_error(std::string(name) + " is not set: start this program with lum_test_server");
+    }
+    return static_cast<std::uint16_t>(std::stoul(value));
+}
+
+const char* portVariable(Certificate certificate)
+{
+    switch (certificate) {
+    case Certificate::SelfSigned:
+        return "LUM_TEST_HTTPS_SELF_SIGNED_PORT";
+    case Certificate::WrongHost:
+        return "LUM_TEST_HTTPS_WRONG_HOST_PORT";
+    case Certificate::Expired:
+        return "LUM_TEST_HTTPS_EXPIRED_PORT";
+    case Certificate::UnknownAuthority:
+        return "LUM_TEST_HTTPS_TRUSTED_PORT";
+    }
+    return "";
+}
+
+} // namespace
+
+std::uint16_t scriptedPort()
+{
+    return portFromEnvironment("LUM_TEST_HTTP_PORT");
+}
+
+std::uint16_t silentPort()
+{
+    return portFromEnvironment("LUM_TEST_SILENT_PORT");
+}
+
+std::uint16_t closedPort()
+{
+    return portFromEnvironment("LUM_TEST_CLOSED_PORT");
+}
+
+std::uint16_t fullPort()
+{
+    return portFromEnvironment("LUM_TEST_FULL_PORT");
+}
+
+std::uint16_t nginxPort()
+{
+    return portFromEnvironment("LUM_TEST_NGINX_PORT");
+}
+
+std::string url(std::uint16_t port, const std::string& pathAndQuery)
+{
+    return "http://127.0.0.1:" + std::to_string(port) + pathAndQuery;
+}
+
+std::string scripted(const std::string& pathAndQuery)
+{
+    return url(scriptedPort(), pathAndQuery);
+}
+
+std::string scriptedIpv6(const std::string& pathAndQuery)
+{
+    return "http://[::1]:" + std::to_string(scriptedPort()) + pathAndQuery;
+}
+
+std::string silent()
+{
+    return url(silentPort(), "/");
+}
+
+std::string nginx(const std::string& path)
+{
+    return url(nginxPort(), path);
+}
+
+std::string secure(Certificate certificate, const std::string& path)
+{
+    return "https://127.0.0.1:" + std::to_string(portFromEnvironment(portVariable(certificate))) + path;
+}
+
+std::string queryValue(const std::string& text)
+{
+    constexpr char kDigits[] = "0123456789ABCDEF";
+    std::string encoded;
+    for (const char character : text) {
+        const auto byte = static_cast<unsigned char>(character);
+        encoded += '%';
+        encoded += kDigits[byte >> 4U];
+        encoded += kDigits[byte & 0x0FU];
+    }
+    return encoded;
+}
+
+} // namespace LumTests::TestServers
