@@ -16,6 +16,7 @@ sigset_t interruptSignals()
     sigaddset(&signals, SIGINT);
     sigaddset(&signals, SIGTERM);
     sigaddset(&signals, SIGHUP);
+    sigaddset(&signals, SIGALRM);
     return signals;
 }
 

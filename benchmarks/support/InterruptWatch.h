@@ -6,7 +6,7 @@
 
 namespace LumLocalServer {
 
-/// Lets a program clean up when it is interrupted (SIGINT, SIGTERM or SIGHUP).
+/// Lets a program clean up when it is interrupted (SIGINT, SIGTERM or SIGHUP) or its alarm goes off.
 ///
 ///     InterruptWatch interrupts;  // first thing in main, before any thread is started
 ///     ... start what must be stopped ...
