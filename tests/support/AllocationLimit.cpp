@@ -1,0 +1,67 @@
+#include "support/AllocationLimit.h"
+
+#include <atomic>
+#include <cstdint>
+#include <cstdlib>
+#include <new>
+
+namespace {
+
+/// 256 GiB, or everything where a size cannot say as much.
+constexpr std::size_t kLargestByDefault =
+    static_cast<std::size_t>(SIZE_MAX / 2 < (std::uint64_t{1} << 38U) ? SIZE_MAX / 2 : (std::uint64_t{1} << 38U));
+
+std::atomic<std::size_t> largestAllocation{kLargestByDefault};
+
+void* allocate(std::size_t size)
+{
+    if (size <= largestAllocation.load(std::memory_order_relaxed)) {
+        if (void* const memory = std::malloc(size == 0 ? 1 : size)) {
+            return memory;
+        }
+    }
+    throw std::bad_alloc();
+}
+
+} // namespace
+
+void* operator new(std::size_t size)
+{
+    return allocate(size);
+}
+
+void* operator new[](std::size_t size)
+{
+    return allocate(size);
+}
+
+void operator delete(void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete[](void* memory) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete(void* memory, std::size_t /*size*/) noexcept
+{
+    std::free(memory);
+}
+
+void operator delete[](void* memory, std::size_t /*size*/) noexcept
+{
+    std::free(memory);
+}
+
+namespace LumTests {
+
+AllocationLimit::AllocationLimit(std::size_t largest) : before(largestAllocation.exchange(largest)) {}
+
+AllocationLimit::~AllocationLimit()
+{
+    largestAllocation = before;
+}
+
+} // namespace LumTests
