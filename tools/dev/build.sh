@@ -1,0 +1,19 @@
+# shellcheck shell=bash
+# Building a preset.
+
+configure_preset() { run_logged "$LOGS/configure-$1.log" cmake --preset "$1"; }
+
+# build_preset PRESET [TARGET...]: everything if no target is named.
+build_preset() {
+    local preset="$1" log="$LOGS/build-$1.log" target targets=()
+    shift
+    for target in "$@"; do targets+=(--target "$target"); done
+    say "Building $preset${1:+ ($*)}"
+    configure_preset "$preset" || return 1
+    # Ninja's own progress, a line every so often where nobody watches.
+    if [[ -t 1 ]]; then
+        cmake --build --preset "$preset" -j "$(nproc)" "${targets[@]}" 2>&1 | tee "$log"
+    else
+        run_logged "$log" cmake --build --preset "$preset" -j "$(nproc)" "${targets[@]}"
+    fi
+}

@@ -1,0 +1,106 @@
+# shellcheck shell=bash
+# Formatting, static analysis, and the rules of the house that no tool knows.
+
+LINT_FAILED=0
+
+report() {
+    if [[ -n "$2" ]]; then
+        LINT_FAILED=1
+        say "  FAILED: $1"
+        say "$2" | head -n 200 | sed 's/^/    /'
+    else
+        say "  ok: $1"
+    fi
+}
+
+tracked() { git ls-files --cached --others --exclude-standard -- "$@"; }
+
+# in_files PATTERN FILE...: file:line:text of what must not be there.
+in_files() {
+    local pattern="$1"
+    shift
+    (($# == 0)) || grep -nHE -- "$pattern" "$@" || true
+}
+
+lint_format() {
+    local files
+    mapfile -t files < <(tracked '*.h' '*.cpp')
+    report "clang-format" "$(printf '%s\0' "${files[@]}" |
+        xargs -0 -r -n 8 -P "$(nproc)" "$(clang_tool clang-format)" --dry-run --Werror 2>&1 || say "(not formatted)")"
+}
+
+# The analysis reads the commands of the ordinary build, without what only its compiler knows. Warnings of the compiler
+# are that build's business.
+write_tidy_commands() {
+    mkdir -p "$BUILD/lint"
+    sed -E 's/ -fno-gnu-unique| -Werror//g' "$BUILD/linux-x64/compile_commands.json" >"$BUILD/lint/compile_commands.json"
+}
+
+lint_tidy() {
+    local files output
+    write_tidy_commands
+    mapfile -t files < <(tracked 'src/*.cpp')
+    if output="$(printf '%s\0' "${files[@]}" | xargs -0 -r -n 1 -P "$(nproc)" "$(clang_tool clang-tidy)" \
+        -p "$BUILD/lint" --quiet --extra-arg=-Wno-unknown-warning-option 2>&1)"; then
+        output=""
+    fi
+    report "clang-tidy" "$(grep -vE '^[0-9]+ warnings?( and [0-9]+ errors?)? (generated|treated)' <<<"$output" || true)"
+}
+
+lint_shell() {
+    report "shellcheck" "$(shellcheck -x -a dev .ci/run 2>&1 || true)"
+}
+
+# Only one room knows which system it is on.
+rule_platform_room() {
+    local files outside
+    mapfile -t files < <(tracked '*.h' '*.cpp' | grep -vE '^(src/platform|tests/support/server|benchmarks)/')
+    report "_WIN32 occurs only in src/platform" \
+        "$(in_files '\b(_WIN32|_WIN64|WIN32|__linux__|__unix__)\b' "${files[@]}")"
+    mapfile -t outside < <(printf '%s\n' "${files[@]}" | grep -E '^src/')
+    report "system headers are included only in src/platform" "$(in_files \
+        '^ *# *include *<(windows\.h|winhttp\.h|curl/|unistd\.h|fcntl\.h|pthread\.h|poll\.h|netdb\.h|dlfcn\.h|sys/|arpa/|netinet/|linux/)' \
+        "${outside[@]}")"
+}
+
+rule_standard_language() {
+    local files
+    mapfile -t files < <(tracked 'src/*.h' 'src/*.cpp' | grep -v '^src/platform/posix/')
+    report "no compiler's own language in src" \
+        "$(in_files '__attribute__|__builtin|\btypeof\b|__typeof|__extension__|__int128|\(\{' "${files[@]}")"
+}
+
+rule_one_way_to_log() {
+    local files
+    mapfile -t files < <(tracked 'src/*.h' 'src/*.cpp' | grep -vx 'src/common/utils/LumLog.h')
+    report "delegates are called only by LumLog.h" \
+        "$(in_files '(->|\.) *log(Fatal|Error|Warning|Info|Verbose|AOL) *\(' "${files[@]}")"
+}
+
+rule_comments() {
+    local files
+    mapfile -t files < <(tracked '*.h' '*.cpp' '*.txt' '*.cmake')
+    report "NOLINT says what and why" "$(in_files 'NOLINT' "${files[@]}" |
+        grep -vE 'NOLINTEND|NOLINT(NEXTLINE|BEGIN)?(\([a-z0-9.,* -]+\))?: .{10,}' || true)"
+    # Spelt so that this file does not find itself.
+    report "no notes to oneself" "$(in_files '\b(TO''DO|FIX''ME|HA''CK|X''XX)\b' "${files[@]}")"
+}
+
+run_lint() {
+    plan "build linux-x64's compile commands" "check formatting, static analysis and the rules of the house"
+    need "${LINUX_BUILD[@]}" git clang_format clang_tidy shellcheck || exit 1
+    configure_preset linux-x64 || exit 1
+    lint_format
+    rule_platform_room
+    rule_standard_language
+    rule_one_way_to_log
+    rule_comments
+    lint_shell
+    say "  clang-tidy runs ..."
+    lint_tidy
+    if ((LINT_FAILED != 0)); then
+        say "lint failed"
+        return 1
+    fi
+    say "lint passed"
+}

@@ -1,0 +1,179 @@
+# shellcheck shell=bash
+# What the commands need. Each need has a name, a text for people, the Debian packages that fill it, and a function
+# has_NAME that tells quickly whether it is there: a run that lacks nothing never calls apt-get.
+
+declare -A NEED_TEXT=() NEED_PACKAGES=()
+
+define_need() {
+    NEED_TEXT[$1]="$2"
+    NEED_PACKAGES[$1]="$3"
+}
+
+has_command() { command -v "$1" >/dev/null; }
+
+has_one_of() {
+    local path
+    for path in "$@"; do [[ -e "$path" ]] && return 0; done
+    return 1
+}
+
+# The system's folders only: a local copy elsewhere is found by the compiler, so the compiler is asked.
+has_header() { has_compiler && c++ -E -x c++ - >/dev/null 2>&1 <<<"#include <$1>"; }
+
+define_need compiler "a C++17 compiler named c++" "g++"
+has_compiler() { has_command c++; }
+
+define_need cmake "CMake 3.25 or newer" "cmake"
+has_cmake() {
+    has_command cmake || return 1
+    local version
+    version="$(cmake --version | sed -n '1s/[^0-9]*\([0-9]*\)\.\([0-9]*\).*/\1 \2/p')"
+    local major="${version% *}" minor="${version#* }"
+    ((major > 3 || (major == 3 && minor >= 25)))
+}
+
+define_need ninja "Ninja" "ninja-build"
+has_ninja() { has_command ninja; }
+
+define_need googletest "GoogleTest's sources in /usr/src/googletest" "googletest"
+has_googletest() { has_one_of /usr/src/googletest/CMakeLists.txt; }
+
+define_need libcurl "libcurl's headers, 7.87 or newer" "libcurl4-openssl-dev"
+has_libcurl() { has_header curl/curl.h; }
+
+define_need json "nlohmann json 3.11.3 in build/deps/usr/include, /usr/include or /usr/local/include" ""
+has_json() {
+    local folder
+    for folder in "$BUILD/deps/usr/include" /usr/include /usr/local/include; do
+        is_wanted_json "$folder/nlohmann/detail/abi_macros.hpp" && return 0
+    done
+    return 1
+}
+
+# At least 3.11.3, and still 3.11.
+is_wanted_json() {
+    [[ -r "$1" ]] && awk '
+        /#define NLOHMANN_JSON_VERSION_(MAJOR|MINOR|PATCH)/ { version[substr($2, 23)] = $3 }
+        END { exit !(version["MAJOR"] == 3 && version["MINOR"] == 11 && version["PATCH"] >= 3) }' "$1"
+}
+
+define_need nginx "the web server nginx" "nginx-light"
+has_nginx() { has_command nginx; }
+
+define_need openssl "the openssl command" "openssl"
+has_openssl() { has_command openssl; }
+
+define_need certificates "the system's certificate store" "ca-certificates"
+has_certificates() { has_one_of /etc/ssl/certs/ca-certificates.crt /etc/pki/tls/certs/ca-bundle.crt /etc/ssl/cert.pem; }
+
+define_need mingw_x86 "mingw-w64 for 32-bit Windows, posix threads" "g++-mingw-w64-i686-posix"
+has_mingw_x86() { has_command i686-w64-mingw32-g++-posix; }
+
+define_need mingw_x64 "mingw-w64 for 64-bit Windows, posix threads" "g++-mingw-w64-x86-64-posix"
+has_mingw_x64() { has_command x86_64-w64-mingw32-g++-posix; }
+
+define_need wine "Wine" "wine wine64"
+has_wine() {
+    has_command wine && has_command wineboot && has_command wineserver && has_one_of \
+        /usr/lib/x86_64-linux-gnu/wine/x86_64-unix /usr/lib/wine/x86_64-unix /usr/lib64/wine/x86_64-unix \
+        /opt/wine-*/lib64/wine/x86_64-unix
+}
+
+define_need wine32 "Wine for 32-bit programs" "wine32:i386"
+has_wine32() {
+    has_one_of /usr/lib/i386-linux-gnu/wine/i386-unix /usr/lib32/wine/i386-unix /usr/lib/wine/i386-unix \
+        /opt/wine-*/lib/wine/i386-unix
+}
+
+# Wine loads the TLS library when the first https request comes; without it such a request fails.
+define_need wine_tls "GnuTLS for Wine" "libgnutls30"
+has_wine_tls() { has_one_of /usr/lib/x86_64-linux-gnu/libgnutls.so.30 /usr/lib64/libgnutls.so.30 /usr/lib/libgnutls.so.30; }
+
+define_need wine32_tls "32-bit GnuTLS for Wine" "libgnutls30:i386"
+has_wine32_tls() { has_one_of /usr/lib/i386-linux-gnu/libgnutls.so.30 /usr/lib32/libgnutls.so.30 /usr/lib/libgnutls.so.30; }
+
+# Other versions of the two lay out and judge the same text differently.
+define_need clang_format "clang-format 14" "clang-format"
+has_clang_format() { clang_tool clang-format >/dev/null; }
+
+define_need clang_tidy "clang-tidy 14" "clang-tidy"
+has_clang_tidy() { clang_tool clang-tidy >/dev/null; }
+
+define_need shellcheck "shellcheck" "shellcheck"
+has_shellcheck() { has_command shellcheck; }
+
+define_need git "git" "git"
+has_git() { has_command git; }
+
+define_need cpprest "the headers of cpprestsdk, for comparison" "libcpprest-dev"
+has_cpprest() { has_header cpprest/http_client.h; }
+
+LINUX_BUILD=(compiler cmake ninja googletest libcurl json)
+TEST_SERVERS=(nginx openssl certificates)
+
+# clang_tool NAME: the command of the version that the project is checked with.
+clang_tool() {
+    local candidate
+    for candidate in "$1-14" "$1"; do
+        if has_command "$candidate" && "$candidate" --version | grep -q 'version 14\.'; then
+            say "$candidate"
+            return 0
+        fi
+    done
+    return 1
+}
+
+# missing_of NEED...: the names of those that are not there, a line each.
+missing_of() {
+    local name
+    for name in "$@"; do "has_$name" || say "$name"; done
+}
+
+# The needs' texts in one line.
+describe_needs() {
+    local name text=""
+    for name in "$@"; do text+="${text:+; }${NEED_TEXT[$name]}"; done
+    say "$text"
+}
+
+explain_missing() {
+    local name packages
+    complain "this machine lacks:"
+    for name in "$@"; do
+        packages="${NEED_PACKAGES[$name]}"
+        complain "  ${NEED_TEXT[$name]}${packages:+ (Debian: apt-get install $packages)}"
+    done
+    if is_debian_12; then
+        complain "install them, or run this as root or with sudo at hand"
+    else
+        complain "only Debian 12 is prepared by this command: install them with your system's tools"
+    fi
+}
+
+# fill_needs NEED...: installs what is missing and can be. What is missing afterwards is for the caller to look at.
+fill_needs() {
+    local missing name packages=()
+    mapfile -t missing < <(missing_of "$@")
+    for name in "${missing[@]}"; do
+        read -r -a words <<<"${NEED_PACKAGES[$name]}"
+        packages+=("${words[@]}")
+    done
+    if ((${#packages[@]} > 0)) && can_install; then
+        say "Installing ${packages[*]}"
+        install_and_log "${packages[@]}" || true
+    fi
+    if [[ " ${missing[*]} " == *" json "* ]] && is_debian_12; then
+        say "Fetching nlohmann json into build/deps"
+        run_logged "$LOGS/json.log" unpack_json || true
+    fi
+}
+
+# need NEED...: fills them; names what is missing and fails if something still is.
+need() {
+    local missing
+    fill_needs "$@"
+    mapfile -t missing < <(missing_of "$@")
+    ((${#missing[@]} == 0)) && return 0
+    explain_missing "${missing[@]}"
+    return 1
+}

@@ -1,0 +1,143 @@
+# shellcheck shell=bash
+# The test suites: what each needs, which programs it runs and how. A new suite is a row in each table.
+
+SUITES=(linux windows-x86 windows-x64)
+
+declare -A SUITE_NEEDS=(
+    [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]}"
+    [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 wine wine_tls wine32 wine32_tls"
+    [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 wine wine_tls"
+)
+
+declare -A SUITE_RUNNER=(
+    [linux]=run_linux_suite
+    [windows-x86]=run_windows_suite
+    [windows-x64]=run_windows_suite
+)
+
+declare -A SUITE_PROGRAMS=(
+    [linux]="lum_unit_tests lum_compile_tests lum_scripted_tests lum_posix_tests lum_platform_tests lum_transport_tests"
+    [windows-x86]="lum_unit_tests lum_platform_tests lum_transport_tests"
+    [windows-x64]="lum_unit_tests lum_platform_tests lum_transport_tests"
+)
+
+# Programs that talk to servers are started by the command that starts the servers, and may take this many seconds.
+declare -A PROGRAM_NEEDS_SERVERS=([lum_posix_tests]=1 [lum_platform_tests]=1 [lum_transport_tests]=1)
+declare -A PROGRAM_LIMIT=([lum_transport_tests]=1200 [lum_scripted_tests]=600)
+USUAL_LIMIT=300
+# A sanitizer makes a program slower.
+LIMIT_FACTOR=1
+
+# The servers always run natively, from the ordinary build.
+TEST_SERVER="$BUILD/linux-x64/tests/support/server/lum_test_server"
+
+limit_of() { say "$((${PROGRAM_LIMIT[$1]:-$USUAL_LIMIT} * LIMIT_FACTOR))"; }
+
+# run_suite_program SUITE PRESET PROGRAM SUFFIX REPORT_PREFIX [STARTER...]
+run_suite_program() {
+    local suite="$1" preset="$2" program="$3" suffix="$4" prefix="$5"
+    shift 5
+    local path="$BUILD/$preset/tests/$program$suffix" command=("$@")
+    if [[ ! -x "$path" ]]; then
+        add_failure "$suite/$program - (the build made no such program)"
+        return
+    fi
+    [[ -n "${PROGRAM_NEEDS_SERVERS[$program]:-}" ]] && command=("$TEST_SERVER" -- "$@")
+    run_program "$suite/$program" "$(limit_of "$program")" "$prefix" "${command[@]}" "$path"
+}
+
+build_or_fail() {
+    local suite="$1"
+    shift
+    build_preset "$@" && return 0
+    add_failure "$suite - ($1 does not build)"
+    return 1
+}
+
+# run_linux_suite NAME [PRESET]
+run_linux_suite() {
+    local suite="$1" preset="${2:-linux-x64}" program
+    build_or_fail "$suite" "$preset" || return 0
+    [[ "$preset" == linux-x64 ]] || build_or_fail "$suite" linux-x64 lum_test_server || return 0
+    for program in ${SUITE_PROGRAMS[linux]}; do
+        run_suite_program "$suite" "$preset" "$program" "" ""
+    done
+}
+
+# run_windows_suite NAME, which is also its preset.
+run_windows_suite() {
+    local suite="$1" program
+    build_or_fail "$suite" linux-x64 lum_test_server || return 0
+    build_or_fail "$suite" "$suite" || return 0
+    if ! prepare_wine; then
+        add_failure "$suite - (Wine does not start)"
+        return 0
+    fi
+    for program in ${SUITE_PROGRAMS[$suite]}; do
+        # Wine shows the root of the file system as drive Z.
+        run_suite_program "$suite" "$suite" "$program" ".exe" "Z:" wine
+    done
+}
+
+# skip_suite NAME NEED...: says what is missing. In CI it is a failure.
+skip_suite() {
+    local suite="$1" lacks
+    shift
+    lacks="$(describe_needs "$@")"
+    explain_missing "$@"
+    if in_ci; then
+        add_failure "$suite - (cannot run here, lacks: $lacks)"
+    else
+        SKIPPED=$((SKIPPED + 1))
+        say "  $suite skipped, lacks: $lacks"
+    fi
+}
+
+run_suite() {
+    local suite="$1" missing passed=$PASSED failed=$FAILED skipped=$SKIPPED start=$SECONDS
+    say "" "Suite $suite"
+    # shellcheck disable=SC2086
+    mapfile -t missing < <(missing_of ${SUITE_NEEDS[$suite]})
+    if ((${#missing[@]} > 0)); then
+        skip_suite "$suite" "${missing[@]}"
+    else
+        "${SUITE_RUNNER[$suite]}" "$suite"
+    fi
+    say "  Suite $suite: $((PASSED - passed)) passed, $((FAILED - failed)) failed, $((SKIPPED - skipped)) skipped in" \
+        "$((SECONDS - start)) s"
+}
+
+check_suite_names() {
+    local suite
+    for suite in "$@"; do
+        [[ -n "${SUITE_RUNNER[$suite]:-}" ]] || usage_error "there is no suite '$suite'; there are: ${SUITES[*]}"
+    done
+}
+
+run_tests() {
+    local suites=("$@") suite needs=()
+    ((${#suites[@]} > 0)) || suites=("${SUITES[@]}")
+    check_suite_names "${suites[@]}"
+    plan "install what is missing" "for each of ${suites[*]}: build, then run its test programs"
+    for suite in "${suites[@]}"; do
+        read -r -a words <<<"${SUITE_NEEDS[$suite]}"
+        needs+=("${words[@]}")
+    done
+    fill_needs "${needs[@]}"
+    for suite in "${suites[@]}"; do run_suite "$suite"; done
+    close_run
+}
+
+run_sanitized() {
+    local kind="${1:-}"
+    [[ "$kind" == address || "$kind" == thread ]] || usage_error "sanitize what: address or thread?"
+    plan "build linux-x64-$kind" "run the linux suite with it"
+    export ASAN_OPTIONS="detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1:exitcode=66"
+    export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
+    export TSAN_OPTIONS="halt_on_error=0:second_deadlock_stack=1:exitcode=66"
+    LIMIT_FACTOR=4
+    # shellcheck disable=SC2086
+    need ${SUITE_NEEDS[linux]} || exit 1
+    run_linux_suite "linux-$kind" "linux-x64-$kind"
+    close_run
+}
