@@ -55,8 +55,7 @@ enum class UrlParseStatus : std::int32_t {
 /// Parses any byte string; never throws but for allocation failure. On failure `out` stays as it was.
 ///
 /// A fragment is dropped. A query parameter without "=" has an empty value, the last of several with one key wins, and
-/// a
-/// "%" that is not followed by two hexadecimal digits stands for itself.
+/// a "%" that is not followed by two hexadecimal digits stands for itself.
 UrlParseStatus ParseUrl(const std::string& url, UrlComponents& out);
 
 } // namespace LumNetworking

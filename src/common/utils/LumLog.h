@@ -192,6 +192,7 @@ template <typename... Values>
 void logRecord(const std::shared_ptr<ILumUtilsLoggerDelegate>& logger, LogOperation operation, const char* file,
                const char* function, unsigned int line, const char* format, Values... values)
 {
+    // NOLINTNEXTLINE(performance-unnecessary-copy-initialization): the delegate must outlive the call
     const std::shared_ptr<ILumUtilsLoggerDelegate> delegate = logger;
     if (delegate) {
         (delegate.get()->*operation)(file, function, format, line, values...);

@@ -4,25 +4,27 @@
 /// an emulation: each call takes exactly the flags and values that stand here and fails with ERROR_INVALID_PARAMETER on
 /// any other.
 ///
-/// | call                       | takes |
-/// |----------------------------|----------------------------------------------------------------------------------------|
-/// | GetLastError, SetLastError | the thread's last error; it is errno | | FormatMessageA             |
-/// allocate-buffer, ignore-inserts and from-system, with or without from-hmodule          | | LocalFree | a buffer that
-/// FormatMessageA allocated, or null                                        | | LoadLibraryW, FreeLibrary  |
-/// "winhttp.dll", for its message texts                                                   | | MultiByteToWideChar |
-/// CP_UTF8 with MB_ERR_INVALID_CHARS                                                      | | WideCharToMultiByte |
-/// CP_UTF8 with WC_ERR_INVALID_CHARS                                                      | | WinHttpOpen | automatic
-/// proxy, no agent, no proxy name, no bypass list, asynchronous                 | | WinHttpSetStatusCallback   | a
-/// session; any of the notifications below                                              | | WinHttpConnect | a host
-/// name or an address, IPv6 with or without brackets; port 0 is the scheme's       | | WinHttpOpenRequest         | any
-/// verb, default version, no referrer, no accept types; REFRESH, with or without SECURE | | WinHttpSetOption |
-/// CONNECT_TIMEOUT (milliseconds, 0 and 0xFFFFFFFF: none); REDIRECT_POLICY never or always | | WinHttpSendRequest | a
-/// header block or none; a body, which must live until the request has been answered    | | WinHttpReceiveResponse |
-/// after the request was sent                                                             | | WinHttpQueryHeaders |
-/// STATUS_CODE as a number; RAW_HEADERS_CRLF                                              | | WinHttpQueryDataAvailable
-/// | after the headers                                                                      | | WinHttpReadData | after
-/// the headers                                                                      | | WinHttpCloseHandle         |
-/// any open handle                                                                        |
+// clang-format off
+/// | call                       | takes                                                                                    |
+/// |----------------------------|------------------------------------------------------------------------------------------|
+/// | GetLastError, SetLastError | the thread's last error; it is errno                                                     |
+/// | FormatMessageA             | allocate-buffer, ignore-inserts and from-system, with or without from-hmodule            |
+/// | LocalFree                  | a buffer that FormatMessageA allocated, or null                                          |
+/// | LoadLibraryW, FreeLibrary  | "winhttp.dll", for its message texts                                                     |
+/// | MultiByteToWideChar        | CP_UTF8 with MB_ERR_INVALID_CHARS                                                        |
+/// | WideCharToMultiByte        | CP_UTF8 with WC_ERR_INVALID_CHARS                                                        |
+/// | WinHttpOpen                | automatic proxy, no agent, no proxy name, no bypass list, asynchronous                   |
+/// | WinHttpSetStatusCallback   | a session; any of the notifications below                                                |
+/// | WinHttpConnect             | a host name or an address, IPv6 with or without brackets; port 0 is the scheme's         |
+/// | WinHttpOpenRequest         | any verb, default version, no referrer, no accept types; REFRESH, with or without SECURE |
+/// | WinHttpSetOption           | CONNECT_TIMEOUT (milliseconds, 0 and 0xFFFFFFFF: none); REDIRECT_POLICY never or always  |
+/// | WinHttpSendRequest         | a header block or none; a body, which must live until the request has been answered      |
+/// | WinHttpReceiveResponse     | after the request was sent                                                               |
+/// | WinHttpQueryHeaders        | STATUS_CODE as a number; RAW_HEADERS_CRLF                                                |
+/// | WinHttpQueryDataAvailable  | after the headers                                                                        |
+/// | WinHttpReadData            | after the headers                                                                        |
+/// | WinHttpCloseHandle         | any open handle                                                                          |
+// clang-format on
 ///
 /// File calls leave the system's own numbers in the last error. WinHTTP and text calls leave the reference platform's,
 /// so that a host sees one number for one failure on every system; FormatMessageA has their texts when it is given the

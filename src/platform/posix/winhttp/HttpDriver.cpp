@@ -103,11 +103,11 @@ HttpDriver::~HttpDriver()
     close(epoll);
 }
 
-void HttpDriver::Execute(Command command)
+void HttpDriver::Execute(const Command& command)
 {
     switch (command.action) {
     case Action::Start:
-        Start(std::move(command.request));
+        Start(command.request);
         break;
     case Action::Resume:
         Resume(*command.request);
@@ -118,7 +118,7 @@ void HttpDriver::Execute(Command command)
     }
 }
 
-void HttpDriver::Start(std::shared_ptr<HttpRequest> request)
+void HttpDriver::Start(const std::shared_ptr<HttpRequest>& request)
 {
     std::unique_ptr<HttpTransfer> transfer;
     try {

@@ -24,7 +24,7 @@ public:
     HttpDriver(const HttpDriver&) = delete;
     HttpDriver& operator=(const HttpDriver&) = delete;
 
-    void Execute(Command command);
+    void Execute(const Command& command);
 
     /// Waits until something happens on a socket, a timer ends, Wake is called or the limit (milliseconds, -1: none) is
     /// over, and carries the transfers on.
@@ -49,7 +49,7 @@ private:
     static int OnCloseSocket(void* self, curl_socket_t socket);
     static int OnTimer(CURLM* multi, long milliseconds, void* self);
 
-    void Start(std::shared_ptr<HttpRequest> request);
+    void Start(const std::shared_ptr<HttpRequest>& request);
     void Resume(const HttpRequest& request);
     void Abort(const HttpRequest& request);
     std::unique_ptr<HttpTransfer> TakeTransfer();

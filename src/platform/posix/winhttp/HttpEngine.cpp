@@ -158,8 +158,7 @@ void HttpEngine::ThreadMain(Worker& self)
 /// Does the next thing that there is to do; false if the thread may end.
 bool HttpEngine::TakeStep(Lock& lock)
 {
-    const bool isLone = !isLed && commands.empty() && driver.ActiveCount() == 0;
-    if (!ready.empty() && (isLed || isLone)) {
+    if (!ready.empty() && (isLed || !ready.front()->IsStreaming())) {
         RunOne(lock);
         return true;
     }
@@ -204,7 +203,9 @@ void HttpEngine::Lead(Lock& lock)
     lock.unlock();
     role = Role::Leader;
     for (HttpDriver::Command& command : taken) {
-        driver.Execute(std::move(command));
+        // The request may die with its command: never under the lock.
+        const HttpDriver::Command current = std::move(command);
+        driver.Execute(current);
     }
     driver.Drive(taken.empty() ? -1 : 0);
     role = Role::Outsider;

@@ -11,8 +11,8 @@ namespace LumPlatform {
 
 /// A notification on its way to the callback.
 struct Notification {
-    DWORD status;
-    DWORD_PTR context;
+    DWORD status = 0;
+    DWORD_PTR context = 0;
     /// DATA_AVAILABLE: the byte count. REQUEST_ERROR: the error number.
     DWORD value = 0;
     /// REQUEST_ERROR: the call that failed.
@@ -42,6 +42,9 @@ public:
 
     /// Called by an engine thread when the handle was scheduled.
     void Deliver();
+
+    /// Whether the engine will soon have more for this handle, so that it is worth while to deliver on another thread.
+    virtual bool IsStreaming() const { return false; }
 
     /// Called once, when the caller closed the handle.
     virtual void Close() = 0;
