@@ -2,6 +2,7 @@
 #include "LargeBodyProbe.h"
 #include "support/InterruptWatch.h"
 #include "support/NginxServer.h"
+#include "support/ProxyEnvironment.h"
 #include "support/TemporaryFolder.h"
 
 #include <curl/curl.h>
@@ -48,14 +49,6 @@ void writeBody(const std::filesystem::path& folder, std::size_t size)
 /// A client that loses a request must not keep the program for ever.
 constexpr unsigned int kLimitSeconds = 600;
 
-/// Everything stays on loopback, whatever proxies the environment names.
-void forgetProxies()
-{
-    for (const char* name : {"http_proxy", "HTTP_PROXY", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"}) {
-        unsetenv(name);
-    }
-}
-
 void run(const BenchOptions& options)
 {
     InterruptWatch interrupts;
@@ -89,7 +82,7 @@ int main(int count, char** arguments)
 {
     try {
         curl_global_init(CURL_GLOBAL_ALL);
-        forgetProxies();
+        LumLocalServer::ForgetProxies();
         if (count > 1 && std::string(arguments[1]) == LargeBodyProbe::kOption) {
             return LargeBodyProbe::Main(count, arguments);
         }

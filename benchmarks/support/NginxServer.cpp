@@ -1,6 +1,6 @@
 #include "support/NginxServer.h"
 
-#include "support/FreePort.h"
+#include "support/LoopbackPort.h"
 
 #include <cerrno>
 #include <chrono>
@@ -98,7 +98,7 @@ std::string NginxServer::BaseUrl() const
 
 bool NginxServer::TryStart()
 {
-    port = FindFreePort();
+    port = LoopbackPort(LoopbackPort::Kind::Closed).Number();
     WriteConfiguration();
     Launch();
     return WaitUntilListening();
