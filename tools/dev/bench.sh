@@ -12,7 +12,8 @@ all_benchmarks() {
 
 run_benchmark() {
     local name="$1" file program="$BUILD/linux-x64-bench/benchmarks/$1/lum_bench_$1"
-    say "" "Benchmark $name"
+    say ""
+    say "Benchmark $name"
     rm -f "$BUILD/bench/$name.json" "$BUILD/bench/$name.svg"
     timeout --kill-after=20 "$BENCH_LIMIT" "$program" || return 1
     for file in "$name.json" "$name.svg"; do

@@ -86,6 +86,14 @@ rule_comments() {
     report "no notes to oneself" "$(in_files '\b(TO''DO|FIX''ME|HA''CK|X''XX)\b' "${files[@]}")"
 }
 
+rule_readme_example() {
+    mkdir -p "$BUILD/lint"
+    awk '/^```cpp/ { on = 1; next } /^```/ { on = 0 } on' README.md >"$BUILD/lint/readme.cpp"
+    report "the README's example compiles" \
+        "$(c++ -std=c++17 -Wall -Wextra -Wpedantic -Isrc -fsyntax-only "$BUILD/lint/readme.cpp" 2>&1 || true)"
+    report "the README has an example" "$([[ -s "$BUILD/lint/readme.cpp" ]] || say "(none found)")"
+}
+
 run_lint() {
     plan "build linux-x64's compile commands" "check formatting, static analysis and the rules of the house"
     need "${LINUX_BUILD[@]}" git clang_format clang_tidy shellcheck || exit 1
@@ -95,6 +103,7 @@ run_lint() {
     rule_standard_language
     rule_one_way_to_log
     rule_comments
+    rule_readme_example
     lint_shell
     say "  clang-tidy runs ..."
     lint_tidy

@@ -123,10 +123,15 @@ clang_tool() {
     return 1
 }
 
-# missing_of NEED...: the names of those that are not there, a line each.
+# missing_of NEED...: the names of those that are not there, each once, a line each.
 missing_of() {
     local name
-    for name in "$@"; do "has_$name" || say "$name"; done
+    local -A seen=()
+    for name in "$@"; do
+        [[ -n "${seen[$name]:-}" ]] && continue
+        seen[$name]=1
+        "has_$name" || say "$name"
+    done
 }
 
 # The needs' texts in one line.
@@ -152,7 +157,7 @@ explain_missing() {
 
 # fill_needs NEED...: installs what is missing and can be. What is missing afterwards is for the caller to look at.
 fill_needs() {
-    local missing name packages=()
+    local missing name words packages=()
     mapfile -t missing < <(missing_of "$@")
     for name in "${missing[@]}"; do
         read -r -a words <<<"${NEED_PACKAGES[$name]}"

@@ -16,7 +16,8 @@ run_limited() {
     shift 2
     beat "$log" &
     heart=$!
-    timeout --kill-after=20 "$limit" "$@" >"$log" 2>&1 </dev/null || code=$?
+    # The outer redirection takes the shell's own word on a program that died.
+    { timeout --kill-after=20 "$limit" "$@" >"$log" 2>&1 </dev/null || code=$?; } 2>/dev/null
     kill "$heart" 2>/dev/null || true
     wait "$heart" 2>/dev/null || true
     return "$code"

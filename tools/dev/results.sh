@@ -12,7 +12,7 @@ FAILURES=()
 outcomes_of() {
     tr -d '\r' <"$1" | awk '
         function finish() { if (test != "") print outcome, test; test = "" }
-        function text(line) { sub(/^[^:]*: "/, "", line); sub(/",?$/, "", line); return line }
+        function text(line) { sub(/^[^:]*: "/, "", line); sub(/",?$/, "", line); gsub(/\\\//, "/", line); return line }
         /^ *"name": "/ { name = text($0) }
         /^ *"result": "/ {
             finish()
@@ -66,7 +66,8 @@ output_of_test() {
 show_failures() {
     local failure program test shown=0
     ((${#FAILURES[@]} > 0)) || return 0
-    say "" "Failed:"
+    say ""
+    say "Failed:"
     for failure in "${FAILURES[@]}"; do
         say "  $failure"
         read -r program test _ <<<"$failure"

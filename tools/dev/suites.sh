@@ -95,7 +95,8 @@ skip_suite() {
 
 run_suite() {
     local suite="$1" missing passed=$PASSED failed=$FAILED skipped=$SKIPPED start=$SECONDS
-    say "" "Suite $suite"
+    say ""
+    say "Suite $suite"
     # shellcheck disable=SC2086
     mapfile -t missing < <(missing_of ${SUITE_NEEDS[$suite]})
     if ((${#missing[@]} > 0)); then
@@ -115,7 +116,7 @@ check_suite_names() {
 }
 
 run_tests() {
-    local suites=("$@") suite needs=()
+    local suites=("$@") suite words needs=()
     ((${#suites[@]} > 0)) || suites=("${SUITES[@]}")
     check_suite_names "${suites[@]}"
     plan "install what is missing" "for each of ${suites[*]}: build, then run its test programs"
