@@ -51,14 +51,14 @@ constexpr unsigned int kLimitSeconds = 600;
 
 void run(const BenchOptions& options)
 {
-    InterruptWatch interrupts;
+    LumLocalServer::HoldInterrupts();
     alarm(kLimitSeconds);
     TemporaryFolder folder("lum-bench-http");
     for (const std::size_t size : {HttpBenchmark::kSmallBody, HttpBenchmark::kMediumBody, HttpBenchmark::kLargeBody}) {
         writeBody(folder.Path(), size);
     }
     NginxServer server(folder.Path(), kServerDirectives);
-    interrupts.Start([&] {
+    const InterruptWatch interrupts([&] {
         server.Stop();
         folder.Remove();
     });

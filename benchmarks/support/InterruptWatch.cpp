@@ -24,25 +24,22 @@ constexpr int kShellSignalBase = 128;
 
 } // namespace
 
-InterruptWatch::InterruptWatch()
+void HoldInterrupts()
 {
     const sigset_t signals = interruptSignals();
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
 }
 
-InterruptWatch::~InterruptWatch()
+InterruptWatch::InterruptWatch(std::function<void()> newCleanUp)
+    : cleanUp(std::move(newCleanUp)), thread(&InterruptWatch::Wait, this)
 {
-    if (thread.joinable()) {
-        isOver.store(true);
-        pthread_kill(thread.native_handle(), SIGTERM);
-        thread.join();
-    }
 }
 
-void InterruptWatch::Start(std::function<void()> newCleanUp)
+InterruptWatch::~InterruptWatch()
 {
-    cleanUp = std::move(newCleanUp);
-    thread = std::thread(&InterruptWatch::Wait, this);
+    isOver.store(true);
+    pthread_kill(thread.native_handle(), SIGTERM);
+    thread.join();
 }
 
 void InterruptWatch::Wait()

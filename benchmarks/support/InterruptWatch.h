@@ -8,27 +8,29 @@ namespace LumLocalServer {
 
 /// Lets a program clean up when it is interrupted (SIGINT, SIGTERM or SIGHUP) or its alarm goes off.
 ///
-///     InterruptWatch interrupts;  // first thing in main, before any thread is started
+///     HoldInterrupts();  // before any thread is started
 ///     ... start what must be stopped ...
-///     interrupts.Start([&] { server.Stop(); });
+///     const InterruptWatch interrupts([&] { server.Stop(); });
 ///
-/// From construction on, the signals wait; from Start on, a signal runs the clean-up on a thread of its own and ends
-/// the program with the exit code that a shell gives for the signal.
+/// A signal runs the clean-up on a thread of its own and then ends the program with the exit code that a shell gives
+/// for the signal. Declare the watch after all that the clean-up uses: its destructor does not return once the clean-up
+/// has begun, so nothing is cleaned up twice.
 class InterruptWatch {
 public:
-    InterruptWatch();
+    explicit InterruptWatch(std::function<void()> newCleanUp);
     ~InterruptWatch();
     InterruptWatch(const InterruptWatch&) = delete;
     InterruptWatch& operator=(const InterruptWatch&) = delete;
 
-    void Start(std::function<void()> newCleanUp);
-
 private:
     void Wait();
 
-    std::function<void()> cleanUp;
+    const std::function<void()> cleanUp;
     std::atomic<bool> isOver{false};
     std::thread thread;
 };
+
+/// From now on the signals wait until there is a watch, on this thread and those that it starts.
+void HoldInterrupts();
 
 } // namespace LumLocalServer

@@ -12,9 +12,9 @@ namespace LumFetch {
 bool RunDemo()
 {
     LumLocalServer::ForgetProxies();
-    LumLocalServer::InterruptWatch interrupts;
+    LumLocalServer::HoldInterrupts();
     DemoSite site;
-    interrupts.Start([&site] { site.Stop(); });
+    const LumLocalServer::InterruptWatch interrupts([&site] { site.Stop(); });
     std::cout << "nginx serves " << site.BaseUrl() << " for this run: files of this system, and some trouble\n\n";
     return RunFetches(site.Jobs());
 }
