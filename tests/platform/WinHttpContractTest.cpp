@@ -1,0 +1,487 @@
+#include "platform/WinHttpExchange.h"
+#include "support/PlatformQuirks.h"
+#include "support/TestServers.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+
+/// What the transport relies on. Every test states a fact of the reference platform, and holds for its own calls as for
+/// those of the project's layer.
+
+namespace {
+
+using namespace LumTests;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+/// Wine 8 hands the socket's own number on.
+constexpr DWORD kConnectionReset = 10054;
+const DWORD kErrorOfReset = Quirks::kIsReferencePlatform ? kConnectionReset : ERROR_WINHTTP_CONNECTION_ERROR;
+
+/// Wine 8 tells the error in the notification only.
+constexpr bool kErrorNotificationSetsLastError = !Quirks::kIsReferencePlatform;
+
+WinHttpExchange::Settings toScripted(const std::string& objectName)
+{
+    WinHttpExchange::Settings settings;
+    settings.port = TestServers::scriptedPort();
+    settings.objectName = objectName;
+    return settings;
+}
+
+std::vector<HINTERNET> closedHandles(const WinHttpExchange& exchange)
+{
+    std::vector<HINTERNET> handles;
+    for (const SeenNotification& notification : exchange.Seen()) {
+        if (notification.status == WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING) {
+            handles.push_back(notification.handle);
+        }
+    }
+    return handles;
+}
+
+/// The request line of a request that the server has echoed.
+std::string requestLine(const std::string& echoed)
+{
+    return echoed.substr(0, echoed.find("\r\n"));
+}
+
+TEST(WinHttpContract, NotificationsFollowOneAnother)
+{
+    WinHttpExchange exchange(toScripted("/bytes?n=100000"));
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_THAT(exchange.Steps(),
+                ElementsAre(WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE, WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE,
+                            WINHTTP_CALLBACK_STATUS_DATA_AVAILABLE, WINHTTP_CALLBACK_STATUS_READ_COMPLETE));
+    EXPECT_EQ(exchange.Body().size(), 100000U);
+    EXPECT_EQ(exchange.Seen().back().value, 0U) << "the last one says that there is no more data";
+}
+
+TEST(WinHttpContract, EveryReadFollowsAnAnnouncementOfAtLeastItsLength)
+{
+    WinHttpExchange exchange(toScripted("/bytes?n=300000"));
+    ASSERT_TRUE(exchange.Run());
+    DWORD announced = 0;
+    for (const SeenNotification& notification : exchange.Seen()) {
+        if (notification.status == WINHTTP_CALLBACK_STATUS_DATA_AVAILABLE) {
+            announced = notification.value;
+        } else if (notification.status == WINHTTP_CALLBACK_STATUS_READ_COMPLETE) {
+            EXPECT_GT(notification.value, 0U);
+            EXPECT_LE(notification.value, announced);
+        }
+    }
+}
+
+TEST(WinHttpContract, ReadingLessThanIsAvailableLosesNothing)
+{
+    WinHttpExchange::Settings settings = toScripted("/bytes?n=10000");
+    settings.readSize = 7;
+    WinHttpExchange small(settings);
+    WinHttpExchange whole(toScripted("/bytes?n=10000"));
+    ASSERT_TRUE(small.Run());
+    ASSERT_TRUE(whole.Run());
+    EXPECT_EQ(small.Body(), whole.Body());
+    EXPECT_EQ(small.Body().size(), 10000U);
+}
+
+TEST(WinHttpContract, NotificationsCarryTheContextOfTheSend)
+{
+    WinHttpExchange exchange(toScripted("/bytes?n=1"));
+    ASSERT_TRUE(exchange.Run());
+    const HINTERNET request = exchange.Request();
+    exchange.Close();
+    ASSERT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, request));
+    for (const SeenNotification& notification : exchange.Seen()) {
+        const bool isOfRequest = notification.handle == request;
+        if (isOfRequest && notification.status != WINHTTP_CALLBACK_STATUS_HANDLE_CREATED) {
+            EXPECT_EQ(notification.context, reinterpret_cast<DWORD_PTR>(&exchange)) << notification.status;
+        }
+    }
+}
+
+TEST(WinHttpContract, StepsComeOnAnotherThreadThanTheCallers)
+{
+    WinHttpExchange exchange(toScripted("/bytes?n=1000"));
+    ASSERT_TRUE(exchange.Run());
+    for (const SeenNotification& notification : exchange.Seen()) {
+        if (notification.status != WINHTTP_CALLBACK_STATUS_HANDLE_CREATED) {
+            EXPECT_NE(notification.thread, std::this_thread::get_id()) << notification.status;
+        }
+    }
+}
+
+TEST(WinHttpContract, HandlesCloseFromTheRequestUp)
+{
+    WinHttpExchange exchange(toScripted("/bytes?n=1"));
+    ASSERT_TRUE(exchange.Run());
+    const HINTERNET request = exchange.Request();
+    const HINTERNET connection = exchange.Connection();
+    const HINTERNET session = exchange.Session();
+    exchange.Close();
+    ASSERT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, session));
+    EXPECT_THAT(closedHandles(exchange), ElementsAre(request, connection, session));
+}
+
+TEST(WinHttpContract, NothingComesAfterTheClosing)
+{
+    WinHttpExchange exchange(toScripted("/bytes?n=200000"));
+    const HINTERNET request = exchange.Request();
+    const HINTERNET session = exchange.Session();
+    ASSERT_TRUE(exchange.Send());
+    ASSERT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE));
+    exchange.Close();
+    ASSERT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, session));
+    const std::vector<SeenNotification> seen = exchange.Seen();
+    const auto closing = std::find_if(seen.begin(), seen.end(), [&](const SeenNotification& notification) {
+        return notification.handle == request && notification.status == WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING;
+    });
+    ASSERT_NE(closing, seen.end());
+    EXPECT_TRUE(std::none_of(closing + 1, seen.end(),
+                             [&](const SeenNotification& notification) { return notification.handle == request; }));
+}
+
+TEST(WinHttpContract, ARequestThatIsNeverSentIsClosedToo)
+{
+    WinHttpExchange exchange(toScripted("/"));
+    const HINTERNET request = exchange.Request();
+    exchange.Close();
+    EXPECT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, request));
+}
+
+TEST(WinHttpContract, SendingIsCompleteBeforeTheServerAnswers)
+{
+    WinHttpExchange exchange(toScripted("/stall?key=contract-sent&seconds=10"));
+    ASSERT_TRUE(exchange.Send());
+    EXPECT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE));
+    WinHttpExchange release(toScripted("/release?key=contract-sent"));
+    ASSERT_TRUE(release.Run());
+    ASSERT_TRUE(exchange.WaitForEnd());
+    EXPECT_EQ(exchange.Body(), "0123456789");
+}
+
+TEST(WinHttpContract, HeadersAreAvailableBeforeTheBodyIsComplete)
+{
+    WinHttpExchange exchange(toScripted("/stall?key=contract-body&at=body&seconds=10"));
+    ASSERT_TRUE(exchange.Send());
+    EXPECT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE));
+    EXPECT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_READ_COMPLETE)) << "what has come can be read";
+    WinHttpExchange release(toScripted("/release?key=contract-body"));
+    ASSERT_TRUE(release.Run());
+    ASSERT_TRUE(exchange.WaitForEnd());
+    EXPECT_EQ(exchange.Body(), "0123456789");
+}
+
+TEST(WinHttpContract, RawHeadersTellTheirSizeFirst)
+{
+    WinHttpExchange exchange(toScripted("/headers/repeated"));
+    ASSERT_TRUE(exchange.Run());
+    DWORD size = 0;
+    EXPECT_FALSE(WinHttpQueryHeaders(exchange.Request(), WINHTTP_QUERY_RAW_HEADERS_CRLF, WINHTTP_HEADER_NAME_BY_INDEX,
+                                     WINHTTP_NO_OUTPUT_BUFFER, &size, WINHTTP_NO_HEADER_INDEX));
+    EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+    LumUtils::WideString block(size / sizeof(WCHAR), WCHAR{});
+    DWORD written = size;
+    ASSERT_TRUE(WinHttpQueryHeaders(exchange.Request(), WINHTTP_QUERY_RAW_HEADERS_CRLF, WINHTTP_HEADER_NAME_BY_INDEX,
+                                    block.data(), &written, WINHTTP_NO_HEADER_INDEX));
+    EXPECT_EQ(written, size - sizeof(WCHAR)) << "the first size has room for a NUL, the second does not count it";
+    EXPECT_EQ(block.back(), WCHAR{});
+}
+
+TEST(WinHttpContract, RawHeadersAreTheWholeBlockOfTheResponse)
+{
+    WinHttpExchange exchange(toScripted("/headers/repeated"));
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_THAT(exchange.RawHeaders(), StartsWith("HTTP/1.1 200 "));
+    EXPECT_THAT(exchange.RawHeaders(), HasSubstr("X-Repeated: first\r\nX-Repeated: second\r\nX-Other: other\r\n"));
+    EXPECT_THAT(exchange.RawHeaders(), EndsWith("\r\n\r\n"));
+}
+
+TEST(WinHttpContract, TheStatusIsANumber)
+{
+    WinHttpExchange exchange(toScripted("/status/404"));
+    ASSERT_TRUE(exchange.Run());
+    DWORD status = 0;
+    DWORD size = sizeof(status);
+    ASSERT_TRUE(WinHttpQueryHeaders(exchange.Request(), WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER,
+                                    WINHTTP_HEADER_NAME_BY_INDEX, &status, &size, WINHTTP_NO_HEADER_INDEX));
+    EXPECT_EQ(status, 404U);
+    EXPECT_EQ(size, sizeof(status));
+}
+
+TEST(WinHttpContract, HeaderBytesBecomeTheCodeUnitsOfTheirValues)
+{
+    WinHttpExchange exchange(toScripted("/headers/bytes"));
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_THAT(exchange.RawHeaders(), HasSubstr("X-Latin: caf\xC3\xA9\r\n"));
+}
+
+TEST(WinHttpContract, HeadersCannotBeReadBeforeTheyArrive)
+{
+    WinHttpExchange exchange(toScripted("/"));
+    DWORD size = 0;
+    EXPECT_FALSE(WinHttpQueryHeaders(exchange.Request(), WINHTTP_QUERY_RAW_HEADERS_CRLF, WINHTTP_HEADER_NAME_BY_INDEX,
+                                     WINHTTP_NO_OUTPUT_BUFFER, &size, WINHTTP_NO_HEADER_INDEX));
+    EXPECT_EQ(GetLastError(), ERROR_WINHTTP_INCORRECT_HANDLE_STATE);
+}
+
+TEST(WinHttpContract, AClosedHandleIsInvalid)
+{
+    WinHttpExchange exchange(toScripted("/"));
+    const HINTERNET request = exchange.Request();
+    const HINTERNET connection = exchange.Connection();
+    exchange.Close();
+    DWORD value = 0;
+    char byte = 0;
+    const auto expectInvalid = [](bool succeeded, const char* call) {
+        const DWORD error = GetLastError();
+        EXPECT_FALSE(succeeded) << call;
+        EXPECT_EQ(error, ERROR_INVALID_HANDLE) << call;
+    };
+    expectInvalid(WinHttpSetOption(request, WINHTTP_OPTION_CONNECT_TIMEOUT, &value, sizeof(value)), "SetOption");
+    expectInvalid(WinHttpSendRequest(request, nullptr, 0, nullptr, 0, 0, 0), "SendRequest");
+    expectInvalid(WinHttpReceiveResponse(request, nullptr), "ReceiveResponse");
+    expectInvalid(WinHttpQueryDataAvailable(request, nullptr), "QueryDataAvailable");
+    expectInvalid(WinHttpReadData(request, &byte, 1, nullptr), "ReadData");
+    expectInvalid(WinHttpQueryHeaders(request, WINHTTP_QUERY_RAW_HEADERS_CRLF, nullptr, nullptr, &value, nullptr),
+                  "QueryHeaders");
+    expectInvalid(WinHttpOpenRequest(connection, LumUtils::utf8ToUtf16("GET").c_str(), nullptr, nullptr, nullptr,
+                                     nullptr, WINHTTP_FLAG_REFRESH) != nullptr,
+                  "OpenRequest");
+    expectInvalid(WinHttpCloseHandle(request), "CloseHandle");
+}
+
+TEST(WinHttpContract, AHandleOfAnotherTypeIsRefused)
+{
+    WinHttpExchange exchange(toScripted("/"));
+    EXPECT_EQ(WinHttpConnect(exchange.Request(), LumUtils::utf8ToUtf16("localhost").c_str(), 80, 0), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_WINHTTP_INCORRECT_HANDLE_TYPE);
+    EXPECT_FALSE(WinHttpSendRequest(exchange.Connection(), nullptr, 0, nullptr, 0, 0, 0));
+    EXPECT_EQ(GetLastError(), ERROR_WINHTTP_INCORRECT_HANDLE_TYPE);
+}
+
+TEST(WinHttpContract, TimeoutAndRedirectPolicyCanBeSet)
+{
+    WinHttpExchange exchange(toScripted("/"));
+    for (const DWORD milliseconds : {DWORD{0}, DWORD{30000}, DWORD{0x7FFFFFFF}, DWORD{0xFFFFFC18}, DWORD{0xFFFFFFFF}}) {
+        DWORD value = milliseconds;
+        EXPECT_TRUE(WinHttpSetOption(exchange.Request(), WINHTTP_OPTION_CONNECT_TIMEOUT, &value, sizeof(value)));
+    }
+    for (const DWORD policy :
+         {DWORD{WINHTTP_OPTION_REDIRECT_POLICY_NEVER}, DWORD{WINHTTP_OPTION_REDIRECT_POLICY_ALWAYS}}) {
+        DWORD value = policy;
+        EXPECT_TRUE(WinHttpSetOption(exchange.Request(), WINHTTP_OPTION_REDIRECT_POLICY, &value, sizeof(value)));
+    }
+}
+
+TEST(WinHttpContract, ARefusedConnectionFailsTheSend)
+{
+    WinHttpExchange::Settings settings;
+    settings.port = TestServers::closedPort();
+    WinHttpExchange exchange(settings);
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_CANNOT_CONNECT);
+    EXPECT_EQ(exchange.Failure().call, DWORD_PTR{API_SEND_REQUEST});
+    EXPECT_THAT(exchange.Steps(), ElementsAre(WINHTTP_CALLBACK_STATUS_REQUEST_ERROR));
+}
+
+TEST(WinHttpContract, AnUnknownNameFailsTheSend)
+{
+    WinHttpExchange::Settings settings;
+    settings.host = "no-such-host.invalid";
+    settings.port = 80;
+    WinHttpExchange exchange(settings);
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_NAME_NOT_RESOLVED);
+    EXPECT_EQ(exchange.Failure().call, DWORD_PTR{API_SEND_REQUEST});
+}
+
+TEST(WinHttpContract, AnInvalidResponseFailsTheReceive)
+{
+    WinHttpExchange exchange(toScripted("/garbage"));
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_INVALID_SERVER_RESPONSE);
+    EXPECT_EQ(exchange.Failure().call, DWORD_PTR{API_RECEIVE_RESPONSE});
+    EXPECT_THAT(exchange.Steps(),
+                ElementsAre(WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE, WINHTTP_CALLBACK_STATUS_REQUEST_ERROR));
+}
+
+TEST(WinHttpContract, AResetBeforeTheAnswerFailsTheReceive)
+{
+    WinHttpExchange exchange(toScripted("/reset"));
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_EQ(exchange.Failure().value, kErrorOfReset);
+    EXPECT_EQ(exchange.Failure().call, DWORD_PTR{API_RECEIVE_RESPONSE});
+}
+
+TEST(WinHttpContract, EndlessRedirectsFailTheReceive)
+{
+    WinHttpExchange exchange(toScripted("/loop"));
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_REDIRECT_FAILED);
+    EXPECT_EQ(exchange.Failure().call, DWORD_PTR{API_RECEIVE_RESPONSE});
+}
+
+TEST(WinHttpContract, TheLastErrorIsSetBeforeTheErrorNotification)
+{
+    WinHttpExchange exchange(toScripted("/garbage"));
+    ASSERT_TRUE(exchange.Run());
+    if (kErrorNotificationSetsLastError) {
+        EXPECT_EQ(exchange.Failure().lastError, exchange.Failure().value);
+    } else {
+        EXPECT_NE(exchange.Failure().lastError, exchange.Failure().value);
+    }
+}
+
+TEST(WinHttpContract, RedirectsAreFollowedAsThePolicySays)
+{
+    WinHttpExchange::Settings settings = toScripted("/redirect?to=/status/201");
+    settings.redirectPolicy = WINHTTP_OPTION_REDIRECT_POLICY_NEVER;
+    WinHttpExchange never(settings);
+    WinHttpExchange always(toScripted("/redirect?to=/status/201"));
+    ASSERT_TRUE(never.Run());
+    ASSERT_TRUE(always.Run());
+    EXPECT_EQ(never.Status(), 302U);
+    EXPECT_THAT(never.RawHeaders(), HasSubstr("Location: /status/201\r\n"));
+    EXPECT_EQ(always.Status(), 201U);
+    EXPECT_THAT(always.RawHeaders(), testing::Not(HasSubstr("Location")));
+}
+
+TEST(WinHttpContract, ARedirectedPutIsSentAgainAsItWas)
+{
+    for (const char* const status : {"301", "302", "307"}) {
+        WinHttpExchange::Settings settings = toScripted(std::string("/redirect?to=/echo&status=") + status);
+        settings.verb = "PUT";
+        settings.body = "content";
+        WinHttpExchange exchange(settings);
+        ASSERT_TRUE(exchange.Run());
+        EXPECT_EQ(requestLine(exchange.Body()), "PUT /echo HTTP/1.1") << status;
+        EXPECT_THAT(exchange.Body(), EndsWith("\r\n\r\ncontent")) << status;
+    }
+}
+
+TEST(WinHttpContract, ACookieOfARedirectIsSentToItsTarget)
+{
+    WinHttpExchange exchange(toScripted("/redirect?to=/echo&cookie=crumb%3Dof-redirect%3B%20path%3D/"));
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_THAT(exchange.Body(), HasSubstr("Cookie: crumb=of-redirect\r\n"));
+}
+
+TEST(WinHttpContract, TheObjectNameIsEscapedAndBeginsWithASlash)
+{
+    struct Row {
+        const char* name;
+        const char* onTheWire;
+    };
+    constexpr Row kRows[] = {
+        {"", "/"},
+        {"echo", "/echo"},
+        {"/echo?a=b&c=d", "/echo?a=b&c=d"},
+        {"/echo?a b", "/echo?a%20b"},
+        {"/echo?\"#<>[\\]^`{|}", "/echo?%22%23%3C%3E%5B%5C%5D%5E%60%7B%7C%7D"},
+        {"/echo?!$&'()*+,-./:;=?@_~", "/echo?!$&'()*+,-./:;=?@_~"},
+        {"/echo?100%", "/echo?100%"},
+        {"/echo?%41%zz", "/echo?%41%zz"},
+        {"/echo?\xC3\xA9\xE2\x82\xAC", "/echo?%C3%A9%E2%82%AC"},
+    };
+    for (const Row& row : kRows) {
+        WinHttpExchange exchange(toScripted(row.name));
+        ASSERT_TRUE(exchange.Run()) << row.name;
+        if (exchange.Status() == 200) {
+            EXPECT_EQ(requestLine(exchange.Body()), std::string("GET ") + row.onTheWire + " HTTP/1.1");
+        } else {
+            EXPECT_EQ(row.onTheWire, std::string("/")) << "only the root is no path of the server";
+        }
+    }
+}
+
+TEST(WinHttpContract, HeadersAndBodyAreSentAsTheyAre)
+{
+    WinHttpExchange::Settings settings = toScripted("/echo");
+    settings.verb = "POST";
+    settings.headers = "X-First: one\r\nX-Second: two  words\r\nContent-Type: text/plain\r\n";
+    settings.body = std::string("a\0b", 3);
+    WinHttpExchange exchange(settings);
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_THAT(exchange.Body(), StartsWith("POST /echo HTTP/1.1\r\n"));
+    EXPECT_THAT(exchange.Body(), HasSubstr("\r\nX-First: one\r\nX-Second: two  words\r\nContent-Type: text/plain\r\n"));
+    EXPECT_THAT(exchange.Body(), HasSubstr("\r\nContent-Length: 3\r\n"));
+    EXPECT_THAT(exchange.Body(), EndsWith(std::string("\r\n\r\na\0b", 7)));
+}
+
+TEST(WinHttpContract, CachesAreBypassedAndNothingElseIsAdded)
+{
+    WinHttpExchange exchange(toScripted("/echo"));
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_THAT(exchange.Body(), HasSubstr("\r\nPragma: no-cache\r\n"));
+    EXPECT_THAT(exchange.Body(), HasSubstr("\r\nCache-Control: no-cache\r\n"));
+    for (const char* const header : {"Accept", "User-Agent", "Content-Type", "Expect", "Referer", "Cookie"}) {
+        EXPECT_THAT(exchange.Body(), testing::Not(HasSubstr(std::string("\r\n") + header + ":")));
+    }
+}
+
+TEST(WinHttpContract, AnEmptyBodyHasALengthWhereTheVerbTakesOne)
+{
+    for (const char* const verb : {"POST", "PUT"}) {
+        WinHttpExchange::Settings settings = toScripted("/echo");
+        settings.verb = verb;
+        WinHttpExchange exchange(settings);
+        ASSERT_TRUE(exchange.Run());
+        EXPECT_THAT(exchange.Body(), HasSubstr("\r\nContent-Length: 0\r\n")) << verb;
+    }
+}
+
+TEST(WinHttpContract, Ipv6AddressesAreTakenWithAndWithoutBrackets)
+{
+    for (const char* const host : {"[::1]", "::1"}) {
+        WinHttpExchange::Settings settings = toScripted("/echo");
+        settings.host = host;
+        WinHttpExchange exchange(settings);
+        ASSERT_TRUE(exchange.Run()) << host;
+        EXPECT_THAT(exchange.Body(), StartsWith("GET /echo HTTP/1.1\r\n")) << host;
+    }
+}
+
+TEST(WinHttpContract, ACallbackMayCloseItsRequest)
+{
+    WinHttpExchange exchange(toScripted("/bytes?n=1000"));
+    const HINTERNET request = exchange.Request();
+    exchange.onNotification = [&](const SeenNotification& notification) {
+        if (notification.status == WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE) {
+            exchange.Close();
+        }
+    };
+    ASSERT_TRUE(exchange.Send());
+    EXPECT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, request));
+}
+
+TEST(WinHttpContract, AnUnlistedNumberHasNoText)
+{
+    char* text = nullptr;
+    const DWORD length =
+        FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM,
+                       nullptr, 1234567, 0x400, reinterpret_cast<LPSTR>(&text), 0, nullptr);
+    EXPECT_EQ(length, 0U);
+    LocalFree(text);
+}
+
+TEST(WinHttpContract, TextsEndInALineBreak)
+{
+    char* text = nullptr;
+    const HMODULE module = LoadLibraryW(LumUtils::utf8ToUtf16("winhttp.dll").c_str());
+    ASSERT_NE(module, nullptr);
+    const DWORD length =
+        FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_HMODULE |
+                           FORMAT_MESSAGE_FROM_SYSTEM,
+                       module, ERROR_INVALID_HANDLE, 0x400, reinterpret_cast<LPSTR>(&text), 0, nullptr);
+    ASSERT_GT(length, 0U);
+    EXPECT_THAT(std::string(text, length), EndsWith(".\r\n"));
+    EXPECT_EQ(LocalFree(text), nullptr);
+    EXPECT_TRUE(FreeLibrary(module));
+}
+
+} // namespace
