@@ -169,8 +169,12 @@ bool sendRequest(WinHttpAsyncContext& context, const Headers& headers)
     void* const body = bodyLength > 0 ? context.requestBody.data() : WINHTTP_NO_REQUEST_DATA;
     const WCHAR* const blockText = block.empty() ? WINHTTP_NO_ADDITIONAL_HEADERS : block.c_str();
     context.HoldForPlatform();
-    return WinHttpSendRequest(context.request.get(), blockText, static_cast<DWORD>(block.size()), body, bodyLength,
-                              bodyLength, reinterpret_cast<DWORD_PTR>(&context)) != 0;
+    if (!WinHttpSendRequest(context.request.get(), blockText, static_cast<DWORD>(block.size()), body, bodyLength,
+                            bodyLength, reinterpret_cast<DWORD_PTR>(&context))) {
+        context.ReleaseFromPlatform();
+        return false;
+    }
+    return true;
 }
 
 /// Opens and sends the request. A failure leaves the step in `failure`, and the last error set where it has no error.
@@ -366,6 +370,9 @@ void CALLBACK WinHttpAsyncCallback(HINTERNET /*handle*/, DWORD_PTR contextValue,
     // Held to the end of the notification: completing the request lets go of everything else that holds it.
     const std::shared_ptr<WinHttpAsyncContext> context =
         reinterpret_cast<WinHttpAsyncContext*>(contextValue)->shared_from_this();
+    if (context->completed) {
+        return;
+    }
     try {
         dispatch(*context, status, information, length);
     } catch (const std::bad_alloc&) {

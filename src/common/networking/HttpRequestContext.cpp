@@ -18,6 +18,20 @@ void callCompletion(HttpRequestContext& context)
     }
 }
 
+/// To be called in a handler; logs the exception that it handles.
+void logCompletionException(const HttpRequestContext& context)
+{
+    try {
+        throw;
+    } catch (const std::exception& exception) {
+        LUM_LOG(context.logger, Error, "LumNetworking::HttpRequestContext::Complete", "Completion callback threw: %s",
+                exception.what());
+    } catch (...) {
+        LUM_LOG(context.logger, Error, "LumNetworking::HttpRequestContext::Complete",
+                "Completion callback threw an unknown exception");
+    }
+}
+
 } // namespace
 
 HttpRequestContext::HttpRequestContext(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& loggerDelegate,
@@ -34,15 +48,15 @@ bool HttpRequestContext::Complete()
     if (!completion) {
         return true;
     }
-    // The frames below belong to the platform: no exception may reach them.
+    // The frames below belong to the platform: no exception may reach them, not even one of the logger.
     try {
         callCompletion(*this);
-    } catch (const std::exception& exception) {
-        LUM_LOG(logger, Error, "LumNetworking::HttpRequestContext::Complete", "Completion callback threw: %s",
-                exception.what());
     } catch (...) {
-        LUM_LOG(logger, Error, "LumNetworking::HttpRequestContext::Complete",
-                "Completion callback threw an unknown exception");
+        try {
+            logCompletionException(*this);
+        } catch (...) {
+            return true;
+        }
     }
     return true;
 }

@@ -76,7 +76,7 @@ bool HttpEngine::Enqueue(HttpDriver::Command command)
         }
     }
     if (wakesLeader) {
-        driver.Wake();
+        driver->Wake();
     }
     return true;
 }
@@ -205,9 +205,9 @@ void HttpEngine::Lead(Lock& lock)
     for (HttpDriver::Command& command : taken) {
         // The request may die with its command: never under the lock.
         const HttpDriver::Command current = std::move(command);
-        driver.Execute(current);
+        driver->Execute(current);
     }
-    driver.Drive(taken.empty() ? -1 : 0);
+    driver->Drive(taken.empty() ? -1 : 0);
     role = Role::Outsider;
     lock.lock();
     isLeaderAsleep = false;
@@ -253,7 +253,7 @@ void HttpEngine::Watch(Lock& lock)
 /// Whether there is anything that a further thread could take up.
 bool HttpEngine::HasWork() const
 {
-    return !ready.empty() || (!isLed && (!commands.empty() || driver.ActiveCount() > 0));
+    return !ready.empty() || (!isLed && (!commands.empty() || driver->ActiveCount() > 0));
 }
 
 bool HttpEngine::Rest(Lock& lock)
@@ -270,12 +270,15 @@ void HttpEngine::Stop()
     isStopping = true;
     resting.notify_all();
     watching.notify_all();
-    driver.Wake();
+    driver->Wake();
     const std::size_t remaining = isEngineThread ? 1 : 0;
     ended.wait_for(lock, kLongestStop, [&] { return threadCount <= remaining; });
     JoinEndedThreads();
     for (Worker& worker : workers) {
         worker.thread.detach();
+    }
+    if (!isLed) {
+        driver.reset();
     }
 }
 

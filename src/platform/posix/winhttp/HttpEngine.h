@@ -21,8 +21,9 @@ namespace LumPlatform {
 ///   callbacks, so a callback may take its time;
 /// - the others rest, and end when they have rested for long.
 ///
-/// The leader delivers notifications itself when no transfer is left that could want it meanwhile: a lone request is
-/// never handed from thread to thread.
+/// The leader lets go of its role and delivers the notifications of a finished transfer itself: a small response is
+/// never handed from thread to thread. Those of a body that is still arriving are left to a runner, while the leader
+/// goes on.
 class HttpEngine {
 public:
     static HttpEngine& Instance();
@@ -73,7 +74,7 @@ private:
     std::condition_variable watching;
     std::condition_variable ended;
 
-    HttpDriver driver;
+    std::unique_ptr<HttpDriver> driver = std::make_unique<HttpDriver>();
     std::vector<HttpDriver::Command> commands;
     std::deque<std::shared_ptr<HttpHandle>> ready;
 

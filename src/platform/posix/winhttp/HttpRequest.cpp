@@ -216,6 +216,7 @@ bool HttpRequest::OnData(const char* data, std::size_t size)
         return false;
     }
     arriving.insert(arriving.end(), data, data + size);
+    isStreaming = true;
     CompletePending();
     return true;
 }
@@ -224,6 +225,7 @@ void HttpRequest::OnFinished(DWORD error)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     isFinished = true;
+    isStreaming = false;
     finishError = error == 0 && !hasHeaders ? ERROR_WINHTTP_INVALID_SERVER_RESPONSE : error;
     if (state == State::Sending && finishError != 0 && !isSent) {
         state = State::Opened;

@@ -2,6 +2,7 @@
 
 #include "platform/posix/winhttp/HttpSession.h"
 
+#include <atomic>
 #include <string>
 #include <vector>
 
@@ -41,6 +42,7 @@ public:
     /// The raw header block as UTF-16, without a terminating NUL.
     DWORD QueryRawHeaders(std::u16string& block);
 
+    bool IsStreaming() const override { return isStreaming; }
     void Close() override;
 
     // The engine's side, called by the thread that drives the transfers.
@@ -91,6 +93,7 @@ private:
     bool hasHeaders = false;
     bool isFinished = false;
     bool isPaused = false;
+    std::atomic<bool> isStreaming{false};
     bool isClosing = false;
     DWORD finishError = 0;
 

@@ -264,13 +264,13 @@ bool HttpTransfer::GoesOnToRedirect(CURLcode result)
 
 void HttpTransfer::Finish(CURLcode result)
 {
-    if (result != CURLE_OK) {
-        AnnounceIfSent();
+    AnnounceIfSent();
+    if (result != CURLE_OK || areHeadersDelivered) {
         Fail(winHttpError(result));
-    } else if (areHeadersDelivered) {
-        Fail(0);
+    } else if (!isHeaderBlockComplete) {
+        Fail(ERROR_WINHTTP_CONNECTION_ERROR);
     } else {
-        AnnounceIfSent();
+        // The last redirect that is followed, or an interim response that none followed.
         Fail(IsRedirecting() ? ERROR_WINHTTP_REDIRECT_FAILED : ERROR_WINHTTP_INVALID_SERVER_RESPONSE);
     }
 }
