@@ -212,4 +212,24 @@ TEST_F(HttpRequestContextTest, UnknownExceptionOfTheCompletionIsLoggedToo)
     EXPECT_EQ(records[0].message, "Completion callback threw an unknown exception");
 }
 
+class ThrowingLogger : public RecordingLogger {
+public:
+    void logError(const std::string& /*file*/, const std::string& /*function*/, const std::string& /*format*/,
+                  unsigned int /*line*/, ...) override
+    {
+        throw std::runtime_error("from the logger");
+    }
+};
+
+TEST_F(HttpRequestContextTest, ExceptionOfTheLoggerGoesNoFurtherEither)
+{
+    const auto throwingLogger = std::make_shared<ThrowingLogger>();
+    HttpRequestContext first(throwingLogger, [](auto&&...) { throw std::runtime_error("from the host"); });
+    EXPECT_NO_THROW(EXPECT_TRUE(first.Complete()));
+    HttpRequestContext second(throwingLogger, [](auto&&...) { throw 42; });
+    EXPECT_NO_THROW(EXPECT_TRUE(second.Complete()));
+    HttpRequestContext third(nullptr, [](auto&&...) { throw 42; });
+    EXPECT_NO_THROW(EXPECT_TRUE(third.Complete()));
+}
+
 } // namespace
