@@ -1,0 +1,10 @@
+#include "common/utils/LumLog.h"
+
+void logIt(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger)
+{
+#ifdef LUM_RIGHT_FORMAT
+    LUM_LOG_AT(logger, Error, "f", 23, "url %s", "h");
+#else
+    LUM_LOG_AT(logger, Error, "f", 23, "url %s");
+#endif
+}
