@@ -33,7 +33,8 @@ Next Connection::ServeRequest(std::string head)
     }
     Exchange exchange(request, reader, socket, services);
     const Next next = answer(exchange);
-    return next == Next::KeepAlive && request.wantsClose ? Next::Close : next;
+    const bool closes = request.wantsClose || request.Has("close");
+    return next == Next::KeepAlive && closes ? Next::Close : next;
 }
 
 } // namespace LumTestServer

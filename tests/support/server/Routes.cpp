@@ -77,9 +77,9 @@ const Route* findRoute(const std::string& path)
 {
     const RouteTable& routes = routeTable();
     auto found = routes.find(path);
-    const std::size_t lastSlash = path.rfind('/');
-    if (found == routes.end() && lastSlash > 0 && lastSlash != std::string::npos) {
-        found = routes.find(path.substr(0, lastSlash + 1));
+    const std::size_t segmentEnd = path.find('/', 1);
+    if (found == routes.end() && segmentEnd != std::string::npos) {
+        found = routes.find(path.substr(0, segmentEnd + 1));
     }
     return found == routes.end() ? nullptr : &found->second;
 }

@@ -22,7 +22,8 @@
 /// | LUM_TEST_CA_FILE                | path of the test authority's certificate; no system trusts it                  |
 /// | LUM_TEST_NGINX_ROOT             | path of the tree that nginx serves                                             |
 ///
-/// The scripted server's paths; any method is taken, connections are kept alive where not said otherwise:
+/// The scripted server's paths; any method is taken. Connections are kept alive where not said otherwise, and where the
+/// query does not hold "close":
 ///
 /// | path              | query (and its default)                | answer                                           |
 /// |-------------------|----------------------------------------|--------------------------------------------------|

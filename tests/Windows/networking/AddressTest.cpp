@@ -1,0 +1,62 @@
+#include "Windows/networking/TransportTest.h"
+
+#include <limits>
+
+namespace LumTests {
+
+using LumNetworking::HttpRequestResult;
+using LumNetworking::UrlComponents;
+using ::testing::Contains;
+
+/// Hosts, ports and time-outs.
+class AddressTest : public TransportTest {};
+
+TEST_F(AddressTest, AnIpv6LiteralIsReached)
+{
+    const Outcome outcome = Get(TestServers::scriptedIpv6("/echo"));
+    expectSuccess(outcome);
+    EXPECT_THAT(headLines(outcome.response->body),
+                Contains("Host: [::1]:" + std::to_string(TestServers::scriptedPort())));
+}
+
+TEST_F(AddressTest, ANameIsReached)
+{
+    const std::string port = std::to_string(TestServers::scriptedPort());
+    const Outcome outcome = Get("http://localhost:" + port + "/echo");
+    expectSuccess(outcome);
+    EXPECT_THAT(headLines(outcome.response->body), Contains("Host: localhost:" + port));
+}
+
+TEST_F(AddressTest, WithoutPortTheSchemesIsUsed)
+{
+    for (const std::uint32_t port : {UrlComponents::kNoPort, 0U}) {
+        for (const bool isSecure : {false, true}) {
+            UrlComponents url;
+            url.isSecure = isSecure;
+            // An address of the loopback network at which nobody listens on the well-known ports.
+            url.host = "127.77.66.55";
+            url.port = port;
+            logger->clear();
+            expectFailure(Get(url), *logger, kRequestError, 12029);
+        }
+    }
+}
+
+TEST_F(AddressTest, AnyTimeoutIsPassedOn)
+{
+    for (const int seconds :
+         {0, 1, -1, -30, 2147483, 2147484, 4294967, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()}) {
+        SCOPED_TRACE(seconds);
+        const Outcome outcome = Get(TestServers::scripted("/bytes?n=3"), {}, true, seconds);
+        expectSuccess(outcome);
+    }
+}
+
+TEST_F(AddressTest, OnlyConnectingIsBounded)
+{
+    const Outcome outcome = Get(TestServers::scripted("/stall?seconds=2&key=" + NewKey()), {}, true, 1);
+    expectSuccess(outcome);
+    EXPECT_EQ(outcome.response->body, "0123456789");
+}
+
+} // namespace LumTests

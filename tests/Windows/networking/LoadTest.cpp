@@ -1,0 +1,152 @@
+#include "Windows/networking/TransportTest.h"
+
+#include "support/BodyPattern.h"
+#include "support/ProcessResources.h"
+
+#include <algorithm>
+#include <cstdlib>
+
+namespace LumTests {
+
+using TestServers::scripted;
+
+/// Many requests, and large ones.
+class LoadTest : public TransportTest {
+protected:
+    static constexpr std::size_t kMebibyte = std::size_t{1} << 20U;
+
+    /// Runs requests one after the other.
+    void RunInARow(std::size_t count)
+    {
+        const std::string url = scripted("/bytes?n=32");
+        for (std::size_t index = 0; index < count; ++index) {
+            const RequestRecorder recorder;
+            client->Get(url, {}, recorder.Completion(), true, 30);
+            const Outcome outcome = recorder.WaitForOutcome();
+            ASSERT_TRUE(outcome.response) << outcome.error->getDescription();
+            ASSERT_EQ(outcome.response->body.size(), 32U);
+            logger->clear();
+        }
+    }
+
+    /// How many requests in a row: LUM_TEST_REQUESTS_IN_A_ROW, or what the platform does in a few seconds.
+    static std::size_t RequestsInARow()
+    {
+        const char* const value = std::getenv("LUM_TEST_REQUESTS_IN_A_ROW");
+        return value == nullptr ? Quirks::kRequestsInARow : std::stoul(value);
+    }
+
+    std::size_t ServerConnections()
+    {
+        const std::string text = GetBody(scripted("/stats"));
+        return std::stoul(text.substr(text.find(' ') + 1));
+    }
+};
+
+TEST_F(LoadTest, AThousandRequestsAtOnce)
+{
+    const std::string key = NewKey();
+    std::vector<RequestRecorder> recorders(Quirks::kRequestsAtOnce);
+    std::vector<Transaction> transactions;
+    for (const RequestRecorder& recorder : recorders) {
+        transactions.push_back(
+            client->Get(scripted("/stall?seconds=60&key=" + key), {}, recorder.Completion(), true, 60));
+    }
+    EXPECT_TRUE(waitUntil([&] { return ArrivedCount(key) == recorders.size(); }, std::chrono::seconds(50)));
+    for (const RequestRecorder& recorder : recorders) {
+        EXPECT_EQ(recorder.CallCount(), 0U);
+    }
+    Release(key);
+    for (const RequestRecorder& recorder : recorders) {
+        const Outcome outcome = recorder.WaitForOutcome();
+        expectSuccess(outcome);
+        EXPECT_EQ(outcome.response->body, "0123456789");
+    }
+    transactions.clear();
+    for (const RequestRecorder& recorder : recorders) {
+        recorder.WaitForRelease();
+        EXPECT_EQ(recorder.CallCount(), 1U);
+    }
+}
+
+TEST_F(LoadTest, AThousandFailuresAtOnce)
+{
+    std::vector<RequestRecorder> recorders(1000);
+    const std::string url = TestServers::url(TestServers::closedPort(), "/");
+    for (const RequestRecorder& recorder : recorders) {
+        client->Get(url, {}, recorder.Completion(), true, 60);
+    }
+    for (const RequestRecorder& recorder : recorders) {
+        const Outcome outcome = recorder.WaitForOutcome();
+        ASSERT_TRUE(outcome.error);
+        EXPECT_EQ(platformCodeOf(*outcome.error), 12029);
+        recorder.WaitForRelease();
+        EXPECT_EQ(recorder.CallCount(), 1U);
+    }
+    EXPECT_EQ(logger->recordsOfLevel(LumUtils::LumLogLevel::Error).size(), recorders.size());
+}
+
+TEST_F(LoadTest, RequestsFromManyThreadsAtOnce)
+{
+    std::vector<std::thread> threads;
+    std::atomic<int> succeeded{0};
+    for (int thread = 0; thread < 8; ++thread) {
+        threads.emplace_back([&] {
+            for (int count = 0; count < 50; ++count) {
+                const Outcome outcome = Get(scripted("/bytes?n=2000"));
+                succeeded += outcome.response && outcome.response->body == makeBodyPattern(2000) ? 1 : 0;
+            }
+        });
+    }
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    EXPECT_EQ(succeeded, 400);
+}
+
+TEST_F(LoadTest, RequestsInARowKeepMemoryAndDescriptorsFlat)
+{
+    const std::size_t count = RequestsInARow();
+    RunInARow(count / 2);
+    const std::size_t memory = usedMemory();
+    const std::size_t descriptors = openDescriptorCount();
+    RunInARow(count);
+    EXPECT_LT(usedMemory(), memory + 4 * kMebibyte);
+    EXPECT_LE(openDescriptorCount(), descriptors + Quirks::kDescriptorSlack);
+}
+
+TEST_F(LoadTest, ConnectionsAreUsedAgain)
+{
+    RunInARow(1);
+    const std::size_t before = ServerConnections();
+    RunInARow(200);
+    EXPECT_LE(ServerConnections(), before + 2);
+}
+
+TEST_F(LoadTest, FailuresInARowKeepDescriptorsFlat)
+{
+    const auto failOften = [&](int count) {
+        for (int index = 0; index < count; ++index) {
+            Get(TestServers::url(TestServers::closedPort(), "/"));
+            Get(TestServers::secure(TestServers::Certificate::SelfSigned, "/"));
+            logger->clear();
+        }
+    };
+    failOften(20);
+    const std::size_t descriptors = openDescriptorCount();
+    failOften(100);
+    EXPECT_LE(openDescriptorCount(), descriptors + Quirks::kDescriptorSlack);
+}
+
+TEST_F(LoadTest, ABodyOf256MebibytesIsDelivered)
+{
+    constexpr std::size_t kSize = 256 * kMebibyte;
+    for (const std::string framing : {"length", "chunked", "close"}) {
+        const Outcome outcome = Get(scripted("/bytes?n=" + std::to_string(kSize) + "&framing=" + framing));
+        expectSuccess(outcome);
+        ASSERT_EQ(outcome.response->body.size(), kSize);
+        EXPECT_TRUE(isBodyPattern(outcome.response->body)) << framing;
+    }
+}
+
+} // namespace LumTests

@@ -1,0 +1,140 @@
+#include "Windows/networking/TransportTest.h"
+
+#include <limits>
+
+namespace LumTests {
+
+using LumNetworking::HttpCompletion;
+using LumNetworking::UrlComponents;
+
+constexpr int kNoUnicodeTranslation = 1113;
+constexpr int kInvalidParameter = 87;
+
+constexpr FailurePlace kConnectFailure = {6, "WinHttpConnect", "HandleHttpAsyncFailure", 186};
+constexpr FailurePlace kOpenRequestFailure = {6, "WinHttpOpenRequest", "HandleHttpAsyncFailure", 186};
+constexpr FailurePlace kSendFailure = {7, "WinHttpSendRequest", "HandleHttpAsyncFailure", 186};
+
+/// Requests that cannot even be started.
+class StartFailureTest : public TransportTest {
+protected:
+    static UrlComponents ScriptedUrl() { return components(TestServers::scripted("/echo")); }
+
+    /// Expects that the completion runs before the operation returns, on the calling thread.
+    void ExpectFailureAtOnce(const Starter& start, const FailurePlace& place, int platformCode)
+    {
+        logger->clear();
+        const RequestRecorder recorder;
+        Transaction transaction = start(recorder.Completion());
+        ASSERT_TRUE(transaction);
+        ASSERT_EQ(recorder.CallCount(), 1U);
+        const Outcome outcome = recorder.WaitForOutcome();
+        EXPECT_EQ(outcome.thread, std::this_thread::get_id());
+        EXPECT_EQ(outcome.transaction, transaction.get());
+        expectFailure(outcome, *logger, place, platformCode);
+        EXPECT_EQ(logger->records().front().thread, std::this_thread::get_id());
+        transaction.reset();
+        recorder.WaitForRelease();
+    }
+
+    void ExpectFailureAtOnce(const UrlComponents& url, const Headers& headers, const FailurePlace& place,
+                             int platformCode)
+    {
+        ExpectFailureAtOnce(
+            [&](const HttpCompletion& completion) { return client->Get(url, headers, completion, true, 30); }, place,
+            platformCode);
+        ExpectFailureAtOnce(
+            [&](const HttpCompletion& completion) { return client->Post(url, headers, "body", completion, true, 30); },
+            place, platformCode);
+        ExpectFailureAtOnce(
+            [&](const HttpCompletion& completion) { return client->Put(url, headers, "", completion, true, 30); },
+            place, platformCode);
+        ExpectFailureAtOnce(
+            [&](const HttpCompletion& completion) { return client->Patch(url, headers, "b", completion, true, 30); },
+            place, platformCode);
+        ExpectFailureAtOnce(
+            [&](const HttpCompletion& completion) { return client->Delete(url, headers, completion, true, 30); }, place,
+            platformCode);
+    }
+};
+
+/// What is not UTF-8: a stray byte, a cut sequence, an overlong form, a surrogate, a value beyond the last one.
+const char* const kInvalidTexts[] = {"a\xFF", "caf\xC3", "\xC0\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80"};
+
+TEST_F(StartFailureTest, AHostThatIsNotUtf8)
+{
+    for (const char* const text : kInvalidTexts) {
+        UrlComponents url = ScriptedUrl();
+        url.host = text;
+        ExpectFailureAtOnce(url, {}, kConnectFailure, kNoUnicodeTranslation);
+    }
+}
+
+TEST_F(StartFailureTest, APathThatIsNotUtf8)
+{
+    for (const char* const text : kInvalidTexts) {
+        UrlComponents url = ScriptedUrl();
+        url.path = std::string("/echo/") + text;
+        ExpectFailureAtOnce(url, {}, kOpenRequestFailure, kNoUnicodeTranslation);
+    }
+}
+
+TEST_F(StartFailureTest, AHeaderThatIsNotUtf8)
+{
+    for (const char* const text : kInvalidTexts) {
+        ExpectFailureAtOnce(ScriptedUrl(), {{"X-Value", text}}, kSendFailure, kNoUnicodeTranslation);
+        ExpectFailureAtOnce(ScriptedUrl(), {{text, "value"}}, kSendFailure, kNoUnicodeTranslation);
+        ExpectFailureAtOnce(ScriptedUrl(), {{"A-Valid", "yes"}, {"X-Value", text}}, kSendFailure,
+                            kNoUnicodeTranslation);
+    }
+}
+
+TEST_F(StartFailureTest, ATextWithANul)
+{
+    const std::string text("a\0b", 3);
+    UrlComponents hostUrl = ScriptedUrl();
+    hostUrl.host = text;
+    ExpectFailureAtOnce(hostUrl, {}, kConnectFailure, kInvalidParameter);
+    UrlComponents pathUrl = ScriptedUrl();
+    pathUrl.path = "/" + text;
+    ExpectFailureAtOnce(pathUrl, {}, kOpenRequestFailure, kInvalidParameter);
+    ExpectFailureAtOnce(ScriptedUrl(), {{"X-Value", text}}, kSendFailure, kInvalidParameter);
+    ExpectFailureAtOnce(ScriptedUrl(), {{text, "value"}}, kSendFailure, kInvalidParameter);
+}
+
+TEST_F(StartFailureTest, APortThatIsNone)
+{
+    for (const std::uint32_t port : {65536U, 65616U, 99999U, std::numeric_limits<std::uint32_t>::max() - 1}) {
+        UrlComponents url = ScriptedUrl();
+        url.port = port;
+        ExpectFailureAtOnce(url, {}, kConnectFailure, kInvalidParameter);
+    }
+}
+
+TEST_F(StartFailureTest, WithoutCompletionTheFailureIsDropped)
+{
+    UrlComponents url = ScriptedUrl();
+    url.host = "\xFF";
+    EXPECT_TRUE(client->Get(url, {}, nullptr, true, 30));
+    EXPECT_TRUE(logger->records().empty());
+}
+
+TEST_F(StartFailureTest, AUrlThatCannotBeParsedIsRefused)
+{
+    const RequestRecorder recorder;
+    EXPECT_EQ(client->Get("no url at all", {}, recorder.Completion(), true, 30), nullptr);
+    recorder.WaitForRelease();
+    EXPECT_EQ(recorder.CallCount(), 0U);
+    ASSERT_EQ(logger->records().size(), 1U);
+    EXPECT_EQ(logger->records()[0].message, "Failed to parse URL: no url at all");
+    EXPECT_EQ(logger->records()[0].line, 23U);
+}
+
+TEST_F(StartFailureTest, TheClientGoesOnAfterwards)
+{
+    UrlComponents url = ScriptedUrl();
+    url.host = "\xFF";
+    EXPECT_EQ(Get(url).result, LumNetworking::HttpRequestResult::FAILED);
+    expectSuccess(Get(ScriptedUrl()));
+}
+
+} // namespace LumTests
