@@ -67,13 +67,7 @@ bool HttpEngine::Enqueue(HttpDriver::Command command)
             return false;
         }
         commands.push_back(std::move(command));
-        if (isLed) {
-            // One wake-up for each sleep, however many commands come.
-            wakesLeader = isLeaderAsleep;
-            isLeaderAsleep = false;
-        } else {
-            FindThread();
-        }
+        wakesLeader = NeedsWakeUp();
     }
     if (wakesLeader) {
         driver->Wake();
@@ -83,33 +77,44 @@ bool HttpEngine::Enqueue(HttpDriver::Command command)
 
 void HttpEngine::Schedule(std::shared_ptr<HttpHandle> handle)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (isStopping) {
-        return;
+    bool wakesLeader = false;
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (isStopping) {
+            return;
+        }
+        ready.push_back(std::move(handle));
+        // A thread of the engine takes it up itself when it is done with what it does.
+        wakesLeader = role == Role::Outsider && NeedsWakeUp();
     }
-    ready.push_back(std::move(handle));
-    if (role != Role::Leader) {
-        FindThread();
+    if (wakesLeader) {
+        driver->Wake();
     }
 }
 
-/// Sees that a thread takes up new work for which none is awake; the mutex is held.
-void HttpEngine::FindThread()
+/// Whether the leader must be woken for new work: once for each of its sleeps, however much comes. Without a leader a
+/// callback runs, after which its thread leads; the watcher sees to it that this is soon. The mutex is held.
+bool HttpEngine::NeedsWakeUp()
 {
-    // A callback that returns takes it up itself; the watcher sees to it if it does not return.
-    if (role == Role::Outsider && restingCount > 0) {
-        resting.notify_one();
-    } else {
+    if (!isLed) {
         EnsureWatched();
+        return false;
     }
+    const bool wasAsleep = isLeaderAsleep;
+    isLeaderAsleep = false;
+    return wasAsleep;
 }
 
 void HttpEngine::EnsureWatched()
 {
-    if (!isWatched) {
+    if (isWatched) {
+        if (isWatcherAsleep) {
+            watching.notify_one();
+        }
+    } else if (restingCount > 0) {
+        resting.notify_one();
+    } else if (startingCount == 0) {
         AddThread();
-    } else if (isWatcherAsleep) {
-        watching.notify_one();
     }
 }
 
@@ -124,6 +129,7 @@ void HttpEngine::AddThread()
     try {
         worker.thread = std::thread([this, &worker] { ThreadMain(worker); });
         ++threadCount;
+        ++startingCount;
     } catch (const std::system_error&) {
         // The threads that there are go on alone.
         workers.pop_back();
@@ -146,6 +152,7 @@ void HttpEngine::ThreadMain(Worker& self)
 {
     isEngineThread = true;
     Lock lock(mutex);
+    --startingCount;
     bool goesOn = true;
     while (goesOn && !isStopping) {
         goesOn = TakeStep(lock);

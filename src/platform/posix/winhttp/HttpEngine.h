@@ -55,7 +55,7 @@ private:
     HttpEngine() = default;
 
     bool Enqueue(HttpDriver::Command command);
-    void FindThread();
+    bool NeedsWakeUp();
     void EnsureWatched();
     void AddThread();
     void JoinEndedThreads();
@@ -80,6 +80,7 @@ private:
 
     std::list<Worker> workers;
     std::size_t threadCount = 0;
+    std::size_t startingCount = 0;
     std::size_t restingCount = 0;
     std::size_t runningCount = 0;
     bool isLed = false;

@@ -12,6 +12,9 @@ namespace {
 /// How much of a body waits for its reader before the transfer pauses.
 constexpr std::size_t kArrivingLimit = std::size_t{512} << 10U;
 
+/// A body that is longer is read by another thread than the one that receives it.
+constexpr std::size_t kStreamedBody = std::size_t{256} << 10U;
+
 constexpr DWORD kSecurePort = 443;
 constexpr DWORD kPlainPort = 80;
 
@@ -216,7 +219,8 @@ bool HttpRequest::OnData(const char* data, std::size_t size)
         return false;
     }
     arriving.insert(arriving.end(), data, data + size);
-    isStreaming = true;
+    received += size;
+    isStreaming = received > kStreamedBody;
     CompletePending();
     return true;
 }

@@ -94,6 +94,7 @@ private:
     bool isFinished = false;
     bool isPaused = false;
     std::atomic<bool> isStreaming{false};
+    std::size_t received = 0;
     bool isClosing = false;
     DWORD finishError = 0;
 
