@@ -10,7 +10,7 @@ build_preset() {
     for target in "$@"; do targets+=(--target "$target"); done
     say "Building $preset${1:+ ($*)}"
     configure_preset "$preset" || return 1
-    # Ninja's own progress, a line every so often where nobody watches.
+    # Ninja's own progress, for whoever watches.
     if [[ -t 1 ]]; then
         cmake --build --preset "$preset" -j "$(nproc)" "${targets[@]}" 2>&1 | tee "$log"
     else

@@ -27,6 +27,15 @@ show_tail() {
     tail -n "${2:-30}" "$1" | sed -E 's#://[^/@ ]*@#://#g; s/^/    /'
 }
 
+# What went wrong in a log: from the first step that failed on, where a build says which, else its end.
+show_error() {
+    if grep -q '^FAILED: ' "$1"; then
+        sed -n '/^FAILED: /,$p' "$1" | head -n 40 | cut -c1-400 | sed 's/^/    /'
+    else
+        show_tail "$1" 40
+    fi
+}
+
 # run_logged LOG COMMAND...: the command's output goes to the log; its end is shown if it fails.
 run_logged() {
     local log="$1"
@@ -36,7 +45,7 @@ run_logged() {
         return 0
     fi
     complain "failed: $*"
-    show_tail "$log" 40
+    show_error "$log"
     say "  whole output: ${log#"$ROOT"/}"
     return 1
 }
