@@ -5,6 +5,7 @@
 #include "common/utils/LumLog.h"
 #include "common/utils/LumTextUtils.h"
 
+#include <algorithm>
 #include <any>
 
 namespace LumNetworking::LibLumNetworkingWinUtils {
