@@ -204,13 +204,24 @@ bool startRequest(WinHttpAsyncContext& context, const RequestDescription& descri
     return sendRequest(context, description.headers);
 }
 
-/// Completes a request that could not be started, on the caller's thread. Without an error, the last error is reported.
-void HandleHttpAsyncFailure(WinHttpAsyncContext& context, StartFailure failure)
+/// Reports the last error as the failure of the step. The error is there also if the logger throws.
+void reportStartFailure(const WinHttpAsyncContext& context, StartFailure& failure)
 {
-    const bool isReported = !context.completion || failure.error;
-    if (!isReported) {
+    try {
         LibLumNetworkingWinUtils::ReportWinHttpError(context.logger, failure.code, failure.apiName, failure.error,
                                                      __FILE__, "HandleHttpAsyncFailure", 186);
+    } catch (...) {
+        if (!failure.error) {
+            throw;
+        }
+    }
+}
+
+/// Completes a request that could not be started, on the caller's thread. Without a completion nothing is reported.
+void HandleHttpAsyncFailure(WinHttpAsyncContext& context, StartFailure failure)
+{
+    if (context.completion && !failure.error) {
+        reportStartFailure(context, failure);
     }
     context.error = std::move(failure.error);
     context.CompleteAndRelease();

@@ -1,0 +1,13 @@
+# The tools of mingw-w64, in the flavour with posix threads, for the processor in LUM_MINGW_PROCESSOR.
+set(CMAKE_SYSTEM_NAME Windows)
+set(CMAKE_SYSTEM_PROCESSOR ${LUM_MINGW_PROCESSOR})
+set(CMAKE_C_COMPILER ${LUM_MINGW_PROCESSOR}-w64-mingw32-gcc-posix)
+set(CMAKE_CXX_COMPILER ${LUM_MINGW_PROCESSOR}-w64-mingw32-g++-posix)
+set(CMAKE_RC_COMPILER ${LUM_MINGW_PROCESSOR}-w64-mingw32-windres)
+set(CMAKE_CROSSCOMPILING_EMULATOR wine)
+# No library of the compiler is needed beside the program.
+set(CMAKE_EXE_LINKER_FLAGS_INIT "-static")
+set(CMAKE_FIND_ROOT_PATH /usr/${LUM_MINGW_PROCESSOR}-w64-mingw32)
+set(CMAKE_FIND_ROOT_PATH_MODE_PROGRAM NEVER)
+set(CMAKE_FIND_ROOT_PATH_MODE_LIBRARY ONLY)
+set(CMAKE_FIND_ROOT_PATH_MODE_INCLUDE ONLY)
