@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <locale>
 #include <sstream>
 
 namespace LumUtils {
@@ -15,6 +16,8 @@ namespace {
 std::string doubleText(double value)
 {
     std::ostringstream stream;
+    // An error reads the same whatever locale the host has set.
+    stream.imbue(std::locale::classic());
     stream << value;
     return stream.str();
 }

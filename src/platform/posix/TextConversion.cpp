@@ -1,6 +1,7 @@
 #include "platform/posix/PosixPlatform.h"
 
 #include <cstddef>
+#include <type_traits>
 
 namespace {
 
@@ -117,6 +118,15 @@ int convert(char32_t (*read)(const From*&, const From*), int (*encode)(char32_t,
     const From* const end = text + length;
     int total = 0;
     while (text != end) {
+        // Most text is ASCII.
+        if (static_cast<std::make_unsigned_t<From>>(*text) < 0x80 && (size == 0 || total < size)) {
+            if (size > 0) {
+                buffer[total] = static_cast<To>(*text);
+            }
+            ++total;
+            ++text;
+            continue;
+        }
         const char32_t codePoint = read(text, end);
         if (codePoint == kInvalid) {
             SetLastError(ERROR_NO_UNICODE_TRANSLATION);

@@ -160,16 +160,22 @@ DWORD HttpRequest::QueryStatus(DWORD& status)
     return 0;
 }
 
-DWORD HttpRequest::QueryRawHeaders(std::u16string& block)
+DWORD HttpRequest::QueryRawHeaders(WCHAR* buffer, DWORD& size)
 {
     const std::lock_guard<std::mutex> lock(mutex);
     if (state != State::Received) {
         return ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
     }
-    block.resize(headerBlock.size());
+    const auto needed = static_cast<DWORD>((headerBlock.size() + 1) * sizeof(WCHAR));
+    if (buffer == nullptr || size < needed) {
+        size = needed;
+        return ERROR_INSUFFICIENT_BUFFER;
+    }
     // Header bytes are not text of a known encoding: each becomes the code unit of its value.
-    std::transform(headerBlock.begin(), headerBlock.end(), block.begin(),
-                   [](char byte) { return static_cast<char16_t>(static_cast<unsigned char>(byte)); });
+    WCHAR* const end = std::transform(headerBlock.begin(), headerBlock.end(), buffer,
+                                      [](char byte) { return static_cast<WCHAR>(static_cast<unsigned char>(byte)); });
+    *end = u'\0';
+    size = needed - static_cast<DWORD>(sizeof(WCHAR));
     return 0;
 }
 

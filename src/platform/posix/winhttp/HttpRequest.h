@@ -39,8 +39,9 @@ public:
     DWORD Read(void* buffer, DWORD size);
     DWORD QueryStatus(DWORD& status);
 
-    /// The raw header block as UTF-16, without a terminating NUL.
-    DWORD QueryRawHeaders(std::u16string& block);
+    /// Writes the raw header block and a NUL. The size is in bytes and becomes what was written, without the NUL, or
+    /// what is needed, with it, if the buffer is null or too small.
+    DWORD QueryRawHeaders(WCHAR* buffer, DWORD& size);
 
     bool IsStreaming() const override { return isStreaming; }
     void Close() override;

@@ -1,6 +1,8 @@
 #include "platform/posix/winhttp/HttpTransfer.h"
 
 #include <algorithm>
+#include <cstdlib>
+#include <iterator>
 #include <limits>
 #include <new>
 #include <string_view>
@@ -85,6 +87,17 @@ long connectTimeout(DWORD milliseconds)
     return static_cast<long>(isUnbounded ? kLongest : std::min(milliseconds, kLongest));
 }
 
+/// Whether the environment named a proxy when the process first asked.
+bool hasProxyEnvironment()
+{
+    static const bool hasAny = [] {
+        constexpr const char* kVariables[] = {"http_proxy", "https_proxy", "HTTPS_PROXY", "all_proxy", "ALL_PROXY"};
+        return std::any_of(std::begin(kVariables), std::end(kVariables),
+                           [](const char* variable) { return std::getenv(variable) != nullptr; });
+    }();
+    return hasAny;
+}
+
 CURL* newEasyHandle()
 {
     CURL* const easy = curl_easy_init();
@@ -152,6 +165,10 @@ HttpTransfer::HttpTransfer() : easy(newEasyHandle())
     curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
     curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, kReceiveBuffer);
     curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kSendBuffer);
+    if (!hasProxyEnvironment()) {
+        // Spares curl the look-up for each request.
+        curl_easy_setopt(easy, CURLOPT_PROXY, "");
+    }
     // Cookies live as long as the request, for its redirects.
     curl_easy_setopt(easy, CURLOPT_COOKIEFILE, "");
 }
@@ -199,6 +216,11 @@ void HttpTransfer::SetMethod()
 void HttpTransfer::SetHeaders()
 {
     const HttpMessage& message = request->Message();
+    const bool isUsualList = message.headerLines.empty();
+    if (isUsualList && hasUsualHeaders) {
+        return;
+    }
+    hasUsualHeaders = isUsualList;
     curl_slist_free_all(headers);
     headers = nullptr;
     for (const std::string& line : message.headerLines) {

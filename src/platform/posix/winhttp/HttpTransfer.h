@@ -53,6 +53,8 @@ private:
 
     CURL* const easy;
     curl_slist* headers = nullptr;
+    /// Whether these are the headers of a request for which the caller gave none.
+    bool hasUsualHeaders = false;
     std::shared_ptr<HttpRequest> request;
 
     /// What is asked for now; it changes from redirect to redirect.

@@ -130,23 +130,6 @@ DWORD queryStatus(HttpRequest& request, void* buffer, DWORD& size)
     return 0;
 }
 
-DWORD queryRawHeaders(HttpRequest& request, void* buffer, DWORD& size)
-{
-    std::u16string block;
-    if (const DWORD error = request.QueryRawHeaders(block); error != 0) {
-        return error;
-    }
-    const auto length = static_cast<DWORD>(block.size() * sizeof(WCHAR));
-    const DWORD needed = length + static_cast<DWORD>(sizeof(WCHAR));
-    if (buffer == nullptr || size < needed) {
-        size = needed;
-        return ERROR_INSUFFICIENT_BUFFER;
-    }
-    std::memcpy(buffer, block.c_str(), needed);
-    size = length;
-    return 0;
-}
-
 } // namespace
 
 HINTERNET WinHttpOpen(const WCHAR* agent, DWORD accessType, const WCHAR* proxy, const WCHAR* bypass, DWORD flags)
@@ -274,7 +257,7 @@ BOOL WinHttpQueryHeaders(HINTERNET request, DWORD level, const WCHAR* name, LPVO
         if (level == (WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER)) {
             return queryStatus(received, buffer, *size);
         }
-        return level == WINHTTP_QUERY_RAW_HEADERS_CRLF ? queryRawHeaders(received, buffer, *size)
+        return level == WINHTTP_QUERY_RAW_HEADERS_CRLF ? received.QueryRawHeaders(static_cast<WCHAR*>(buffer), *size)
                                                        : ERROR_INVALID_PARAMETER;
     });
 }
