@@ -46,17 +46,20 @@ protected:
 TEST_F(LoadTest, AThousandRequestsAtOnce)
 {
     const std::string key = NewKey();
-    std::vector<RequestRecorder> recorders(Quirks::kRequestsAtOnce);
+    const std::string seconds = Quirks::kServesThousandAtOnce ? "60" : "1";
+    std::vector<RequestRecorder> recorders(1000);
     std::vector<Transaction> transactions;
     for (const RequestRecorder& recorder : recorders) {
         transactions.push_back(
-            client->Get(scripted("/stall?seconds=60&key=" + key), {}, recorder.Completion(), true, 60));
+            client->Get(scripted("/stall?seconds=" + seconds + "&key=" + key), {}, recorder.Completion(), true, 60));
     }
-    EXPECT_TRUE(waitUntil([&] { return ArrivedCount(key) == recorders.size(); }, std::chrono::seconds(50)));
-    for (const RequestRecorder& recorder : recorders) {
-        EXPECT_EQ(recorder.CallCount(), 0U);
+    if (Quirks::kServesThousandAtOnce) {
+        // All are at the server, none is answered.
+        EXPECT_TRUE(waitUntil([&] { return ArrivedCount(key) == recorders.size(); }, std::chrono::seconds(50)));
+        EXPECT_TRUE(std::all_of(recorders.begin(), recorders.end(),
+                                [](const RequestRecorder& recorder) { return recorder.CallCount() == 0; }));
+        Release(key);
     }
-    Release(key);
     for (const RequestRecorder& recorder : recorders) {
         const Outcome outcome = recorder.WaitForOutcome();
         expectSuccess(outcome);
@@ -79,7 +82,9 @@ TEST_F(LoadTest, AThousandFailuresAtOnce)
     for (const RequestRecorder& recorder : recorders) {
         const Outcome outcome = recorder.WaitForOutcome();
         ASSERT_TRUE(outcome.error);
-        EXPECT_EQ(platformCodeOf(*outcome.error), 12029);
+        if (Quirks::kNotifiesWithLastError) {
+            EXPECT_EQ(platformCodeOf(*outcome.error), 12029);
+        }
         recorder.WaitForRelease();
         EXPECT_EQ(recorder.CallCount(), 1U);
     }

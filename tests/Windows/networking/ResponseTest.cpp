@@ -76,9 +76,12 @@ INSTANTIATE_TEST_SUITE_P(AllInterim, InterimResponseTest, ::testing::Values(100,
 
 TEST_P(InterimResponseTest, IsSkipped)
 {
-    for (const char* const count : {"1", "2"}) {
-        const Outcome outcome =
-            Get(scripted("/interim?close&status=" + std::to_string(GetParam()) + "&count=" + count));
+    for (const char* const variant : {"", "&bare", "&count=2"}) {
+        const Outcome outcome = Get(scripted("/interim?close&status=" + std::to_string(GetParam()) + variant));
+        if (Quirks::kTakesInterimForFinal) {
+            EXPECT_FALSE(outcome.response && outcome.response->statusCode == 200);
+            continue;
+        }
         expectSuccess(outcome, 200);
         EXPECT_EQ(outcome.response->body, "final");
         EXPECT_EQ(headerOf(outcome, "X-Final"), "yes");
@@ -102,7 +105,8 @@ TEST_F(ResponseTest, AHeaderOfSixtyKibibytesIsDelivered)
 {
     const Outcome outcome = Get(scripted("/headers/large?n=61440"));
     expectSuccess(outcome);
-    EXPECT_EQ(headerOf(outcome, "X-Large"), std::string(61440, 'a'));
+    const std::string line = "X-Large: " + std::string(61440, 'a');
+    EXPECT_EQ("X-Large: " + headerOf(outcome, "X-Large"), line.substr(0, Quirks::kLongestHeaderLine));
     EXPECT_EQ(outcome.response->body, "large");
 }
 
@@ -118,6 +122,11 @@ TEST_F(ResponseTest, AFoldedHeaderIsOneValue)
 {
     const Outcome outcome = Get(scripted("/headers/folded?close"));
     expectSuccess(outcome);
+    if (Quirks::kEndsHeadersAtLineWithoutColon) {
+        EXPECT_EQ(headerOf(outcome, "X-Folded"), "first");
+        EXPECT_EQ(outcome.response->body, "X-After: after\r\nContent-Length: 5\r\n\r\nlines");
+        return;
+    }
     EXPECT_EQ(headerOf(outcome, "X-Folded"), "first second");
     EXPECT_EQ(headerOf(outcome, "X-After"), "after");
     EXPECT_EQ(outcome.response->body, "lines");
@@ -152,7 +161,14 @@ TEST_F(ResponseTest, HeaderBytesOutsideAsciiBecomeUtf8)
 
 TEST_F(ResponseTest, AHeaderLineWithoutColonIsNoHttp)
 {
-    expectFailure(Get(scripted("/headers/nocolon?close")), *logger, kRequestError, 12152);
+    const Outcome outcome = Get(scripted("/headers/nocolon?close"));
+    if (Quirks::kEndsHeadersAtLineWithoutColon) {
+        expectSuccess(outcome);
+        EXPECT_EQ(headerOf(outcome, "X-Before"), "before");
+        EXPECT_EQ(outcome.response->headers.size(), 1U);
+        return;
+    }
+    expectFailure(outcome, *logger, kRequestError, 12152);
 }
 
 TEST_F(ResponseTest, StatusAndEndOfBodyAreLogged)

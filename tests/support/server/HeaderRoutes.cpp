@@ -23,7 +23,8 @@ Next sendStatus(Exchange& exchange)
 /// Interim responses before the final one.
 Next sendInterim(Exchange& exchange)
 {
-    std::string interim = statusLine(exchange.request.Number("status", 103)) + "X-Interim: yes\r\n\r\n";
+    const std::string fields = exchange.request.Has("bare") ? "" : "X-Interim: yes\r\n";
+    const std::string interim = statusLine(exchange.request.Number("status", 103)) + fields + "\r\n";
     for (std::uint64_t count = exchange.request.Number("count", 1); count > 0; --count) {
         exchange.Send(interim);
     }

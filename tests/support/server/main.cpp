@@ -32,7 +32,8 @@
 /// | /status/NNN       |                                        | that status, X-Status: NNN, a body if allowed    |
 /// | /bytes            | n (0), framing length, chunked, close  | n bytes of BodyPattern.h                         |
 /// | /slow             | n (10), ms (20)                        | n bytes, a pause after each                      |
-/// | /interim          | status (103), count (1)                | so many interim responses, then "final"          |
+/// | /interim          | status (103), count (1), bare          | so many interim responses, then "final";         |
+/// |                   |                                        | X-Interim: yes where they are not bare           |
 /// | /redirect         | to (/echo), status (302), cookie       | a redirect, with Set-Cookie if there is a cookie |
 /// | /chain            | n (0), status (302)                    | n redirects, then "end of chain"                 |
 /// | /loop             |                                        | a redirect to itself                             |
