@@ -5,8 +5,8 @@
 #include "common/utils/LumLog.h"
 #include "common/utils/LumTextUtils.h"
 
-#include <algorithm>
 #include <any>
+#include <string_view>
 
 namespace LumNetworking::LibLumNetworkingWinUtils {
 
@@ -28,18 +28,18 @@ bool queryRawHeaders(HINTERNET request, WCHAR* buffer, DWORD& size)
                                WINHTTP_NO_HEADER_INDEX) != 0;
 }
 
-std::map<std::string, std::string> parseHeaderBlock(const std::string& block)
+std::map<std::string, std::string> parseHeaderBlock(std::string_view block)
 {
     std::map<std::string, std::string> headers;
-    std::size_t start = 0;
-    while (start < block.size()) {
-        const std::size_t end = std::min(block.find('\n', start), block.size());
-        const std::size_t colon = block.find(':', start);
-        if (colon < end) {
-            headers[LumUtils::trimString(block.substr(start, colon - start))] =
-                LumUtils::trimString(block.substr(colon + 1, end - colon - 1));
+    while (!block.empty()) {
+        const std::size_t end = block.find('\n');
+        const std::string_view line = block.substr(0, end);
+        const std::size_t colon = line.find(':');
+        if (colon != std::string_view::npos) {
+            headers[std::string(LumUtils::trimView(line.substr(0, colon)))] =
+                LumUtils::trimView(line.substr(colon + 1));
         }
-        start = end + 1;
+        block.remove_prefix(end == std::string_view::npos ? block.size() : end + 1);
     }
     return headers;
 }

@@ -280,7 +280,7 @@ bool readStatusAndHeaders(WinHttpAsyncContext& context)
         return false;
     }
     LUM_LOG_AT(context.logger, Info, kCallbackFunction, 105, "HTTP status code is %d", static_cast<int>(status));
-    const Headers headers =
+    Headers headers =
         LibLumNetworkingWinUtils::GetResponseHeaders(context.logger, context.request.get(), context.error);
     if (context.error) {
         LUM_LOG(context.logger, Error, kCallbackFunction, "Error occurred while querying headers: %s",
@@ -291,8 +291,8 @@ bool readStatusAndHeaders(WinHttpAsyncContext& context)
     context.body.ExpectLength(announcedLength(headers));
     context.response = std::make_unique<HttpResponse>();
     context.response->statusCode = static_cast<std::int32_t>(status);
-    for (const auto& [name, value] : headers) {
-        context.response->headers[name].push_back(value);
+    for (auto& [name, value] : headers) {
+        context.response->headers[name].push_back(std::move(value));
     }
     return true;
 }

@@ -2,7 +2,6 @@
 
 #include "platform/LumPlatform.h"
 
-#include <algorithm>
 #include <cctype>
 #include <limits>
 
@@ -25,9 +24,18 @@ bool fitsInt(std::size_t length)
 
 std::string trimString(const std::string& text)
 {
-    const auto first = std::find_if_not(text.begin(), text.end(), isSpace);
-    const auto last = std::find_if_not(text.rbegin(), std::make_reverse_iterator(first), isSpace).base();
-    return std::string(first, last);
+    return std::string(trimView(text));
+}
+
+std::string_view trimView(std::string_view text)
+{
+    while (!text.empty() && isSpace(text.front())) {
+        text.remove_prefix(1);
+    }
+    while (!text.empty() && isSpace(text.back())) {
+        text.remove_suffix(1);
+    }
+    return text;
 }
 
 WideString utf8ToUtf16(const std::string& text)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <type_traits>
 
 namespace LumUtils {
@@ -17,6 +18,9 @@ using WideString = std::basic_string<WideChar>;
 ///
 /// White space only gives the empty text.
 std::string trimString(const std::string& text);
+
+/// As trimString, without a copy: the result is a part of the text.
+std::string_view trimView(std::string_view text);
 
 /// UTF-8 as UTF-16. Embedded NULs are kept. Text that is not valid UTF-8 gives the empty result, never a replacement
 /// character, and leaves the thread's last error at ERROR_NO_UNICODE_TRANSLATION.

@@ -1,5 +1,6 @@
 #include "platform/posix/PosixPlatform.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <type_traits>
 
@@ -109,6 +110,28 @@ int encodeUtf8(char32_t codePoint, char (&bytes)[4])
     return 4;
 }
 
+/// How many units at the start of the text are ASCII. Most text is, and in blocks the compiler does many at a time.
+template <typename From>
+int asciiLength(const From* text, const From* end)
+{
+    constexpr std::ptrdiff_t kBlock = 16;
+    const From* position = text;
+    while (end - position >= kBlock) {
+        unsigned int bits = 0;
+        for (std::ptrdiff_t index = 0; index < kBlock; ++index) {
+            bits |= static_cast<std::make_unsigned_t<From>>(position[index]);
+        }
+        if (bits >= 0x80) {
+            break;
+        }
+        position += kBlock;
+    }
+    while (position != end && static_cast<std::make_unsigned_t<From>>(*position) < 0x80) {
+        ++position;
+    }
+    return static_cast<int>(position - text);
+}
+
 /// Converts the whole text, or only measures it if the size is 0. Returns the number of units, or 0 with the last error
 /// set.
 template <typename From, typename To, std::size_t kLongest>
@@ -118,13 +141,16 @@ int convert(char32_t (*read)(const From*&, const From*), int (*encode)(char32_t,
     const From* const end = text + length;
     int total = 0;
     while (text != end) {
-        // Most text is ASCII.
-        if (static_cast<std::make_unsigned_t<From>>(*text) < 0x80 && (size == 0 || total < size)) {
-            if (size > 0) {
-                buffer[total] = static_cast<To>(*text);
+        if (const int count = asciiLength(text, end); count > 0) {
+            if (size > 0 && size - total < count) {
+                SetLastError(ERROR_INSUFFICIENT_BUFFER);
+                return 0;
             }
-            ++total;
-            ++text;
+            if (size > 0) {
+                std::copy_n(text, count, buffer + total);
+            }
+            total += count;
+            text += count;
             continue;
         }
         const char32_t codePoint = read(text, end);
@@ -138,8 +164,8 @@ int convert(char32_t (*read)(const From*&, const From*), int (*encode)(char32_t,
             SetLastError(ERROR_INSUFFICIENT_BUFFER);
             return 0;
         }
-        for (int index = 0; size > 0 && index < count; ++index) {
-            buffer[total + index] = units[index];
+        if (size > 0) {
+            std::copy_n(units, count, buffer + total);
         }
         total += count;
     }
