@@ -1,5 +1,5 @@
+#include "PlatformQuirks.h"
 #include "platform/WinHttpExchange.h"
-#include "support/PlatformQuirks.h"
 #include "support/TestServers.h"
 
 #include <gmock/gmock.h>
@@ -18,13 +18,6 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
-
-/// Wine 8 hands the socket's own number on.
-constexpr DWORD kConnectionReset = 10054;
-const DWORD kErrorOfReset = Quirks::kIsReferencePlatform ? kConnectionReset : ERROR_WINHTTP_CONNECTION_ERROR;
-
-/// Wine 8 tells the error in the notification only.
-constexpr bool kErrorNotificationSetsLastError = !Quirks::kIsReferencePlatform;
 
 WinHttpExchange::Settings toScripted(const std::string& objectName)
 {
@@ -314,7 +307,7 @@ TEST(WinHttpContract, AResetBeforeTheAnswerFailsTheReceive)
 {
     WinHttpExchange exchange(toScripted("/reset"));
     ASSERT_TRUE(exchange.Run());
-    EXPECT_EQ(exchange.Failure().value, kErrorOfReset);
+    EXPECT_EQ(exchange.Failure().value, Quirks::kErrorOfReset);
     EXPECT_EQ(exchange.Failure().call, DWORD_PTR{API_RECEIVE_RESPONSE});
 }
 
@@ -330,7 +323,7 @@ TEST(WinHttpContract, TheLastErrorIsSetBeforeTheErrorNotification)
 {
     WinHttpExchange exchange(toScripted("/garbage"));
     ASSERT_TRUE(exchange.Run());
-    if (kErrorNotificationSetsLastError) {
+    if (Quirks::kNotifiesWithLastError) {
         EXPECT_EQ(exchange.Failure().lastError, exchange.Failure().value);
     } else {
         EXPECT_NE(exchange.Failure().lastError, exchange.Failure().value);

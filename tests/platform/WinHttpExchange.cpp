@@ -228,7 +228,7 @@ void WinHttpExchange::TakeStep(const SeenNotification& notification)
         }
         break;
     case WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE:
-        ReadHeaders();
+        ReadHeaders(handle);
         WinHttpQueryDataAvailable(handle, nullptr);
         break;
     case WINHTTP_CALLBACK_STATUS_DATA_AVAILABLE:
@@ -247,12 +247,12 @@ void WinHttpExchange::TakeStep(const SeenNotification& notification)
     }
 }
 
-void WinHttpExchange::ReadHeaders()
+void WinHttpExchange::ReadHeaders(HINTERNET handle)
 {
     DWORD size = sizeof(httpStatus);
-    WinHttpQueryHeaders(request, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER, WINHTTP_HEADER_NAME_BY_INDEX,
+    WinHttpQueryHeaders(handle, WINHTTP_QUERY_STATUS_CODE | WINHTTP_QUERY_FLAG_NUMBER, WINHTTP_HEADER_NAME_BY_INDEX,
                         &httpStatus, &size, WINHTTP_NO_HEADER_INDEX);
-    rawHeaders = queryRawHeaders(request);
+    rawHeaders = queryRawHeaders(handle);
 }
 
 } // namespace LumTests

@@ -90,7 +90,7 @@ private:
 
     void Record(const SeenNotification& notification);
     void TakeStep(const SeenNotification& notification);
-    void ReadHeaders();
+    void ReadHeaders(HINTERNET handle);
 
     Settings settings;
     HINTERNET session = nullptr;

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "Windows/networking/WinHttpClientAsync.h"
-#include "support/PlatformQuirks.h"
+#include "PlatformQuirks.h"
 #include "support/RecordingLogger.h"
 #include "support/RequestRecorder.h"
 #include "support/TestServers.h"

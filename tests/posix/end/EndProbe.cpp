@@ -1,4 +1,5 @@
 #include "Windows/networking/WinHttpClientAsync.h"
+#include "posix/end/UnloadRounds.h"
 #include "support/RecordingLogger.h"
 #include "support/TestServers.h"
 
@@ -82,6 +83,9 @@ int main(int argumentCount, char** arguments)
         leaveWhileACompletionRuns();
     } else if (way == "looking-up") {
         leaveWhileANameIsLookedUp();
+    } else if (way == "unload") {
+        // Without the checks at exit: what the layer keeps for late calls is lost with the library.
+        std::_Exit(LumTests::loadAndUnload(LUM_UNLOAD_PLUGIN) ? 0 : 1);
     } else {
         return 2;
     }

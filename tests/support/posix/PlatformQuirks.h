@@ -1,0 +1,29 @@
+#pragma once
+
+#include <cstddef>
+
+/// What the tests expect; the header of the same name for Windows says what is otherwise there.
+
+namespace LumTests::Quirks {
+
+constexpr bool kNotifiesWithLastError = true;
+constexpr unsigned int kErrorOfReset = 12030;
+constexpr bool isFollowed(int /*status*/)
+{
+    return true;
+}
+constexpr bool kFailsWithoutRedirectTarget = false;
+constexpr bool kTrimsSentHeaders = false;
+constexpr bool kSendsNoLengthForEmptyPatch = false;
+constexpr bool kCrashesOnResetInHeaders = false;
+constexpr bool kAcceptsShortBodies = false;
+constexpr bool kAcceptsShortHeaders = false;
+constexpr bool kEndsHeadersAtLineWithoutColon = false;
+constexpr std::size_t kLongestHeaderLine = std::size_t{1} << 20U;
+constexpr bool kTakesInterimForFinal = false;
+constexpr bool kFailsWherePostBecomesGet = false;
+constexpr bool kServesThousandAtOnce = true;
+constexpr std::size_t kRequestsInARow = 20000;
+constexpr std::size_t kDescriptorSlack = 4;
+
+} // namespace LumTests::Quirks
