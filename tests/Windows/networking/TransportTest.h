@@ -1,7 +1,7 @@
 #pragma once
 
-#include "Windows/networking/WinHttpClientAsync.h"
 #include "PlatformQuirks.h"
+#include "Windows/networking/WinHttpClientAsync.h"
 #include "support/RecordingLogger.h"
 #include "support/RequestRecorder.h"
 #include "support/TestServers.h"
