@@ -153,6 +153,12 @@ bool WinHttpExchange::WaitFor(DWORD status, HINTERNET handle)
     });
 }
 
+bool WinHttpExchange::WaitForQuiet()
+{
+    std::unique_lock<std::mutex> lock(mutex);
+    return changed.wait_for(lock, kPatience, [&] { return runningCallbacks == 0; });
+}
+
 bool WinHttpExchange::WaitUntil(const std::function<bool(const std::vector<SeenNotification>&)>& condition)
 {
     std::unique_lock<std::mutex> lock(mutex);

@@ -65,6 +65,8 @@ public:
 
     bool WaitForEnd();
     bool WaitFor(DWORD status, HINTERNET handle = nullptr);
+    /// Waits until no callback is running.
+    bool WaitForQuiet();
     bool WaitUntil(const std::function<bool(const std::vector<SeenNotification>&)>& condition);
 
     std::vector<SeenNotification> Seen() const;

@@ -149,6 +149,7 @@ TEST(HttpEngine, ClosingARequestToASilentServerEndsItAtOnce)
     const HINTERNET request = exchange.Request();
     ASSERT_TRUE(exchange.Send());
     ASSERT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE));
+    ASSERT_TRUE(exchange.WaitForQuiet()) << "the response has been asked for";
     exchange.Close();
     ASSERT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, request));
     EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_OPERATION_CANCELLED);

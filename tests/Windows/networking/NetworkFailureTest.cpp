@@ -41,6 +41,17 @@ TEST_F(NetworkFailureTest, ANameThatDoesNotExistIsNotResolved)
     ExpectFailureOf("http://no-such-host.invalid/", 12007);
 }
 
+TEST_F(NetworkFailureTest, ANewConnectionAfterALookUpIsServed)
+{
+    // The connection gets the descriptors that the look-up has just closed.
+    for (int round = 0; round < 5; ++round) {
+        ExpectFailureOf("http://no-such-host.invalid/", 12007);
+        const auto start = std::chrono::steady_clock::now();
+        expectSuccess(Get(scripted("/bytes?n=3&framing=close"), {}, true, 5));
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+    }
+}
+
 TEST_F(NetworkFailureTest, ANameOutsideAsciiIsNotResolved)
 {
     LumNetworking::UrlComponents url = components("http://host.invalid/");

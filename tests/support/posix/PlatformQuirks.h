@@ -23,7 +23,7 @@ constexpr std::size_t kLongestHeaderLine = std::size_t{1} << 20U;
 constexpr bool kTakesInterimForFinal = false;
 constexpr bool kFailsWherePostBecomesGet = false;
 constexpr bool kServesThousandAtOnce = true;
-constexpr std::size_t kRequestsInARow = 20000;
+constexpr std::size_t kRequestsInARow = 100000;
 constexpr std::size_t kDescriptorSlack = 4;
 
 } // namespace LumTests::Quirks

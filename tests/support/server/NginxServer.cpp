@@ -95,7 +95,8 @@ std::string NginxServer::SecureServer(std::uint16_t port, const std::string& cer
 {
     return "  server {\n    listen " + listenAddress(port) + " ssl;\n    ssl_certificate " +
            certificates.CertificateFile(certificate).string() + ";\n    ssl_certificate_key " +
-           certificates.KeyFile(certificate).string() + ";\n  }\n";
+           certificates.KeyFile(certificate).string() + ";\n    location = /to-http { return 302 http://" +
+           listenAddress(ports.http) + "/one.bin; }\n  }\n";
 }
 
 bool NginxServer::Start()

@@ -15,7 +15,7 @@ namespace LumTestServer {
 /// | /medium.bin | 64 KiB                                                |
 /// | /large.bin  | 256 MiB of NULs, which take no space on the disk      |
 ///
-/// Where not said otherwise the bytes are those of BodyPattern.h.
+/// The https servers redirect /to-http to http. Where not said otherwise the bytes are those of BodyPattern.h.
 void makeStaticTree(const std::filesystem::path& root);
 
 } // namespace LumTestServer

@@ -8,7 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-/// At exit and at unload no thread of the layer is left, and nothing hangs or crashes, whatever is under way.
+/// What takes a process of its own to see: how it ends, how the library is unloaded, and what the system gives it.
 
 namespace {
 
@@ -17,7 +17,7 @@ int runProbe(const char* way)
 {
     const pid_t child = fork();
     if (child == 0) {
-        execl(LUM_END_PROBE, LUM_END_PROBE, way, nullptr);
+        execl(LUM_PROCESS_PROBE, LUM_PROCESS_PROBE, way, nullptr);
         _exit(127);
     }
     for (int wait = 0; wait < 2000; ++wait) {
@@ -41,6 +41,16 @@ TEST_P(ProcessEnd, NeitherHangsNorCrashes)
 
 INSTANTIATE_TEST_SUITE_P(Ways, ProcessEnd,
                          testing::Values("silent", "at-once", "in-completion", "completion-runs", "looking-up"));
+
+TEST(SystemStore, DecidesWhichCertificatesAreGood)
+{
+    EXPECT_EQ(runProbe("trusted"), 0);
+}
+
+TEST(Environment, NamesTheProxy)
+{
+    EXPECT_EQ(runProbe("proxy"), 0);
+}
 
 TEST(LibraryUnload, LeavesNoThreadAndNoDescriptor)
 {

@@ -1,5 +1,6 @@
 #include "Windows/networking/WinHttpClientAsync.h"
-#include "posix/end/UnloadRounds.h"
+#include "posix/process/TrustedAuthority.h"
+#include "posix/process/UnloadRounds.h"
 #include "support/RecordingLogger.h"
 #include "support/TestServers.h"
 
@@ -8,7 +9,7 @@
 #include <string>
 #include <thread>
 
-/// Ends in the way that its argument names, while requests are under way. Exits with 0.
+/// Does what its argument names, in a process of its own. Exits with 0 if that went as it should.
 
 namespace {
 
@@ -68,6 +69,41 @@ void leaveWhileANameIsLookedUp()
     client.Get("http://no-such-host.invalid/", {}, ignoreOutcome, true, 30);
 }
 
+/// Fetches the URL and returns the status of the response, or 0 if there is none.
+int fetchStatus(const std::string& url)
+{
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    std::promise<int> status;
+    client.Get(
+        url, {},
+        [&](HttpRequestResult, std::unique_ptr<HttpResponse> response, std::unique_ptr<LumUtils::ILumError>,
+            std::shared_ptr<ILumAsynchronousTransaction>) { status.set_value(response ? response->statusCode : 0); },
+        true, 30);
+    return status.get_future().get();
+}
+
+/// With its authority in the system's store a good certificate is accepted, also on the way to a redirect to http, and
+/// a bad one is not.
+bool fetchFromTrustedServer()
+{
+    using TestServers::Certificate;
+    LumTests::trustAuthority(std::getenv("LUM_TEST_CA_FILE"));
+    return fetchStatus(TestServers::secure(Certificate::UnknownAuthority, "/one.bin")) == 200 &&
+           fetchStatus(TestServers::secure(Certificate::UnknownAuthority, "/to-http")) == 200 &&
+           fetchStatus(TestServers::secure(Certificate::WrongHost, "/one.bin")) == 0 &&
+           fetchStatus(TestServers::secure(Certificate::Expired, "/one.bin")) == 0 &&
+           fetchStatus(TestServers::secure(Certificate::SelfSigned, "/one.bin")) == 0;
+}
+
+/// The environment's proxy is asked for a host that nobody else could resolve; it does not know the path.
+bool fetchThroughProxy()
+{
+    setenv("http_proxy", TestServers::scripted("").c_str(), 1);
+    setenv("no_proxy", "127.0.0.1", 1);
+    return fetchStatus("http://no-such-host.invalid/") == 404 &&
+           fetchStatus(TestServers::scripted("/status/204")) == 204;
+}
+
 } // namespace
 
 int main(int argumentCount, char** arguments)
@@ -86,6 +122,10 @@ int main(int argumentCount, char** arguments)
     } else if (way == "unload") {
         // Without the checks at exit: what the layer keeps for late calls is lost with the library.
         std::_Exit(LumTests::loadAndUnload(LUM_UNLOAD_PLUGIN) ? 0 : 1);
+    } else if (way == "trusted") {
+        return fetchFromTrustedServer() ? 0 : 1;
+    } else if (way == "proxy") {
+        return fetchThroughProxy() ? 0 : 1;
     } else {
         return 2;
     }

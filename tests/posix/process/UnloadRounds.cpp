@@ -1,4 +1,4 @@
-#include "posix/end/UnloadRounds.h"
+#include "posix/process/UnloadRounds.h"
 
 #include "support/ProcessResources.h"
 #include "support/TestServers.h"
