@@ -6,6 +6,7 @@
 
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 namespace LumPlatform {
@@ -145,6 +146,8 @@ std::unique_ptr<HttpTransfer> HttpDriver::TakeTransfer()
         return transfer;
     }
     auto transfer = std::make_unique<HttpTransfer>();
+    curl_easy_setopt(transfer->Easy(), CURLOPT_OPENSOCKETFUNCTION, OnOpenSocket);
+    curl_easy_setopt(transfer->Easy(), CURLOPT_OPENSOCKETDATA, this);
     curl_easy_setopt(transfer->Easy(), CURLOPT_CLOSESOCKETFUNCTION, OnCloseSocket);
     curl_easy_setopt(transfer->Easy(), CURLOPT_CLOSESOCKETDATA, this);
     return transfer;
@@ -207,11 +210,9 @@ void HttpDriver::Wake()
 
 void HttpDriver::OnReady(curl_socket_t socket, int events)
 {
-    Registration& registration = registrations[static_cast<std::size_t>(socket)];
-    if (registration.wanted == 0) {
+    if (RegistrationOf(socket).wanted == 0) {
         // An idle connection that its server closes: nobody looks at it before its next use.
-        epoll_ctl(epoll, EPOLL_CTL_DEL, socket, nullptr);
-        registration.registered = 0;
+        Unregister(socket);
         return;
     }
     int running = 0;
@@ -277,15 +278,24 @@ int HttpDriver::OnSocket(CURL* /*easy*/, curl_socket_t socket, int what, void* s
     return 0;
 }
 
-/// A socket that is no longer wanted stays registered: it is most likely wanted again by the next request.
-void HttpDriver::Watch(curl_socket_t socket, std::uint32_t wanted)
+HttpDriver::Registration& HttpDriver::RegistrationOf(curl_socket_t socket)
 {
     const auto index = static_cast<std::size_t>(socket);
     if (registrations.size() <= index) {
         registrations.resize(index + 1);
     }
-    Registration& registration = registrations[index];
+    return registrations[index];
+}
+
+/// A connection that is no longer wanted stays registered: it is most likely wanted again by the next request. Any
+/// other socket may be closed next, and its number be given to a connection.
+void HttpDriver::Watch(curl_socket_t socket, std::uint32_t wanted)
+{
+    Registration& registration = RegistrationOf(socket);
     registration.wanted = wanted;
+    if (wanted == 0 && !registration.isConnection) {
+        Unregister(socket);
+    }
     if (wanted == 0 || wanted == registration.registered) {
         return;
     }
@@ -296,13 +306,28 @@ void HttpDriver::Watch(curl_socket_t socket, std::uint32_t wanted)
     registration.registered = wanted;
 }
 
+void HttpDriver::Unregister(curl_socket_t socket)
+{
+    Registration& registration = RegistrationOf(socket);
+    if (registration.registered != 0) {
+        epoll_ctl(epoll, EPOLL_CTL_DEL, socket, nullptr);
+        registration.registered = 0;
+    }
+}
+
+curl_socket_t HttpDriver::OnOpenSocket(void* self, curlsocktype /*purpose*/, curl_sockaddr* address)
+{
+    const int opened = socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+    if (opened < 0) {
+        return CURL_SOCKET_BAD;
+    }
+    static_cast<HttpDriver*>(self)->RegistrationOf(opened) = {0, 0, true};
+    return opened;
+}
+
 int HttpDriver::OnCloseSocket(void* self, curl_socket_t socket)
 {
-    auto& registrations = static_cast<HttpDriver*>(self)->registrations;
-    const auto index = static_cast<std::size_t>(socket);
-    if (index < registrations.size()) {
-        registrations[index] = Registration();
-    }
+    static_cast<HttpDriver*>(self)->RegistrationOf(socket) = Registration();
     return close(socket);
 }
 

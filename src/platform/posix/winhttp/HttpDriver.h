@@ -43,9 +43,12 @@ private:
     struct Registration {
         std::uint32_t wanted = 0;
         std::uint32_t registered = 0;
+        /// A connection tells when it is closed; the sockets that curl uses for look-ups do not.
+        bool isConnection = false;
     };
 
     static int OnSocket(CURL* easy, curl_socket_t socket, int what, void* self, void* socketData);
+    static curl_socket_t OnOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
     static int OnCloseSocket(void* self, curl_socket_t socket);
     static int OnTimer(CURLM* multi, long milliseconds, void* self);
 
@@ -55,7 +58,9 @@ private:
     std::unique_ptr<HttpTransfer> TakeTransfer();
     std::unique_ptr<HttpTransfer> Release(HttpTransfer& transfer);
     int WaitLimit(int limit) const;
+    Registration& RegistrationOf(curl_socket_t socket);
     void Watch(curl_socket_t socket, std::uint32_t wanted);
+    void Unregister(curl_socket_t socket);
     void OnReady(curl_socket_t socket, int events);
     void FinishEnded();
     void AnnounceSent(Clock::time_point now);
