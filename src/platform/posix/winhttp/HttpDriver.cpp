@@ -91,7 +91,7 @@ HttpDriver::HttpDriver()
 
 HttpDriver::~HttpDriver()
 {
-    for (auto& [request, transfer] : active) {
+    for (const std::unique_ptr<HttpTransfer>& transfer : active) {
         // A name that is being looked up must not hold up the end of the process.
         curl_easy_setopt(transfer->Easy(), CURLOPT_QUICK_EXIT, 1L);
         curl_multi_remove_handle(multi, transfer->Easy());
@@ -121,17 +121,15 @@ void HttpDriver::Execute(const Command& command)
 
 void HttpDriver::Start(const std::shared_ptr<HttpRequest>& request)
 {
-    std::unique_ptr<HttpTransfer> transfer;
     try {
-        transfer = TakeTransfer();
-        transfer->Begin(request);
+        std::unique_ptr<HttpTransfer> transfer = TakeTransfer();
+        transfer->Begin(request, active.size());
+        active.push_back(std::move(transfer));
     } catch (const std::bad_alloc&) {
         request->OnFinished(ERROR_NOT_ENOUGH_MEMORY);
         return;
     }
-    CURL* const easy = transfer->Easy();
-    active[request.get()] = std::move(transfer);
-    curl_multi_add_handle(multi, easy);
+    curl_multi_add_handle(multi, active.back()->Easy());
     if (!hasUnannounced) {
         hasUnannounced = true;
         announcementTime = Clock::now() + kAnswerDelay;
@@ -155,27 +153,38 @@ std::unique_ptr<HttpTransfer> HttpDriver::TakeTransfer()
 
 void HttpDriver::Resume(const HttpRequest& request)
 {
-    const auto found = active.find(&request);
-    if (found != active.end()) {
-        curl_easy_pause(found->second->Easy(), CURLPAUSE_CONT);
+    if (HttpTransfer* const transfer = Find(request)) {
+        curl_easy_pause(transfer->Easy(), CURLPAUSE_CONT);
     }
 }
 
 void HttpDriver::Abort(const HttpRequest& request)
 {
-    const auto found = active.find(&request);
-    if (found != active.end()) {
-        Release(*found->second)->Fail(ERROR_WINHTTP_OPERATION_CANCELLED);
+    if (HttpTransfer* const transfer = Find(request)) {
+        Release(*transfer)->Fail(ERROR_WINHTTP_OPERATION_CANCELLED);
     }
+}
+
+/// The request's transfer, or null if it has ended.
+HttpTransfer* HttpDriver::Find(const HttpRequest& request) const
+{
+    const auto found = std::find_if(active.begin(), active.end(), [&](const std::unique_ptr<HttpTransfer>& transfer) {
+        return &transfer->Request() == &request;
+    });
+    return found == active.end() ? nullptr : found->get();
 }
 
 /// Takes the transfer out of the multi handle; its request is still in it.
 std::unique_ptr<HttpTransfer> HttpDriver::Release(HttpTransfer& transfer)
 {
     curl_multi_remove_handle(multi, transfer.Easy());
-    const auto found = active.find(&transfer.Request());
-    std::unique_ptr<HttpTransfer> released = std::move(found->second);
-    active.erase(found);
+    const std::size_t place = transfer.Place();
+    std::unique_ptr<HttpTransfer> released = std::move(active[place]);
+    active[place] = std::move(active.back());
+    active.pop_back();
+    if (place < active.size()) {
+        active[place]->SetPlace(place);
+    }
     return released;
 }
 
@@ -264,7 +273,7 @@ void HttpDriver::FinishEnded()
 void HttpDriver::AnnounceSent(Clock::time_point now)
 {
     hasUnannounced = false;
-    for (auto& [request, transfer] : active) {
+    for (const std::unique_ptr<HttpTransfer>& transfer : active) {
         if (!transfer->AnnounceIfSent()) {
             hasUnannounced = true;
         }

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <unordered_map>
 #include <vector>
 
 namespace LumPlatform {
@@ -56,6 +55,7 @@ private:
     void Resume(const HttpRequest& request);
     void Abort(const HttpRequest& request);
     std::unique_ptr<HttpTransfer> TakeTransfer();
+    HttpTransfer* Find(const HttpRequest& request) const;
     std::unique_ptr<HttpTransfer> Release(HttpTransfer& transfer);
     int WaitLimit(int limit) const;
     Registration& RegistrationOf(curl_socket_t socket);
@@ -75,7 +75,8 @@ private:
     Clock::time_point announcementTime;
     /// By socket.
     std::vector<Registration> registrations;
-    std::unordered_map<const HttpRequest*, std::unique_ptr<HttpTransfer>> active;
+    /// In no order; each knows its place.
+    std::vector<std::unique_ptr<HttpTransfer>> active;
     std::vector<std::unique_ptr<HttpTransfer>> idle;
 };
 

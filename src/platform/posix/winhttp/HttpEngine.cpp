@@ -202,19 +202,19 @@ void HttpEngine::Lead(Lock& lock)
     if (!ready.empty()) {
         WakeRunner();
     }
-    std::vector<HttpDriver::Command> taken;
-    taken.swap(commands);
+    executing.swap(commands);
+    const bool mayWait = executing.empty();
     isLed = true;
-    isLeaderAsleep = taken.empty();
+    isLeaderAsleep = mayWait;
     ++progress;
     lock.unlock();
     role = Role::Leader;
-    for (HttpDriver::Command& command : taken) {
-        // The request may die with its command: never under the lock.
-        const HttpDriver::Command current = std::move(command);
-        driver->Execute(current);
+    for (const HttpDriver::Command& command : executing) {
+        driver->Execute(command);
     }
-    driver->Drive(taken.empty() ? -1 : 0);
+    // A request may die with its command: never under the lock.
+    executing.clear();
+    driver->Drive(mayWait ? -1 : 0);
     role = Role::Outsider;
     lock.lock();
     isLeaderAsleep = false;

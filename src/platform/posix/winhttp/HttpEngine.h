@@ -76,6 +76,8 @@ private:
 
     std::unique_ptr<HttpDriver> driver = std::make_unique<HttpDriver>();
     std::vector<HttpDriver::Command> commands;
+    /// What the leader has taken over; it keeps its room from one time to the next.
+    std::vector<HttpDriver::Command> executing;
     std::deque<std::shared_ptr<HttpHandle>> ready;
 
     std::list<Worker> workers;

@@ -179,8 +179,9 @@ HttpTransfer::~HttpTransfer()
     curl_slist_free_all(headers);
 }
 
-void HttpTransfer::Begin(std::shared_ptr<HttpRequest> newRequest)
+void HttpTransfer::Begin(std::shared_ptr<HttpRequest> newRequest, std::size_t newPlace)
 {
+    place = newPlace;
     request = std::move(newRequest);
     const HttpMessage& message = request->Message();
     verb = message.verb;

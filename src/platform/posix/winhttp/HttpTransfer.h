@@ -22,7 +22,11 @@ public:
     CURL* Easy() const { return easy; }
 
     /// Prepares the transfer for the request, which it then holds.
-    void Begin(std::shared_ptr<HttpRequest> newRequest);
+    void Begin(std::shared_ptr<HttpRequest> newRequest, std::size_t newPlace);
+
+    /// Where the driver keeps the transfer.
+    std::size_t Place() const { return place; }
+    void SetPlace(std::size_t newPlace) { place = newPlace; }
 
     /// Whether the transfer ended in a redirect that is to be followed; it is then prepared to go on there.
     bool GoesOnToRedirect(CURLcode result);
@@ -52,6 +56,7 @@ private:
     void DeliverHeaders();
 
     CURL* const easy;
+    std::size_t place = 0;
     curl_slist* headers = nullptr;
     /// Whether these are the headers of a request for which the caller gave none.
     bool hasUsualHeaders = false;
