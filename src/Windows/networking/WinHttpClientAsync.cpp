@@ -271,6 +271,17 @@ std::uint64_t announcedLength(const Headers& headers)
     return length;
 }
 
+/// Moves the fields over; they are ordered alike, so each goes to the end.
+void setHeaders(HttpResponse& response, Headers headers)
+{
+    while (!headers.empty()) {
+        auto field = headers.extract(headers.begin());
+        const auto added =
+            response.headers.emplace_hint(response.headers.end(), std::move(field.key()), std::vector<std::string>());
+        added->second.push_back(std::move(field.mapped()));
+    }
+}
+
 /// Puts status and headers into the response. False if the request has been completed with a failure instead.
 bool readStatusAndHeaders(WinHttpAsyncContext& context)
 {
@@ -291,9 +302,7 @@ bool readStatusAndHeaders(WinHttpAsyncContext& context)
     context.body.ExpectLength(announcedLength(headers));
     context.response = std::make_unique<HttpResponse>();
     context.response->statusCode = static_cast<std::int32_t>(status);
-    for (auto& [name, value] : headers) {
-        context.response->headers[name].push_back(std::move(value));
-    }
+    setHeaders(*context.response, std::move(headers));
     return true;
 }
 

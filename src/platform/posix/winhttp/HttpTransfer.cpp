@@ -217,7 +217,8 @@ void HttpTransfer::SetMethod()
 void HttpTransfer::SetHeaders()
 {
     const HttpMessage& message = request->Message();
-    const bool isUsualList = message.headerLines.empty();
+    // Most requests have no headers of their own and no body: their list is made once.
+    const bool isUsualList = message.headerLines.empty() && !sendsBody;
     if (isUsualList && hasUsualHeaders) {
         return;
     }
@@ -229,13 +230,21 @@ void HttpTransfer::SetHeaders()
             AddHeader(curlHeader(line));
         }
     }
-    for (const std::string_view field :
-         {"Accept:", "Expect:", "Content-Type:", "Pragma: no-cache", "Cache-Control: no-cache"}) {
-        if (!hasField(message, field.substr(0, field.find(':') + 1))) {
-            AddHeader(std::string(field));
-        }
+    AddUnlessGiven("Accept:");
+    AddUnlessGiven("Pragma: no-cache");
+    AddUnlessGiven("Cache-Control: no-cache");
+    if (sendsBody) {
+        AddUnlessGiven("Expect:");
+        AddUnlessGiven("Content-Type:");
     }
     curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers);
+}
+
+void HttpTransfer::AddUnlessGiven(std::string_view field)
+{
+    if (!hasField(request->Message(), field.substr(0, field.find(':') + 1))) {
+        AddHeader(std::string(field));
+    }
 }
 
 /// A redirect to another server does not get what was meant for the first one only, and one that lost the body does not

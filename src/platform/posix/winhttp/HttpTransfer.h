@@ -47,6 +47,7 @@ private:
     void SetMethod();
     void SetHeaders();
     void AddHeader(const std::string& line);
+    void AddUnlessGiven(std::string_view field);
     bool MayBeSent(const std::string& headerLine) const;
     void StartHeaderBlock();
     void AddHeaderLine(std::string_view line);
@@ -58,7 +59,7 @@ private:
     CURL* const easy;
     std::size_t place = 0;
     curl_slist* headers = nullptr;
-    /// Whether these are the headers of a request for which the caller gave none.
+    /// Whether these are the headers of a request without any of its own, and without a body.
     bool hasUsualHeaders = false;
     std::shared_ptr<HttpRequest> request;
 
