@@ -144,6 +144,12 @@ bool WinHttpExchange::WaitForEnd()
     return changed.wait_for(lock, kPatience, [&] { return hasEnded; });
 }
 
+bool WinHttpExchange::HasEnded() const
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return hasEnded;
+}
+
 bool WinHttpExchange::WaitFor(DWORD status, HINTERNET handle)
 {
     return WaitUntil([&](const std::vector<SeenNotification>& notifications) {

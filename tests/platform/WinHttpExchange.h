@@ -64,6 +64,7 @@ public:
     void Close();
 
     bool WaitForEnd();
+    bool HasEnded() const;
     bool WaitFor(DWORD status, HINTERNET handle = nullptr);
     /// Waits until no callback is running.
     bool WaitForQuiet();

@@ -38,7 +38,7 @@ std::vector<std::pair<HINTERNET, DWORD>> withoutData(const WinHttpExchange& exch
     return steps;
 }
 
-TEST(HttpEngine, EveryHandleIsCreatedBeforeAndClosedAfterAllElse)
+TEST(HttpEngineTest, EveryHandleIsCreatedBeforeAndClosedAfterAllElse)
 {
     WinHttpExchange exchange(toScripted("/bytes?n=100"));
     const HINTERNET request = exchange.Request();
@@ -56,7 +56,7 @@ TEST(HttpEngine, EveryHandleIsCreatedBeforeAndClosedAfterAllElse)
                                                    std::pair(session, WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING)));
 }
 
-TEST(HttpEngine, NotificationsOfARequestNeverOverlap)
+TEST(HttpEngineTest, NotificationsOfARequestNeverOverlap)
 {
     WinHttpExchange exchange(toScripted("/bytes?n=4000000"));
     std::atomic<int> running{0};
@@ -71,7 +71,7 @@ TEST(HttpEngine, NotificationsOfARequestNeverOverlap)
     EXPECT_EQ(exchange.Body().size(), 4000000U);
 }
 
-TEST(HttpEngine, CallbacksThatBlockDelayNobodyElse)
+TEST(HttpEngineTest, CallbacksThatBlockDelayNobodyElse)
 {
     constexpr std::size_t kBlockedCount = 20;
     std::promise<void> release;
@@ -104,7 +104,7 @@ TEST(HttpEngine, CallbacksThatBlockDelayNobodyElse)
     }
 }
 
-TEST(HttpEngine, ARequestFromACallbackThatThenBlocksIsSent)
+TEST(HttpEngineTest, ARequestFromACallbackThatThenBlocksIsSent)
 {
     WinHttpExchange inner(toScripted("/bytes?n=10"));
     WinHttpExchange outer(toScripted("/bytes?n=10"));
@@ -118,7 +118,65 @@ TEST(HttpEngine, ARequestFromACallbackThatThenBlocksIsSent)
     EXPECT_TRUE(innerEnded);
 }
 
-TEST(HttpEngine, AReaderThatDoesNotReadBoundsTheMemory)
+TEST(HttpEngineTest, ABlockedCallbackDoesNotSlowALargeBodyDownWhileOthersTrickle)
+{
+    std::promise<void> release;
+    WinHttpExchange blocked(toScripted("/bytes?n=10"));
+    blocked.onNotification = [&](const SeenNotification& notification) {
+        if (notification.status == WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE) {
+            release.get_future().wait();
+        }
+    };
+    WinHttpExchange trickling(toScripted("/slow?n=4000&ms=1"));
+    ASSERT_TRUE(blocked.Send());
+    ASSERT_TRUE(blocked.WaitFor(WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE));
+    ASSERT_TRUE(trickling.Send());
+    ASSERT_TRUE(trickling.WaitFor(WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE));
+    WinHttpExchange large(toScripted("/bytes?n=50000000"));
+    EXPECT_TRUE(large.Run());
+    EXPECT_EQ(large.Body().size(), 50000000U);
+    EXPECT_FALSE(trickling.HasEnded()) << "the large body was not made to wait for the end of the others";
+    release.set_value();
+    EXPECT_TRUE(blocked.WaitForEnd());
+    EXPECT_TRUE(trickling.WaitForEnd());
+}
+
+TEST(HttpEngineTest, ACallbackMayWaitForAnotherRequestThatItDrivesItself)
+{
+    WinHttpExchange::Settings held = toScripted("/bytes?n=10");
+    held.receives = false;
+    WinHttpExchange other(held);
+    WinHttpExchange outer(toScripted("/bytes?n=10"));
+    std::atomic<bool> otherEnded{false};
+    outer.onNotification = [&](const SeenNotification& notification) {
+        if (notification.status == WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE) {
+            // Long enough for the watcher to have fallen asleep.
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+            WinHttpReceiveResponse(other.Request(), nullptr);
+            otherEnded = other.WaitForEnd();
+        }
+    };
+    ASSERT_TRUE(other.Send());
+    ASSERT_TRUE(other.WaitFor(WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE));
+    EXPECT_TRUE(outer.Run());
+    EXPECT_TRUE(otherEnded);
+}
+
+TEST(HttpEngineTest, AnAnswerBeforeTheEndOfTheUploadIsDeliveredWhenTheBodyIsNotReadAnyMore)
+{
+    WinHttpExchange::Settings settings = toScripted("/early");
+    settings.verb = "POST";
+    settings.body.assign(std::size_t{32} << 20U, 'a');
+    WinHttpExchange exchange(settings);
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_EQ(exchange.Status(), 413U);
+    EXPECT_THAT(exchange.Steps(),
+                testing::ElementsAreArray(
+                    {WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE, WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE,
+                     WINHTTP_CALLBACK_STATUS_DATA_AVAILABLE, WINHTTP_CALLBACK_STATUS_READ_COMPLETE}));
+}
+
+TEST(HttpEngineTest, AReaderThatDoesNotReadBoundsTheMemory)
 {
     constexpr std::size_t kBodySize = std::size_t{128} << 20U;
     WinHttpExchange::Settings settings = toScripted("/bytes?n=" + std::to_string(kBodySize));
@@ -141,7 +199,7 @@ TEST(HttpEngine, AReaderThatDoesNotReadBoundsTheMemory)
     EXPECT_EQ(exchange.Body().size(), kBodySize);
 }
 
-TEST(HttpEngine, ClosingARequestToASilentServerEndsItAtOnce)
+TEST(HttpEngineTest, ClosingARequestToASilentServerEndsItAtOnce)
 {
     WinHttpExchange::Settings settings;
     settings.port = TestServers::silentPort();
@@ -155,7 +213,7 @@ TEST(HttpEngine, ClosingARequestToASilentServerEndsItAtOnce)
     EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_OPERATION_CANCELLED);
 }
 
-TEST(HttpEngine, ConnectionsServeRequestsOfOtherSessions)
+TEST(HttpEngineTest, ConnectionsServeRequestsOfOtherSessions)
 {
     const auto connectionCount = [] {
         WinHttpExchange statistics(toScripted("/stats"));
@@ -170,7 +228,7 @@ TEST(HttpEngine, ConnectionsServeRequestsOfOtherSessions)
     EXPECT_EQ(connectionCount(), before);
 }
 
-TEST(HttpEngine, ARedirectToAnotherServerDoesNotGetWhatWasMeantForTheFirst)
+TEST(HttpEngineTest, ARedirectToAnotherServerDoesNotGetWhatWasMeantForTheFirst)
 {
     const std::string target = TestServers::queryValue(TestServers::scriptedIpv6("/echo"));
     WinHttpExchange::Settings settings = toScripted("/redirect?to=" + target);
@@ -185,7 +243,7 @@ TEST(HttpEngine, ARedirectToAnotherServerDoesNotGetWhatWasMeantForTheFirst)
     EXPECT_THAT(same.Body(), HasSubstr("Authorization: secret\r\n"));
 }
 
-TEST(HttpEngine, ARedirectedPostBecomesAGetWithoutBody)
+TEST(HttpEngineTest, ARedirectedPostBecomesAGetWithoutBody)
 {
     for (const char* const status : {"301", "302", "303"}) {
         WinHttpExchange::Settings settings = toScripted(std::string("/redirect?to=/echo&status=") + status);
@@ -199,7 +257,7 @@ TEST(HttpEngine, ARedirectedPostBecomesAGetWithoutBody)
     }
 }
 
-TEST(HttpEngine, PermanentAndTemporaryRedirectsKeepVerbAndBody)
+TEST(HttpEngineTest, PermanentAndTemporaryRedirectsKeepVerbAndBody)
 {
     for (const char* const status : {"307", "308"}) {
         WinHttpExchange::Settings settings = toScripted(std::string("/redirect?to=/echo&status=") + status);
@@ -212,7 +270,7 @@ TEST(HttpEngine, PermanentAndTemporaryRedirectsKeepVerbAndBody)
     }
 }
 
-TEST(HttpEngine, TenRedirectsAreFollowedAndNoMore)
+TEST(HttpEngineTest, TenRedirectsAreFollowedAndNoMore)
 {
     WinHttpExchange ten(toScripted("/chain?n=10"));
     WinHttpExchange eleven(toScripted("/chain?n=11"));
@@ -222,21 +280,21 @@ TEST(HttpEngine, TenRedirectsAreFollowedAndNoMore)
     EXPECT_EQ(eleven.Failure().value, ERROR_WINHTTP_REDIRECT_FAILED);
 }
 
-TEST(HttpEngine, HeadersThatEndBeforeTheirEmptyLineAreABrokenConnection)
+TEST(HttpEngineTest, HeadersThatEndBeforeTheirEmptyLineAreABrokenConnection)
 {
     WinHttpExchange exchange(toScripted("/shortheaders"));
     ASSERT_TRUE(exchange.Run());
     EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_CONNECTION_ERROR);
 }
 
-TEST(HttpEngine, FoldedHeadersAreUnfolded)
+TEST(HttpEngineTest, FoldedHeadersAreUnfolded)
 {
     WinHttpExchange exchange(toScripted("/headers/folded"));
     ASSERT_TRUE(exchange.Run());
     EXPECT_THAT(exchange.RawHeaders(), HasSubstr("X-Folded: first second\r\nX-After: after\r\n"));
 }
 
-TEST(HttpEngine, InterimResponsesAreSkipped)
+TEST(HttpEngineTest, InterimResponsesAreSkipped)
 {
     WinHttpExchange exchange(toScripted("/interim?count=3"));
     ASSERT_TRUE(exchange.Run());

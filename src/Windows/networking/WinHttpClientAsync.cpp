@@ -84,16 +84,18 @@ std::string objectName(const UrlComponents& url)
     return name;
 }
 
-bool isHeaderName(const std::string& name)
+/// Whether the field stays one field when it stands in a block: a line end in it would add another.
+bool isHeaderField(const std::string& name, const std::string& value)
 {
-    return !name.empty() && name.find_first_of(":\r\n") == std::string::npos;
+    const bool isName = !name.empty() && name.find_first_of(":\r\n") == std::string::npos;
+    return isName && value.find_first_of("\r\n") == std::string::npos;
 }
 
-/// The header fields as one block. False, with the last error set, if a name cannot be one.
+/// The header fields as one block. False, with the last error set, if one cannot be sent as it is.
 bool toHeaderBlock(const Headers& headers, std::string& block)
 {
     for (const auto& [name, value] : headers) {
-        if (!isHeaderName(name)) {
+        if (!isHeaderField(name, value)) {
             SetLastError(ERROR_INVALID_PARAMETER);
             return false;
         }

@@ -2,19 +2,21 @@
 
 #include "common/utils/LumLog.h"
 
+#include <utility>
+
 namespace LumNetworking {
 
 namespace {
 
-void callCompletion(HttpRequestContext& context)
+void callCompletion(HttpRequestContext& context, const HttpCompletion& completion)
 {
     std::shared_ptr<ILumAsynchronousTransaction> transaction = context.transaction.lock();
     if (transaction && transaction->IsCancelled()) {
-        context.completion(HttpRequestResult::CANCELLED, nullptr, nullptr, std::move(transaction));
+        completion(HttpRequestResult::CANCELLED, nullptr, nullptr, std::move(transaction));
     } else if (context.error) {
-        context.completion(HttpRequestResult::FAILED, nullptr, std::move(context.error), std::move(transaction));
+        completion(HttpRequestResult::FAILED, nullptr, std::move(context.error), std::move(transaction));
     } else {
-        context.completion(HttpRequestResult::SUCCESS, std::move(context.response), nullptr, std::move(transaction));
+        completion(HttpRequestResult::SUCCESS, std::move(context.response), nullptr, std::move(transaction));
     }
 }
 
@@ -45,12 +47,14 @@ bool HttpRequestContext::Complete()
     if (completed.exchange(true)) {
         return false;
     }
-    if (!completion) {
+    // Let go of at the end: what it captured may hold the transaction, and so this context.
+    const HttpCompletion taken = std::exchange(completion, nullptr);
+    if (!taken) {
         return true;
     }
     // The frames below belong to the platform: no exception may reach them, not even one of the logger.
     try {
-        callCompletion(*this);
+        callCompletion(*this, taken);
     } catch (...) {
         try {
             logCompletionException(*this);

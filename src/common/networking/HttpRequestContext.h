@@ -18,7 +18,8 @@ struct HttpRequestContext {
     bool Complete();
 
     const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate> logger;
-    const HttpCompletion completion;
+    /// Empty once the request is completed.
+    HttpCompletion completion;
     std::unique_ptr<HttpResponse> response;
     std::unique_ptr<LumUtils::ILumError> error;
     std::atomic<bool> completed{false};

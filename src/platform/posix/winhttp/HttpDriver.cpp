@@ -1,8 +1,7 @@
 #include "platform/posix/winhttp/HttpDriver.h"
 
 #include <algorithm>
-#include <cerrno>
-#include <system_error>
+#include <new>
 
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -25,17 +24,8 @@ constexpr std::chrono::milliseconds kAnswerDelay{20};
 
 constexpr int kEventsPerWait = 64;
 
-int requireDescriptor(int descriptor)
-{
-    if (descriptor < 0) {
-        throw std::system_error(errno, std::generic_category());
-    }
-    return descriptor;
-}
-
 CURLM* newMultiHandle()
 {
-    curl_global_init(CURL_GLOBAL_DEFAULT);
     CURLM* const multi = curl_multi_init();
     if (multi == nullptr) {
         throw std::bad_alloc();
@@ -74,19 +64,29 @@ int curlEvents(std::uint32_t events)
 
 } // namespace
 
-HttpDriver::HttpDriver()
-    : multi(newMultiHandle()), epoll(requireDescriptor(epoll_create1(EPOLL_CLOEXEC))),
-      wakeEvent(requireDescriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)))
+CurlLibrary::CurlLibrary()
 {
-    curl_multi_setopt(multi, CURLMOPT_SOCKETFUNCTION, OnSocket);
-    curl_multi_setopt(multi, CURLMOPT_SOCKETDATA, this);
-    curl_multi_setopt(multi, CURLMOPT_TIMERFUNCTION, OnTimer);
-    curl_multi_setopt(multi, CURLMOPT_TIMERDATA, this);
-    curl_multi_setopt(multi, CURLMOPT_MAXCONNECTS, kMostIdleConnections);
+    curl_global_init(CURL_GLOBAL_DEFAULT);
+}
+
+CurlLibrary::~CurlLibrary()
+{
+    curl_global_cleanup();
+}
+
+HttpDriver::HttpDriver()
+    : epoll(epoll_create1(EPOLL_CLOEXEC)), wakeEvent(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      multi(newMultiHandle(), curl_multi_cleanup)
+{
+    curl_multi_setopt(multi.get(), CURLMOPT_SOCKETFUNCTION, OnSocket);
+    curl_multi_setopt(multi.get(), CURLMOPT_SOCKETDATA, this);
+    curl_multi_setopt(multi.get(), CURLMOPT_TIMERFUNCTION, OnTimer);
+    curl_multi_setopt(multi.get(), CURLMOPT_TIMERDATA, this);
+    curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, kMostIdleConnections);
     epoll_event event = {};
     event.events = EPOLLIN;
-    event.data.fd = wakeEvent;
-    epoll_ctl(epoll, EPOLL_CTL_ADD, wakeEvent, &event);
+    event.data.fd = wakeEvent.Get();
+    epoll_ctl(epoll.Get(), EPOLL_CTL_ADD, wakeEvent.Get(), &event);
 }
 
 HttpDriver::~HttpDriver()
@@ -94,14 +94,8 @@ HttpDriver::~HttpDriver()
     for (const std::unique_ptr<HttpTransfer>& transfer : active) {
         // A name that is being looked up must not hold up the end of the process.
         curl_easy_setopt(transfer->Easy(), CURLOPT_QUICK_EXIT, 1L);
-        curl_multi_remove_handle(multi, transfer->Easy());
+        curl_multi_remove_handle(multi.get(), transfer->Easy());
     }
-    active.clear();
-    idle.clear();
-    curl_multi_cleanup(multi);
-    curl_global_cleanup();
-    close(wakeEvent);
-    close(epoll);
 }
 
 void HttpDriver::Execute(const Command& command)
@@ -129,7 +123,7 @@ void HttpDriver::Start(const std::shared_ptr<HttpRequest>& request)
         request->OnFinished(ERROR_NOT_ENOUGH_MEMORY);
         return;
     }
-    curl_multi_add_handle(multi, active.back()->Easy());
+    curl_multi_add_handle(multi.get(), active.back()->Easy());
     if (!hasUnannounced) {
         hasUnannounced = true;
         announcementTime = Clock::now() + kAnswerDelay;
@@ -177,7 +171,7 @@ HttpTransfer* HttpDriver::Find(const HttpRequest& request) const
 /// Takes the transfer out of the multi handle; its request is still in it.
 std::unique_ptr<HttpTransfer> HttpDriver::Release(HttpTransfer& transfer)
 {
-    curl_multi_remove_handle(multi, transfer.Easy());
+    curl_multi_remove_handle(multi.get(), transfer.Easy());
     const std::size_t place = transfer.Place();
     std::unique_ptr<HttpTransfer> released = std::move(active[place]);
     active[place] = std::move(active.back());
@@ -191,11 +185,11 @@ std::unique_ptr<HttpTransfer> HttpDriver::Release(HttpTransfer& transfer)
 void HttpDriver::Drive(int limit)
 {
     epoll_event events[kEventsPerWait];
-    const int count = epoll_wait(epoll, events, kEventsPerWait, WaitLimit(limit));
+    const int count = epoll_wait(epoll.Get(), events, kEventsPerWait, WaitLimit(limit));
     for (int index = 0; index < count; ++index) {
-        if (events[index].data.fd == wakeEvent) {
+        if (events[index].data.fd == wakeEvent.Get()) {
             eventfd_t ignored = 0;
-            eventfd_read(wakeEvent, &ignored);
+            eventfd_read(wakeEvent.Get(), &ignored);
         } else {
             OnReady(events[index].data.fd, curlEvents(events[index].events));
         }
@@ -204,7 +198,7 @@ void HttpDriver::Drive(int limit)
     if (hasTimer && now >= timerEnd) {
         hasTimer = false;
         int running = 0;
-        curl_multi_socket_action(multi, CURL_SOCKET_TIMEOUT, 0, &running);
+        curl_multi_socket_action(multi.get(), CURL_SOCKET_TIMEOUT, 0, &running);
     }
     FinishEnded();
     if (hasUnannounced && now >= announcementTime) {
@@ -214,7 +208,7 @@ void HttpDriver::Drive(int limit)
 
 void HttpDriver::Wake()
 {
-    eventfd_write(wakeEvent, 1);
+    eventfd_write(wakeEvent.Get(), 1);
 }
 
 void HttpDriver::OnReady(curl_socket_t socket, int events)
@@ -225,7 +219,7 @@ void HttpDriver::OnReady(curl_socket_t socket, int events)
         return;
     }
     int running = 0;
-    curl_multi_socket_action(multi, socket, events, &running);
+    curl_multi_socket_action(multi.get(), socket, events, &running);
 }
 
 /// How long to wait in milliseconds: not past the timer, nor past the next announcement.
@@ -249,7 +243,7 @@ int HttpDriver::WaitLimit(int limit) const
 void HttpDriver::FinishEnded()
 {
     int left = 0;
-    while (const CURLMsg* const message = curl_multi_info_read(multi, &left)) {
+    while (const CURLMsg* const message = curl_multi_info_read(multi.get(), &left)) {
         if (message->msg != CURLMSG_DONE) {
             continue;
         }
@@ -258,8 +252,8 @@ void HttpDriver::FinishEnded()
         curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &self);
         auto& ended = *static_cast<HttpTransfer*>(self);
         if (ended.GoesOnToRedirect(result)) {
-            curl_multi_remove_handle(multi, ended.Easy());
-            curl_multi_add_handle(multi, ended.Easy());
+            curl_multi_remove_handle(multi.get(), ended.Easy());
+            curl_multi_add_handle(multi.get(), ended.Easy());
             continue;
         }
         std::unique_ptr<HttpTransfer> transfer = Release(ended);
@@ -311,7 +305,7 @@ void HttpDriver::Watch(curl_socket_t socket, std::uint32_t wanted)
     epoll_event event = {};
     event.events = wanted;
     event.data.fd = socket;
-    epoll_ctl(epoll, registration.registered == 0 ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event);
+    epoll_ctl(epoll.Get(), registration.registered == 0 ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event);
     registration.registered = wanted;
 }
 
@@ -319,7 +313,7 @@ void HttpDriver::Unregister(curl_socket_t socket)
 {
     Registration& registration = RegistrationOf(socket);
     if (registration.registered != 0) {
-        epoll_ctl(epoll, EPOLL_CTL_DEL, socket, nullptr);
+        epoll_ctl(epoll.Get(), EPOLL_CTL_DEL, socket, nullptr);
         registration.registered = 0;
     }
 }

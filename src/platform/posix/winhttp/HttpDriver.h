@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/posix/winhttp/Descriptor.h"
 #include "platform/posix/winhttp/HttpTransfer.h"
 
 #include <chrono>
@@ -7,6 +8,15 @@
 #include <vector>
 
 namespace LumPlatform {
+
+/// Keeps curl initialised.
+class CurlLibrary {
+public:
+    CurlLibrary();
+    ~CurlLibrary();
+    CurlLibrary(const CurlLibrary&) = delete;
+    CurlLibrary& operator=(const CurlLibrary&) = delete;
+};
 
 /// Drives transfers on one curl multi handle. One thread at a time calls it, but for Wake, which any thread may call.
 class HttpDriver {
@@ -65,16 +75,17 @@ private:
     void FinishEnded();
     void AnnounceSent(Clock::time_point now);
 
-    CURLM* const multi;
-    const int epoll;
-    const int wakeEvent;
+    const CurlLibrary library;
+    const Descriptor epoll;
+    const Descriptor wakeEvent;
+    /// By socket. Closing connections needs it: it outlives what follows.
+    std::vector<Registration> registrations;
+    const std::unique_ptr<CURLM, decltype(&curl_multi_cleanup)> multi;
     bool hasTimer = false;
     Clock::time_point timerEnd;
     /// Whether there may be requests whose going out is not announced, and when to look.
     bool hasUnannounced = false;
     Clock::time_point announcementTime;
-    /// By socket.
-    std::vector<Registration> registrations;
     /// In no order; each knows its place.
     std::vector<std::unique_ptr<HttpTransfer>> active;
     std::vector<std::unique_ptr<HttpTransfer>> idle;

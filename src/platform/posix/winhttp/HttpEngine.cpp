@@ -43,9 +43,34 @@ HttpEngine& HttpEngine::Instance()
     return engine;
 }
 
-bool HttpEngine::Submit(std::shared_ptr<HttpRequest> request)
+DWORD HttpEngine::Submit(std::shared_ptr<HttpRequest> request)
 {
-    return Enqueue({HttpDriver::Action::Start, std::move(request)});
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (const DWORD error = Prepare(); error != 0) {
+        return error;
+    }
+    commands.push_back({HttpDriver::Action::Start, std::move(request)});
+    WakeForWork();
+    return 0;
+}
+
+/// Sees that there is what a transfer needs; the mutex is held.
+DWORD HttpEngine::Prepare()
+{
+    if (isStopping) {
+        return ERROR_WINHTTP_SHUTDOWN;
+    }
+    try {
+        if (!driver) {
+            driver = std::make_unique<HttpDriver>();
+        }
+    } catch (const std::exception&) {
+        return ERROR_NOT_ENOUGH_MEMORY;
+    }
+    if (threadCount == 0) {
+        AddThread();
+    }
+    return threadCount == 0 ? ERROR_NOT_ENOUGH_MEMORY : 0;
 }
 
 void HttpEngine::Resume(std::shared_ptr<HttpRequest> request)
@@ -58,51 +83,40 @@ void HttpEngine::Abort(std::shared_ptr<HttpRequest> request)
     Enqueue({HttpDriver::Action::Abort, std::move(request)});
 }
 
-bool HttpEngine::Enqueue(HttpDriver::Command command)
+void HttpEngine::Enqueue(HttpDriver::Command command)
 {
-    bool wakesLeader = false;
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        if (isStopping) {
-            return false;
-        }
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (!isStopping) {
         commands.push_back(std::move(command));
-        wakesLeader = NeedsWakeUp();
+        WakeForWork();
     }
-    if (wakesLeader) {
-        driver->Wake();
-    }
-    return true;
 }
 
 void HttpEngine::Schedule(std::shared_ptr<HttpHandle> handle)
 {
-    bool wakesLeader = false;
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        if (isStopping) {
-            return;
-        }
-        ready.push_back(std::move(handle));
-        // A thread of the engine takes it up itself when it is done with what it does.
-        wakesLeader = role == Role::Outsider && NeedsWakeUp();
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (isStopping) {
+        return;
     }
-    if (wakesLeader) {
-        driver->Wake();
+    ready.Push(std::move(handle));
+    if (role == Role::Outsider) {
+        WakeForWork();
+    } else if (role == Role::Runner) {
+        // It takes the handle up itself when its callback returns; the watcher sees to it that this is soon.
+        EnsureWatched();
     }
 }
 
-/// Whether the leader must be woken for new work: once for each of its sleeps, however much comes. Without a leader a
-/// callback runs, after which its thread leads; the watcher sees to it that this is soon. The mutex is held.
-bool HttpEngine::NeedsWakeUp()
+/// Has new work taken up; the mutex is held. The leader is woken once for each of its sleeps, however much comes.
+/// Without a leader a callback runs, after which its thread leads; the watcher sees to it that this is soon.
+void HttpEngine::WakeForWork()
 {
     if (!isLed) {
         EnsureWatched();
-        return false;
+    } else if (isLeaderAsleep) {
+        isLeaderAsleep = false;
+        driver->Wake();
     }
-    const bool wasAsleep = isLeaderAsleep;
-    isLeaderAsleep = false;
-    return wasAsleep;
 }
 
 void HttpEngine::EnsureWatched()
@@ -118,22 +132,24 @@ void HttpEngine::EnsureWatched()
     }
 }
 
+/// Adds a thread if the system has one; otherwise those that there are go on alone.
 void HttpEngine::AddThread()
 {
     JoinEndedThreads();
     if (threadCount == kMostThreads) {
         return;
     }
-    workers.emplace_back();
-    Worker& worker = workers.back();
+    std::list<Worker> added;
     try {
+        added.emplace_back();
+        Worker& worker = added.back();
         worker.thread = std::thread([this, &worker] { ThreadMain(worker); });
-        ++threadCount;
-        ++startingCount;
-    } catch (const std::system_error&) {
-        // The threads that there are go on alone.
-        workers.pop_back();
+    } catch (const std::exception&) {
+        return;
     }
+    workers.splice(workers.end(), added);
+    ++threadCount;
+    ++startingCount;
 }
 
 void HttpEngine::JoinEndedThreads()
@@ -165,11 +181,12 @@ void HttpEngine::ThreadMain(Worker& self)
 /// Does the next thing that there is to do; false if the thread may end.
 bool HttpEngine::TakeStep(Lock& lock)
 {
-    if (!ready.empty() && (isLed || !ready.front()->IsStreaming())) {
+    const bool canLead = !isLed && driver;
+    if (!ready.IsEmpty() && (!canLead || !ready.Front()->IsStreaming())) {
         RunOne(lock);
         return true;
     }
-    if (!isLed) {
+    if (canLead) {
         Lead(lock);
         return true;
     }
@@ -182,10 +199,9 @@ bool HttpEngine::TakeStep(Lock& lock)
 
 void HttpEngine::RunOne(Lock& lock)
 {
-    std::shared_ptr<HttpHandle> handle = std::move(ready.front());
-    ready.pop_front();
+    std::shared_ptr<HttpHandle> handle = ready.Pop();
     ++runningCount;
-    ++progress;
+    ++runCount;
     EnsureWatched();
     lock.unlock();
     role = Role::Runner;
@@ -194,19 +210,19 @@ void HttpEngine::RunOne(Lock& lock)
     role = Role::Outsider;
     lock.lock();
     --runningCount;
-    ++progress;
 }
 
 void HttpEngine::Lead(Lock& lock)
 {
-    if (!ready.empty()) {
+    if (!ready.IsEmpty()) {
         WakeRunner();
     }
+    runCountOfLead = runCount;
     executing.swap(commands);
     const bool mayWait = executing.empty();
     isLed = true;
     isLeaderAsleep = mayWait;
-    ++progress;
+    ++leadCount;
     lock.unlock();
     role = Role::Leader;
     for (const HttpDriver::Command& command : executing) {
@@ -219,13 +235,14 @@ void HttpEngine::Lead(Lock& lock)
     lock.lock();
     isLeaderAsleep = false;
     isLed = false;
-    ++progress;
 }
 
 /// Sees that somebody runs what is ready while this thread leads.
 void HttpEngine::WakeRunner()
 {
-    if (runningCount == 0 && restingCount > 0) {
+    // One that has taken nothing up since the last time is held up in a callback.
+    const bool isSomebodyRunning = runningCount > 0 && runCount != runCountOfLead;
+    if (!isSomebodyRunning && restingCount > 0) {
         resting.notify_one();
     } else if (runningCount == 0 && threadCount < kUsualThreads) {
         AddThread();
@@ -241,7 +258,8 @@ void HttpEngine::Watch(Lock& lock)
     int quietLooks = 0;
     bool isHeldUp = false;
     while (!isHeldUp && !isStopping) {
-        const std::uint64_t progressBefore = progress;
+        const std::uint64_t leadsBefore = leadCount;
+        const std::uint64_t runsBefore = runCount;
         isWatcherAsleep = quietLooks == kMostQuietLooks;
         if (isWatcherAsleep) {
             watching.wait(lock);
@@ -250,17 +268,18 @@ void HttpEngine::Watch(Lock& lock)
             watching.wait_for(lock, kLookInterval);
         }
         isWatcherAsleep = false;
-        const bool isQuiet = progress == progressBefore;
-        quietLooks = isQuiet ? quietLooks + 1 : 0;
-        isHeldUp = isQuiet && HasWork();
+        const bool hasLed = leadCount != leadsBefore;
+        const bool hasRun = runCount != runsBefore;
+        quietLooks = hasLed || hasRun ? 0 : quietLooks + 1;
+        isHeldUp = (!hasRun && !ready.IsEmpty()) || (!hasLed && HasUnledWork());
     }
     isWatched = false;
 }
 
-/// Whether there is anything that a further thread could take up.
-bool HttpEngine::HasWork() const
+/// Whether there are transfers to drive and nobody does.
+bool HttpEngine::HasUnledWork() const
 {
-    return !ready.empty() || (!isLed && (!commands.empty() || driver->ActiveCount() > 0));
+    return !isLed && driver && (!commands.empty() || driver->ActiveCount() > 0);
 }
 
 bool HttpEngine::Rest(Lock& lock)
@@ -268,7 +287,7 @@ bool HttpEngine::Rest(Lock& lock)
     ++restingCount;
     const bool isWoken = resting.wait_for(lock, kLongestRest) == std::cv_status::no_timeout;
     --restingCount;
-    return isWoken || HasWork() || restingCount == 0;
+    return isWoken || restingCount == 0 || !ready.IsEmpty() || HasUnledWork();
 }
 
 void HttpEngine::Stop()
@@ -277,7 +296,9 @@ void HttpEngine::Stop()
     isStopping = true;
     resting.notify_all();
     watching.notify_all();
-    driver->Wake();
+    if (driver) {
+        driver->Wake();
+    }
     const std::size_t remaining = isEngineThread ? 1 : 0;
     ended.wait_for(lock, kLongestStop, [&] { return threadCount <= remaining; });
     JoinEndedThreads();

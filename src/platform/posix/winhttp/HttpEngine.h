@@ -1,10 +1,10 @@
 #pragma once
 
+#include "platform/posix/winhttp/FifoQueue.h"
 #include "platform/posix/winhttp/HttpDriver.h"
 
 #include <condition_variable>
 #include <cstdint>
-#include <deque>
 #include <list>
 #include <thread>
 
@@ -28,8 +28,9 @@ class HttpEngine {
 public:
     static HttpEngine& Instance();
 
-    /// Starts the transfer of the request. False if the engine has stopped.
-    bool Submit(std::shared_ptr<HttpRequest> request);
+    /// Starts the transfer of the request. Returns 0, or the error number if it cannot be started: the engine has
+    /// stopped, or the system lacks memory, descriptors or threads.
+    DWORD Submit(std::shared_ptr<HttpRequest> request);
 
     /// The reader of a request whose transfer paused wants more.
     void Resume(std::shared_ptr<HttpRequest> request);
@@ -54,8 +55,9 @@ private:
 
     HttpEngine() = default;
 
-    bool Enqueue(HttpDriver::Command command);
-    bool NeedsWakeUp();
+    DWORD Prepare();
+    void Enqueue(HttpDriver::Command command);
+    void WakeForWork();
     void EnsureWatched();
     void AddThread();
     void JoinEndedThreads();
@@ -67,18 +69,19 @@ private:
     void WakeRunner();
     void Watch(Lock& lock);
     bool Rest(Lock& lock);
-    bool HasWork() const;
+    bool HasUnledWork() const;
 
     std::mutex mutex;
     std::condition_variable resting;
     std::condition_variable watching;
     std::condition_variable ended;
 
-    std::unique_ptr<HttpDriver> driver = std::make_unique<HttpDriver>();
+    /// Made with the first request: what fails here fails that.
+    std::unique_ptr<HttpDriver> driver;
     std::vector<HttpDriver::Command> commands;
     /// What the leader has taken over; it keeps its room from one time to the next.
     std::vector<HttpDriver::Command> executing;
-    std::deque<std::shared_ptr<HttpHandle>> ready;
+    FifoQueue<std::shared_ptr<HttpHandle>> ready;
 
     std::list<Worker> workers;
     std::size_t threadCount = 0;
@@ -91,8 +94,12 @@ private:
     bool isWatcherAsleep = false;
     bool isStopping = false;
 
-    /// Counts every step that a thread takes; the watcher compares it from one look to the next.
-    std::uint64_t progress = 0;
+    /// How often a thread has led, and how often one has run a handle: the watcher compares them from one look to the
+    /// next.
+    std::uint64_t leadCount = 0;
+    std::uint64_t runCount = 0;
+    /// The number of runs when the leader last looked.
+    std::uint64_t runCountOfLead = 0;
 };
 
 } // namespace LumPlatform

@@ -29,16 +29,16 @@ void HttpHandle::InheritCallback(HttpHandle& parent)
 
 void HttpHandle::Notify(Notification notification)
 {
-    queue.push_back(notification);
+    queue.Push(notification);
     if (!isScheduled) {
-        isScheduled = true;
         HttpEngine::Instance().Schedule(shared_from_this());
+        isScheduled = true;
     }
 }
 
 void HttpHandle::NotifyLazily(Notification notification)
 {
-    queue.push_back(notification);
+    queue.Push(notification);
 }
 
 void HttpHandle::Deliver()
@@ -51,20 +51,18 @@ void HttpHandle::Deliver()
         OnFirstDelivery();
         lock.lock();
     }
-    for (int turn = 0; turn < kNotificationsPerTurn && delivered < queue.size(); ++turn) {
-        const Notification notification = queue[delivered++];
-        if (delivered == queue.size()) {
-            queue.clear();
-            delivered = 0;
-        }
-        isClosed = notification.status == WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING;
-        if (Wants(notification)) {
+    for (int turn = 0; turn < kNotificationsPerTurn && !queue.IsEmpty(); ++turn) {
+        const Notification notification = queue.Pop();
+        isClosed = isClosed || notification.status == WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING;
+        const bool isWanted = callback != nullptr && (mask & notification.status) != 0;
+        if (isWanted) {
+            const WINHTTP_STATUS_CALLBACK target = callback;
             lock.unlock();
-            Call(notification);
+            Call(target, notification);
             lock.lock();
         }
     }
-    isScheduled = !queue.empty();
+    isScheduled = !queue.IsEmpty();
     if (isScheduled) {
         HttpEngine::Instance().Schedule(shared_from_this());
     }
@@ -74,33 +72,28 @@ void HttpHandle::Deliver()
     }
 }
 
-bool HttpHandle::Wants(const Notification& notification) const
-{
-    return callback != nullptr && (mask & notification.status) != 0;
-}
-
-void HttpHandle::Call(const Notification& notification) const
+void HttpHandle::Call(WINHTTP_STATUS_CALLBACK target, const Notification& notification) const
 {
     switch (notification.status) {
     case WINHTTP_CALLBACK_STATUS_HANDLE_CREATED:
     case WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING: {
         HINTERNET handle = value;
-        callback(value, notification.context, notification.status, &handle, sizeof(handle));
+        target(value, notification.context, notification.status, &handle, sizeof(handle));
         break;
     }
     case WINHTTP_CALLBACK_STATUS_DATA_AVAILABLE: {
         DWORD available = notification.value;
-        callback(value, notification.context, notification.status, &available, sizeof(available));
+        target(value, notification.context, notification.status, &available, sizeof(available));
         break;
     }
     case WINHTTP_CALLBACK_STATUS_REQUEST_ERROR: {
         WINHTTP_ASYNC_RESULT result = {notification.call, notification.value};
         SetLastError(notification.value);
-        callback(value, notification.context, notification.status, &result, sizeof(result));
+        target(value, notification.context, notification.status, &result, sizeof(result));
         break;
     }
     default:
-        callback(value, notification.context, notification.status, notification.buffer, notification.length);
+        target(value, notification.context, notification.status, notification.buffer, notification.length);
         break;
     }
 }

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "platform/posix/PosixPlatform.h"
+#include "platform/posix/winhttp/FifoQueue.h"
 
 #include <cstddef>
 #include <memory>
@@ -68,14 +69,12 @@ protected:
     std::mutex mutex;
 
 private:
-    void Call(const Notification& notification) const;
-    bool Wants(const Notification& notification) const;
+    void Call(WINHTTP_STATUS_CALLBACK target, const Notification& notification) const;
 
     HINTERNET value = nullptr;
     WINHTTP_STATUS_CALLBACK callback = nullptr;
     DWORD mask = 0;
-    std::vector<Notification> queue;
-    std::size_t delivered = 0;
+    FifoQueue<Notification> queue;
     bool isScheduled = false;
     bool hasDelivered = false;
 };

@@ -106,8 +106,9 @@ DWORD HttpRequest::Send(std::vector<std::string> headerLines, const void* body, 
     message.bodyLength = bodyLength;
     context = newContext;
     state = State::Sending;
-    isSubmitted = HttpEngine::Instance().Submit(std::static_pointer_cast<HttpRequest>(shared_from_this()));
-    return isSubmitted ? 0 : ERROR_WINHTTP_SHUTDOWN;
+    const DWORD error = HttpEngine::Instance().Submit(std::static_pointer_cast<HttpRequest>(shared_from_this()));
+    isSubmitted = error == 0;
+    return error;
 }
 
 DWORD HttpRequest::ReceiveResponse()
@@ -213,7 +214,6 @@ void HttpRequest::OnHeaders(DWORD status, std::string block)
     hasHeaders = true;
     statusCode = status;
     headerBlock = std::move(block);
-    CompleteSend();
     CompleteReceive();
 }
 
@@ -237,7 +237,7 @@ void HttpRequest::OnFinished(DWORD error)
     isFinished = true;
     isStreaming = false;
     finishError = error == 0 && !hasHeaders ? ERROR_WINHTTP_INVALID_SERVER_RESPONSE : error;
-    if (state == State::Sending && finishError != 0 && !isSent) {
+    if (state == State::Sending && finishError != 0 && !hasHeaders) {
         state = State::Opened;
         Notify({WINHTTP_CALLBACK_STATUS_REQUEST_ERROR, context, finishError, API_SEND_REQUEST});
     }
@@ -251,7 +251,6 @@ void HttpRequest::OnFinished(DWORD error)
 
 void HttpRequest::CompleteSend()
 {
-    isSent = true;
     if (state == State::Sending) {
         state = State::Sent;
         Notify({WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE, context});

@@ -15,7 +15,7 @@ struct HttpMessage {
     std::string url;
     /// One "Name: value" each, without line ends.
     std::vector<std::string> headerLines;
-    /// Owned by whoever sent the request.
+    /// Owned by whoever sent the request, until it has been completed.
     const char* body = nullptr;
     DWORD bodyLength = 0;
     DWORD connectTimeout = 60000;
@@ -50,7 +50,7 @@ public:
 
     const HttpMessage& Message() const { return message; }
 
-    /// The request has gone out and its answer is awaited.
+    /// The request has gone out: its body is not read any more, but for a redirect that repeats it.
     void OnSent();
 
     /// The response has begun. The block has CRLF line ends and ends in an empty line.
@@ -90,7 +90,6 @@ private:
     DWORD readSize = 0;
 
     bool isSubmitted = false;
-    bool isSent = false;
     bool hasHeaders = false;
     bool isFinished = false;
     bool isPaused = false;

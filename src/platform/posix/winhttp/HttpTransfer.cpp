@@ -316,20 +316,22 @@ void HttpTransfer::Fail(DWORD error)
 
 bool HttpTransfer::AnnounceIfSent()
 {
-    if (isSentAnnounced || areHeadersDelivered) {
-        return true;
+    if (!isSentAnnounced && HasGoneOut()) {
+        isSentAnnounced = true;
+        request->OnSent();
     }
+    return isSentAnnounced;
+}
+
+/// Whether the whole request has gone out. A server may well answer before that.
+bool HttpTransfer::HasGoneOut() const
+{
     long requestSize = 0;
     curl_off_t uploaded = 0;
     curl_easy_getinfo(easy, CURLINFO_REQUEST_SIZE, &requestSize);
     curl_easy_getinfo(easy, CURLINFO_SIZE_UPLOAD_T, &uploaded);
-    const bool isSent = requestSize > 0 && uploaded >= static_cast<curl_off_t>(request->Message().bodyLength);
-    if (!isSent && redirects == 0) {
-        return false;
-    }
-    isSentAnnounced = true;
-    request->OnSent();
-    return true;
+    const bool isComplete = requestSize > 0 && uploaded >= static_cast<curl_off_t>(request->Message().bodyLength);
+    return isComplete || redirects > 0;
 }
 
 std::size_t HttpTransfer::OnHeaderLine(char* data, std::size_t size, std::size_t count, void* self)
@@ -382,6 +384,7 @@ void HttpTransfer::EndHeaderBlock()
         return;
     }
     areHeadersDelivered = true;
+    AnnounceIfSent();
     request->OnHeaders(static_cast<DWORD>(Status()), headerBlock);
 }
 

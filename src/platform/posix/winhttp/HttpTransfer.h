@@ -54,6 +54,7 @@ private:
     void EndHeaderBlock();
     long Status() const;
     bool IsRedirecting() const;
+    bool HasGoneOut() const;
     void DeliverHeaders();
 
     CURL* const easy;
