@@ -64,16 +64,6 @@ int curlEvents(std::uint32_t events)
 
 } // namespace
 
-CurlLibrary::CurlLibrary()
-{
-    curl_global_init(CURL_GLOBAL_DEFAULT);
-}
-
-CurlLibrary::~CurlLibrary()
-{
-    curl_global_cleanup();
-}
-
 HttpDriver::HttpDriver()
     : epoll(epoll_create1(EPOLL_CLOEXEC)), wakeEvent(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       multi(newMultiHandle(), curl_multi_cleanup)

@@ -9,16 +9,8 @@
 
 namespace LumPlatform {
 
-/// Keeps curl initialised.
-class CurlLibrary {
-public:
-    CurlLibrary();
-    ~CurlLibrary();
-    CurlLibrary(const CurlLibrary&) = delete;
-    CurlLibrary& operator=(const CurlLibrary&) = delete;
-};
-
-/// Drives transfers on one curl multi handle. One thread at a time calls it, but for Wake, which any thread may call.
+/// Drives transfers on one curl multi handle; curl must be initialised while it lives. One thread at a time calls it,
+/// but for Wake, which any thread may call.
 class HttpDriver {
 public:
     enum class Action { Start, Resume, Abort };
@@ -75,7 +67,6 @@ private:
     void FinishEnded();
     void AnnounceSent(Clock::time_point now);
 
-    const CurlLibrary library;
     const Descriptor epoll;
     const Descriptor wakeEvent;
     /// By socket. Closing connections needs it: it outlives what follows.

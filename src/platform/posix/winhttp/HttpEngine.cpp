@@ -36,12 +36,15 @@ HttpEngine& HttpEngine::Instance()
     // The engine is never destroyed: requests under way when the process ends stay as they are. Only its threads end,
     // at exit or when the library is unloaded.
     static HttpEngine& engine = *new HttpEngine;
+    // What curl registers for the end of the process comes before this, and so runs after it: the threads end first.
     struct Stopper {
         ~Stopper() { engine.Stop(); }
     };
     static const Stopper stopper;
     return engine;
 }
+
+HttpEngine::HttpEngine() : hasCurl(curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK) {}
 
 DWORD HttpEngine::Submit(std::shared_ptr<HttpRequest> request)
 {
@@ -59,6 +62,9 @@ DWORD HttpEngine::Prepare()
 {
     if (isStopping) {
         return ERROR_WINHTTP_SHUTDOWN;
+    }
+    if (!hasCurl) {
+        return ERROR_NOT_ENOUGH_MEMORY;
     }
     try {
         if (!driver) {
@@ -305,8 +311,9 @@ void HttpEngine::Stop()
     for (Worker& worker : workers) {
         worker.thread.detach();
     }
-    if (!isLed) {
+    if (!isLed && hasCurl) {
         driver.reset();
+        curl_global_cleanup();
     }
 }
 

@@ -53,7 +53,7 @@ private:
         bool hasEnded = false;
     };
 
-    HttpEngine() = default;
+    HttpEngine();
 
     DWORD Prepare();
     void Enqueue(HttpDriver::Command command);
@@ -75,6 +75,9 @@ private:
     std::condition_variable resting;
     std::condition_variable watching;
     std::condition_variable ended;
+
+    /// Whether curl could be initialised.
+    const bool hasCurl;
 
     /// Made with the first request: what fails here fails that.
     std::unique_ptr<HttpDriver> driver;
