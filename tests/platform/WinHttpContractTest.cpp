@@ -18,6 +18,7 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::StartsWith;
+using TestServers::Certificate;
 
 WinHttpExchange::Settings toScripted(const std::string& objectName)
 {
@@ -44,7 +45,7 @@ std::string requestLine(const std::string& echoed)
     return echoed.substr(0, echoed.find("\r\n"));
 }
 
-TEST(WinHttpContract, NotificationsFollowOneAnother)
+TEST(WinHttpContractTest, NotificationsFollowOneAnother)
 {
     WinHttpExchange exchange(toScripted("/bytes?n=100000"));
     ASSERT_TRUE(exchange.Run());
@@ -55,7 +56,7 @@ TEST(WinHttpContract, NotificationsFollowOneAnother)
     EXPECT_EQ(exchange.Seen().back().value, 0U) << "the last one says that there is no more data";
 }
 
-TEST(WinHttpContract, EveryReadFollowsAnAnnouncementOfAtLeastItsLength)
+TEST(WinHttpContractTest, EveryReadFollowsAnAnnouncementOfAtLeastItsLength)
 {
     WinHttpExchange exchange(toScripted("/bytes?n=300000"));
     ASSERT_TRUE(exchange.Run());
@@ -70,7 +71,7 @@ TEST(WinHttpContract, EveryReadFollowsAnAnnouncementOfAtLeastItsLength)
     }
 }
 
-TEST(WinHttpContract, ReadingLessThanIsAvailableLosesNothing)
+TEST(WinHttpContractTest, ReadingLessThanIsAvailableLosesNothing)
 {
     WinHttpExchange::Settings settings = toScripted("/bytes?n=10000");
     settings.readSize = 7;
@@ -82,7 +83,7 @@ TEST(WinHttpContract, ReadingLessThanIsAvailableLosesNothing)
     EXPECT_EQ(small.Body().size(), 10000U);
 }
 
-TEST(WinHttpContract, NotificationsCarryTheContextOfTheSend)
+TEST(WinHttpContractTest, NotificationsCarryTheContextOfTheSend)
 {
     WinHttpExchange exchange(toScripted("/bytes?n=1"));
     ASSERT_TRUE(exchange.Run());
@@ -97,7 +98,7 @@ TEST(WinHttpContract, NotificationsCarryTheContextOfTheSend)
     }
 }
 
-TEST(WinHttpContract, StepsComeOnAnotherThreadThanTheCallers)
+TEST(WinHttpContractTest, StepsComeOnAnotherThreadThanTheCallers)
 {
     WinHttpExchange exchange(toScripted("/bytes?n=1000"));
     ASSERT_TRUE(exchange.Run());
@@ -108,7 +109,7 @@ TEST(WinHttpContract, StepsComeOnAnotherThreadThanTheCallers)
     }
 }
 
-TEST(WinHttpContract, HandlesCloseFromTheRequestUp)
+TEST(WinHttpContractTest, HandlesCloseFromTheRequestUp)
 {
     WinHttpExchange exchange(toScripted("/bytes?n=1"));
     ASSERT_TRUE(exchange.Run());
@@ -120,7 +121,7 @@ TEST(WinHttpContract, HandlesCloseFromTheRequestUp)
     EXPECT_THAT(closedHandles(exchange), ElementsAre(request, connection, session));
 }
 
-TEST(WinHttpContract, NothingComesAfterTheClosing)
+TEST(WinHttpContractTest, NothingComesAfterTheClosing)
 {
     WinHttpExchange exchange(toScripted("/bytes?n=200000"));
     const HINTERNET request = exchange.Request();
@@ -138,7 +139,7 @@ TEST(WinHttpContract, NothingComesAfterTheClosing)
                              [&](const SeenNotification& notification) { return notification.handle == request; }));
 }
 
-TEST(WinHttpContract, ARequestThatIsNeverSentIsClosedToo)
+TEST(WinHttpContractTest, ARequestThatIsNeverSentIsClosedToo)
 {
     WinHttpExchange exchange(toScripted("/"));
     const HINTERNET request = exchange.Request();
@@ -146,7 +147,7 @@ TEST(WinHttpContract, ARequestThatIsNeverSentIsClosedToo)
     EXPECT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, request));
 }
 
-TEST(WinHttpContract, SendingIsCompleteBeforeTheServerAnswers)
+TEST(WinHttpContractTest, SendingIsCompleteBeforeTheServerAnswers)
 {
     WinHttpExchange exchange(toScripted("/stall?key=contract-sent&seconds=10"));
     ASSERT_TRUE(exchange.Send());
@@ -157,7 +158,7 @@ TEST(WinHttpContract, SendingIsCompleteBeforeTheServerAnswers)
     EXPECT_EQ(exchange.Body(), "0123456789");
 }
 
-TEST(WinHttpContract, HeadersAreAvailableBeforeTheBodyIsComplete)
+TEST(WinHttpContractTest, HeadersAreAvailableBeforeTheBodyIsComplete)
 {
     WinHttpExchange exchange(toScripted("/stall?key=contract-body&at=body&seconds=10"));
     ASSERT_TRUE(exchange.Send());
@@ -169,7 +170,7 @@ TEST(WinHttpContract, HeadersAreAvailableBeforeTheBodyIsComplete)
     EXPECT_EQ(exchange.Body(), "0123456789");
 }
 
-TEST(WinHttpContract, RawHeadersTellTheirSizeFirst)
+TEST(WinHttpContractTest, RawHeadersTellTheirSizeFirst)
 {
     WinHttpExchange exchange(toScripted("/headers/repeated"));
     ASSERT_TRUE(exchange.Run());
@@ -185,7 +186,7 @@ TEST(WinHttpContract, RawHeadersTellTheirSizeFirst)
     EXPECT_EQ(block.back(), WCHAR{});
 }
 
-TEST(WinHttpContract, RawHeadersAreTheWholeBlockOfTheResponse)
+TEST(WinHttpContractTest, RawHeadersAreTheWholeBlockOfTheResponse)
 {
     WinHttpExchange exchange(toScripted("/headers/repeated"));
     ASSERT_TRUE(exchange.Run());
@@ -194,7 +195,7 @@ TEST(WinHttpContract, RawHeadersAreTheWholeBlockOfTheResponse)
     EXPECT_THAT(exchange.RawHeaders(), EndsWith("\r\n\r\n"));
 }
 
-TEST(WinHttpContract, TheStatusIsANumber)
+TEST(WinHttpContractTest, TheStatusIsANumber)
 {
     WinHttpExchange exchange(toScripted("/status/404"));
     ASSERT_TRUE(exchange.Run());
@@ -206,14 +207,14 @@ TEST(WinHttpContract, TheStatusIsANumber)
     EXPECT_EQ(size, sizeof(status));
 }
 
-TEST(WinHttpContract, HeaderBytesBecomeTheCodeUnitsOfTheirValues)
+TEST(WinHttpContractTest, HeaderBytesBecomeTheCodeUnitsOfTheirValues)
 {
     WinHttpExchange exchange(toScripted("/headers/bytes"));
     ASSERT_TRUE(exchange.Run());
     EXPECT_THAT(exchange.RawHeaders(), HasSubstr("X-Latin: caf\xC3\xA9\r\n"));
 }
 
-TEST(WinHttpContract, HeadersCannotBeReadBeforeTheyArrive)
+TEST(WinHttpContractTest, HeadersCannotBeReadBeforeTheyArrive)
 {
     WinHttpExchange exchange(toScripted("/"));
     DWORD size = 0;
@@ -222,7 +223,7 @@ TEST(WinHttpContract, HeadersCannotBeReadBeforeTheyArrive)
     EXPECT_EQ(GetLastError(), ERROR_WINHTTP_INCORRECT_HANDLE_STATE);
 }
 
-TEST(WinHttpContract, AClosedHandleIsInvalid)
+TEST(WinHttpContractTest, AClosedHandleIsInvalid)
 {
     WinHttpExchange exchange(toScripted("/"));
     const HINTERNET request = exchange.Request();
@@ -248,7 +249,7 @@ TEST(WinHttpContract, AClosedHandleIsInvalid)
     expectInvalid(WinHttpCloseHandle(request), "CloseHandle");
 }
 
-TEST(WinHttpContract, AHandleOfAnotherTypeIsRefused)
+TEST(WinHttpContractTest, AHandleOfAnotherTypeIsRefused)
 {
     WinHttpExchange exchange(toScripted("/"));
     EXPECT_EQ(WinHttpConnect(exchange.Request(), LumUtils::utf8ToUtf16("localhost").c_str(), 80, 0), nullptr);
@@ -257,7 +258,7 @@ TEST(WinHttpContract, AHandleOfAnotherTypeIsRefused)
     EXPECT_EQ(GetLastError(), ERROR_WINHTTP_INCORRECT_HANDLE_TYPE);
 }
 
-TEST(WinHttpContract, TimeoutAndRedirectPolicyCanBeSet)
+TEST(WinHttpContractTest, TimeoutAndRedirectPolicyCanBeSet)
 {
     WinHttpExchange exchange(toScripted("/"));
     for (const DWORD milliseconds : {DWORD{0}, DWORD{30000}, DWORD{0x7FFFFFFF}, DWORD{0xFFFFFC18}, DWORD{0xFFFFFFFF}}) {
@@ -271,7 +272,7 @@ TEST(WinHttpContract, TimeoutAndRedirectPolicyCanBeSet)
     }
 }
 
-TEST(WinHttpContract, ARefusedConnectionFailsTheSend)
+TEST(WinHttpContractTest, ARefusedConnectionFailsTheSend)
 {
     WinHttpExchange::Settings settings;
     settings.port = TestServers::closedPort();
@@ -282,7 +283,7 @@ TEST(WinHttpContract, ARefusedConnectionFailsTheSend)
     EXPECT_THAT(exchange.Steps(), ElementsAre(WINHTTP_CALLBACK_STATUS_REQUEST_ERROR));
 }
 
-TEST(WinHttpContract, AnUnknownNameFailsTheSend)
+TEST(WinHttpContractTest, AnUnknownNameFailsTheSend)
 {
     WinHttpExchange::Settings settings;
     settings.host = "no-such-host.invalid";
@@ -293,7 +294,44 @@ TEST(WinHttpContract, AnUnknownNameFailsTheSend)
     EXPECT_EQ(exchange.Failure().call, DWORD_PTR{API_SEND_REQUEST});
 }
 
-TEST(WinHttpContract, AnInvalidResponseFailsTheReceive)
+TEST(WinHttpContractTest, AConnectionThatIsNotAcceptedTimesOut)
+{
+    WinHttpExchange::Settings settings;
+    settings.port = TestServers::fullPort();
+    settings.connectTimeout = 500;
+    WinHttpExchange exchange(settings);
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_TIMEOUT);
+    EXPECT_EQ(exchange.Failure().call, DWORD_PTR{API_SEND_REQUEST});
+}
+
+TEST(WinHttpContractTest, ABadCertificateFailsTheSend)
+{
+    for (const Certificate certificate :
+         {Certificate::SelfSigned, Certificate::WrongHost, Certificate::Expired, Certificate::UnknownAuthority}) {
+        WinHttpExchange::Settings settings;
+        settings.isSecure = true;
+        settings.port = TestServers::securePort(certificate);
+        WinHttpExchange exchange(settings);
+        ASSERT_TRUE(exchange.Run());
+        EXPECT_EQ(exchange.Failure().value, Quirks::kErrorOfBadCertificate) << settings.port;
+        EXPECT_EQ(exchange.Failure().call, DWORD_PTR{API_SEND_REQUEST});
+        EXPECT_THAT(exchange.Steps(), ElementsAre(WINHTTP_CALLBACK_STATUS_REQUEST_ERROR));
+    }
+}
+
+TEST(WinHttpContractTest, APlainServerFailsASecureSend)
+{
+    WinHttpExchange::Settings settings;
+    settings.isSecure = true;
+    settings.port = TestServers::nginxPort();
+    WinHttpExchange exchange(settings);
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_SECURE_CHANNEL_ERROR);
+    EXPECT_EQ(exchange.Failure().call, DWORD_PTR{API_SEND_REQUEST});
+}
+
+TEST(WinHttpContractTest, AnInvalidResponseFailsTheReceive)
 {
     WinHttpExchange exchange(toScripted("/garbage"));
     ASSERT_TRUE(exchange.Run());
@@ -303,7 +341,7 @@ TEST(WinHttpContract, AnInvalidResponseFailsTheReceive)
                 ElementsAre(WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE, WINHTTP_CALLBACK_STATUS_REQUEST_ERROR));
 }
 
-TEST(WinHttpContract, AResetBeforeTheAnswerFailsTheReceive)
+TEST(WinHttpContractTest, AResetBeforeTheAnswerFailsTheReceive)
 {
     WinHttpExchange exchange(toScripted("/reset"));
     ASSERT_TRUE(exchange.Run());
@@ -311,7 +349,7 @@ TEST(WinHttpContract, AResetBeforeTheAnswerFailsTheReceive)
     EXPECT_EQ(exchange.Failure().call, DWORD_PTR{API_RECEIVE_RESPONSE});
 }
 
-TEST(WinHttpContract, EndlessRedirectsFailTheReceive)
+TEST(WinHttpContractTest, EndlessRedirectsFailTheReceive)
 {
     WinHttpExchange exchange(toScripted("/loop"));
     ASSERT_TRUE(exchange.Run());
@@ -319,7 +357,7 @@ TEST(WinHttpContract, EndlessRedirectsFailTheReceive)
     EXPECT_EQ(exchange.Failure().call, DWORD_PTR{API_RECEIVE_RESPONSE});
 }
 
-TEST(WinHttpContract, TheLastErrorIsSetBeforeTheErrorNotification)
+TEST(WinHttpContractTest, TheLastErrorIsSetBeforeTheErrorNotification)
 {
     WinHttpExchange exchange(toScripted("/garbage"));
     ASSERT_TRUE(exchange.Run());
@@ -330,7 +368,7 @@ TEST(WinHttpContract, TheLastErrorIsSetBeforeTheErrorNotification)
     }
 }
 
-TEST(WinHttpContract, RedirectsAreFollowedAsThePolicySays)
+TEST(WinHttpContractTest, RedirectsAreFollowedAsThePolicySays)
 {
     WinHttpExchange::Settings settings = toScripted("/redirect?to=/status/201");
     settings.redirectPolicy = WINHTTP_OPTION_REDIRECT_POLICY_NEVER;
@@ -344,7 +382,7 @@ TEST(WinHttpContract, RedirectsAreFollowedAsThePolicySays)
     EXPECT_THAT(always.RawHeaders(), testing::Not(HasSubstr("Location")));
 }
 
-TEST(WinHttpContract, ARedirectedPutIsSentAgainAsItWas)
+TEST(WinHttpContractTest, ARedirectedPutIsSentAgainAsItWas)
 {
     for (const char* const status : {"301", "302", "307"}) {
         WinHttpExchange::Settings settings = toScripted(std::string("/redirect?to=/echo&status=") + status);
@@ -357,14 +395,14 @@ TEST(WinHttpContract, ARedirectedPutIsSentAgainAsItWas)
     }
 }
 
-TEST(WinHttpContract, ACookieOfARedirectIsSentToItsTarget)
+TEST(WinHttpContractTest, ACookieOfARedirectIsSentToItsTarget)
 {
     WinHttpExchange exchange(toScripted("/redirect?to=/echo&cookie=crumb%3Dof-redirect%3B%20path%3D/"));
     ASSERT_TRUE(exchange.Run());
     EXPECT_THAT(exchange.Body(), HasSubstr("Cookie: crumb=of-redirect\r\n"));
 }
 
-TEST(WinHttpContract, TheObjectNameIsEscapedAndBeginsWithASlash)
+TEST(WinHttpContractTest, TheObjectNameIsEscapedAndBeginsWithASlash)
 {
     struct Row {
         const char* name;
@@ -392,7 +430,7 @@ TEST(WinHttpContract, TheObjectNameIsEscapedAndBeginsWithASlash)
     }
 }
 
-TEST(WinHttpContract, HeadersAndBodyAreSentAsTheyAre)
+TEST(WinHttpContractTest, HeadersAndBodyAreSentAsTheyAre)
 {
     WinHttpExchange::Settings settings = toScripted("/echo");
     settings.verb = "POST";
@@ -406,7 +444,7 @@ TEST(WinHttpContract, HeadersAndBodyAreSentAsTheyAre)
     EXPECT_THAT(exchange.Body(), EndsWith(std::string("\r\n\r\na\0b", 7)));
 }
 
-TEST(WinHttpContract, CachesAreBypassedAndNothingElseIsAdded)
+TEST(WinHttpContractTest, CachesAreBypassedAndNothingElseIsAdded)
 {
     WinHttpExchange exchange(toScripted("/echo"));
     ASSERT_TRUE(exchange.Run());
@@ -417,7 +455,7 @@ TEST(WinHttpContract, CachesAreBypassedAndNothingElseIsAdded)
     }
 }
 
-TEST(WinHttpContract, AnEmptyBodyHasALengthWhereTheVerbTakesOne)
+TEST(WinHttpContractTest, AnEmptyBodyHasALengthWhereTheVerbTakesOne)
 {
     for (const char* const verb : {"POST", "PUT"}) {
         WinHttpExchange::Settings settings = toScripted("/echo");
@@ -428,7 +466,7 @@ TEST(WinHttpContract, AnEmptyBodyHasALengthWhereTheVerbTakesOne)
     }
 }
 
-TEST(WinHttpContract, Ipv6AddressesAreTakenWithAndWithoutBrackets)
+TEST(WinHttpContractTest, Ipv6AddressesAreTakenWithAndWithoutBrackets)
 {
     for (const char* const host : {"[::1]", "::1"}) {
         WinHttpExchange::Settings settings = toScripted("/echo");
@@ -439,7 +477,7 @@ TEST(WinHttpContract, Ipv6AddressesAreTakenWithAndWithoutBrackets)
     }
 }
 
-TEST(WinHttpContract, ACallbackMayCloseItsRequest)
+TEST(WinHttpContractTest, ACallbackMayCloseItsRequest)
 {
     WinHttpExchange exchange(toScripted("/bytes?n=1000"));
     const HINTERNET request = exchange.Request();
@@ -452,7 +490,7 @@ TEST(WinHttpContract, ACallbackMayCloseItsRequest)
     EXPECT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, request));
 }
 
-TEST(WinHttpContract, AnUnlistedNumberHasNoText)
+TEST(WinHttpContractTest, AnUnlistedNumberHasNoText)
 {
     char* text = nullptr;
     const DWORD length =
@@ -462,7 +500,7 @@ TEST(WinHttpContract, AnUnlistedNumberHasNoText)
     LocalFree(text);
 }
 
-TEST(WinHttpContract, TextsEndInALineBreak)
+TEST(WinHttpContractTest, TextsEndInALineBreak)
 {
     char* text = nullptr;
     const HMODULE module = LoadLibraryW(LumUtils::utf8ToUtf16("winhttp.dll").c_str());

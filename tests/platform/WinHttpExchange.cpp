@@ -85,9 +85,10 @@ WinHttpExchange::WinHttpExchange(Settings newSettings) : settings(std::move(newS
         return;
     }
     registerHandle(connection, this);
+    const DWORD flags = WINHTTP_FLAG_REFRESH | (settings.isSecure ? WINHTTP_FLAG_SECURE : 0U);
     request = WinHttpOpenRequest(connection, LumUtils::utf8ToUtf16(settings.verb).c_str(),
                                  LumUtils::utf8ToUtf16(settings.objectName).c_str(), nullptr, WINHTTP_NO_REFERER,
-                                 WINHTTP_DEFAULT_ACCEPT_TYPES, WINHTTP_FLAG_REFRESH);
+                                 WINHTTP_DEFAULT_ACCEPT_TYPES, flags);
     if (request == nullptr) {
         return;
     }

@@ -38,6 +38,7 @@ public:
         std::string body;
         DWORD redirectPolicy = WINHTTP_OPTION_REDIRECT_POLICY_ALWAYS;
         DWORD connectTimeout = 10000;
+        bool isSecure = false;
         /// At most so much is read at a time; 0: all that is available.
         DWORD readSize = 0;
         bool receives = true;

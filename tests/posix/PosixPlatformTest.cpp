@@ -50,7 +50,7 @@ void expectInvalidParameter(Result result, const char* what)
     EXPECT_EQ(error, ERROR_INVALID_PARAMETER) << what;
 }
 
-TEST(PosixPlatform, TheLastErrorIsErrno)
+TEST(PosixPlatformTest, TheLastErrorIsErrno)
 {
     errno = ENOENT;
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ENOENT));
@@ -58,7 +58,7 @@ TEST(PosixPlatform, TheLastErrorIsErrno)
     EXPECT_EQ(errno, 12029);
 }
 
-TEST(PosixPlatform, TheWinHttpModuleHasTextsForTheNumbersOfItsCalls)
+TEST(PosixPlatformTest, TheWinHttpModuleHasTextsForTheNumbersOfItsCalls)
 {
     struct Row {
         DWORD code;
@@ -86,7 +86,7 @@ TEST(PosixPlatform, TheWinHttpModuleHasTextsForTheNumbersOfItsCalls)
     }
 }
 
-TEST(PosixPlatform, OtherNumbersHaveTheSystemsTexts)
+TEST(PosixPlatformTest, OtherNumbersHaveTheSystemsTexts)
 {
     EXPECT_EQ(messageText(kSystemText, nullptr, ENOENT), "No such file or directory\r\n");
     EXPECT_EQ(messageText(kModuleText, winHttpModule(), EACCES), "Permission denied\r\n");
@@ -94,7 +94,7 @@ TEST(PosixPlatform, OtherNumbersHaveTheSystemsTexts)
     EXPECT_EQ(messageText(kModuleText, winHttpModule(), 1234567), "");
 }
 
-TEST(PosixPlatform, FormatMessageTakesOnlyTheListedFlags)
+TEST(PosixPlatformTest, FormatMessageTakesOnlyTheListedFlags)
 {
     char* text = nullptr;
     const auto format = [&](DWORD flags, const void* source, DWORD size) {
@@ -106,7 +106,7 @@ TEST(PosixPlatform, FormatMessageTakesOnlyTheListedFlags)
     expectInvalidParameter(format(kSystemText, nullptr, 10), "a minimum size");
 }
 
-TEST(PosixPlatform, OnlyTheWinHttpModuleCanBeLoaded)
+TEST(PosixPlatformTest, OnlyTheWinHttpModuleCanBeLoaded)
 {
     expectInvalidParameter(LoadLibraryW(u"kernel32.dll") != nullptr, "another module");
     expectInvalidParameter(LoadLibraryW(nullptr) != nullptr, "no name");
@@ -114,7 +114,7 @@ TEST(PosixPlatform, OnlyTheWinHttpModuleCanBeLoaded)
     EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
 }
 
-TEST(PosixPlatform, TextIsConvertedStrictlyAndFromUtf8Only)
+TEST(PosixPlatformTest, TextIsConvertedStrictlyAndFromUtf8Only)
 {
     WCHAR wide[8] = {};
     char narrow[8] = {};
@@ -131,7 +131,7 @@ TEST(PosixPlatform, TextIsConvertedStrictlyAndFromUtf8Only)
     EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
 }
 
-TEST(PosixPlatform, SessionsAreOpenedOnlyAsListed)
+TEST(PosixPlatformTest, SessionsAreOpenedOnlyAsListed)
 {
     expectInvalidParameter(
         WinHttpOpen(u"agent", WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY, nullptr, nullptr, WINHTTP_FLAG_ASYNC) != nullptr,
@@ -144,7 +144,7 @@ TEST(PosixPlatform, SessionsAreOpenedOnlyAsListed)
                            "synchronous");
 }
 
-TEST(PosixPlatform, CallbacksAreSetOnlyAsListed)
+TEST(PosixPlatformTest, CallbacksAreSetOnlyAsListed)
 {
     WinHttpExchange exchange(settings());
     const auto callback = [](HINTERNET, DWORD_PTR, DWORD, LPVOID, DWORD) {};
@@ -156,7 +156,7 @@ TEST(PosixPlatform, CallbacksAreSetOnlyAsListed)
     EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
 }
 
-TEST(PosixPlatform, RequestsAreOpenedOnlyAsListed)
+TEST(PosixPlatformTest, RequestsAreOpenedOnlyAsListed)
 {
     WinHttpExchange exchange(settings());
     const HINTERNET connection = exchange.Connection();
@@ -173,7 +173,7 @@ TEST(PosixPlatform, RequestsAreOpenedOnlyAsListed)
     expectInvalidParameter(WinHttpConnect(exchange.Session(), u"h", 80, 1) != nullptr, "reserved");
 }
 
-TEST(PosixPlatform, OptionsTakeOnlyTheListedValues)
+TEST(PosixPlatformTest, OptionsTakeOnlyTheListedValues)
 {
     WinHttpExchange exchange(settings());
     DWORD value = 1;
@@ -186,7 +186,7 @@ TEST(PosixPlatform, OptionsTakeOnlyTheListedValues)
     expectInvalidParameter(set(WINHTTP_OPTION_CONNECT_TIMEOUT, &value, 2), "size");
 }
 
-TEST(PosixPlatform, SendsTakeOnlyWhatCanBeSentWhole)
+TEST(PosixPlatformTest, SendsTakeOnlyWhatCanBeSentWhole)
 {
     WinHttpExchange exchange(settings());
     char body[] = "body";
@@ -203,7 +203,7 @@ TEST(PosixPlatform, SendsTakeOnlyWhatCanBeSentWhole)
     EXPECT_EQ(GetLastError(), ERROR_NO_UNICODE_TRANSLATION);
 }
 
-TEST(PosixPlatform, CallsOutOfTurnAreRefused)
+TEST(PosixPlatformTest, CallsOutOfTurnAreRefused)
 {
     WinHttpExchange::Settings held = settings();
     held.receives = false;
@@ -225,7 +225,7 @@ TEST(PosixPlatform, CallsOutOfTurnAreRefused)
                      "option after send");
 }
 
-TEST(PosixPlatform, QueriesTakeOnlyTheListedLevels)
+TEST(PosixPlatformTest, QueriesTakeOnlyTheListedLevels)
 {
     WinHttpExchange exchange(settings());
     ASSERT_TRUE(exchange.Run());
@@ -247,7 +247,7 @@ TEST(PosixPlatform, QueriesTakeOnlyTheListedLevels)
     expectInvalidParameter(WinHttpReadData(exchange.Request(), nullptr, 1, nullptr), "no buffer");
 }
 
-TEST(PosixPlatform, ValuesThatWereNeverHandlesAreInvalid)
+TEST(PosixPlatformTest, ValuesThatWereNeverHandlesAreInvalid)
 {
     for (const std::uintptr_t value : {std::uintptr_t{0}, std::uintptr_t{1} << 40U, ~std::uintptr_t{0}}) {
         EXPECT_FALSE(WinHttpCloseHandle(reinterpret_cast<HINTERNET>(value)));
@@ -255,7 +255,7 @@ TEST(PosixPlatform, ValuesThatWereNeverHandlesAreInvalid)
     }
 }
 
-TEST(PosixPlatform, ANameThatIsNoHostNameIsNotResolved)
+TEST(PosixPlatformTest, ANameThatIsNoHostNameIsNotResolved)
 {
     for (const char* const host : {"", "a b", "user@127.0.0.1", "127.0.0.1/path", "127.0.0.1?query", "a%41"}) {
         WinHttpExchange::Settings wrong = settings();

@@ -32,27 +32,37 @@ int runProbe(const char* way)
     return -1;
 }
 
-class ProcessEnd : public testing::TestWithParam<const char*> {};
+class ProcessEndTest : public testing::TestWithParam<const char*> {};
 
-TEST_P(ProcessEnd, NeitherHangsNorCrashes)
+TEST_P(ProcessEndTest, NeitherHangsNorCrashes)
 {
     EXPECT_EQ(runProbe(GetParam()), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(Ways, ProcessEnd,
+INSTANTIATE_TEST_SUITE_P(Ways, ProcessEndTest,
                          testing::Values("silent", "at-once", "in-completion", "completion-runs", "looking-up"));
 
-TEST(SystemStore, DecidesWhichCertificatesAreGood)
+TEST(SystemStoreTest, DecidesWhichCertificatesAreGood)
 {
     EXPECT_EQ(runProbe("trusted"), 0);
 }
 
-TEST(Environment, NamesTheProxy)
+TEST(EnvironmentTest, NamesTheProxy)
 {
     EXPECT_EQ(runProbe("proxy"), 0);
 }
 
-TEST(LibraryUnload, LeavesNoThreadAndNoDescriptor)
+TEST(DefaultPortTest, IsTheOneOfTheScheme)
+{
+    EXPECT_EQ(runProbe("default-ports"), 0) << "the probe says on its error stream what the proxy was asked for";
+}
+
+TEST(LargeBodyTest, IsHeldOnce)
+{
+    EXPECT_EQ(runProbe("large-body"), 0) << "the probe says on its error stream what it cost";
+}
+
+TEST(LibraryUnloadTest, LeavesNoThreadAndNoDescriptor)
 {
     EXPECT_EQ(runProbe("unload"), 0) << "the probe says on its error stream what is left";
 }

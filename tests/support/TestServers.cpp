@@ -83,9 +83,14 @@ std::string nginx(const std::string& path)
     return url(nginxPort(), path);
 }
 
+std::uint16_t securePort(Certificate certificate)
+{
+    return portFromEnvironment(portVariable(certificate));
+}
+
 std::string secure(Certificate certificate, const std::string& path)
 {
-    return "https://127.0.0.1:" + std::to_string(portFromEnvironment(portVariable(certificate))) + path;
+    return "https://127.0.0.1:" + std::to_string(securePort(certificate)) + path;
 }
 
 std::string queryValue(const std::string& text)

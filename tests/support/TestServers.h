@@ -38,6 +38,7 @@ enum class Certificate {
     UnknownAuthority,
 };
 
+std::uint16_t securePort(Certificate certificate);
 std::string secure(Certificate certificate, const std::string& path);
 
 /// The text as it stands in a query.

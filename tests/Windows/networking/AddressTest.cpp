@@ -27,7 +27,8 @@ TEST_F(AddressTest, ANameIsReached)
     EXPECT_THAT(headLines(outcome.response->body), Contains("Host: localhost:" + port));
 }
 
-TEST_F(AddressTest, WithoutPortTheSchemesIsUsed)
+/// Which port that is, only a proxy can tell: see the tests of the process's environment.
+TEST_F(AddressTest, WithoutPortTheWellKnownOneIsTried)
 {
     for (const std::uint32_t port : {UrlComponents::kNoPort, 0U}) {
         for (const bool isSecure : {false, true}) {

@@ -86,14 +86,6 @@ TEST_F(NetworkFailureTest, AResetBeforeTheAnswer)
     ExpectFailureOf(scripted("/reset?at=start"), 12030);
 }
 
-TEST_F(NetworkFailureTest, AResetInTheMiddleOfTheHeaders)
-{
-    if (Quirks::kCrashesOnResetInHeaders) {
-        return;
-    }
-    ExpectFailureOf(scripted("/reset?at=headers"), 12030);
-}
-
 TEST_F(NetworkFailureTest, AResetInTheMiddleOfTheBody)
 {
     ExpectFailureOf(scripted("/reset?at=body"), 12030);

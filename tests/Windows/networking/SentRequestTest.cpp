@@ -143,7 +143,9 @@ TEST_F(SentRequestTest, NothingIsSentThatTheCallerDidNotGive)
 
 TEST_F(SentRequestTest, CachesAreBypassed)
 {
-    EXPECT_THAT(headLines(GetBody(scripted("/echo"))), Contains("Pragma: no-cache"));
+    const std::vector<std::string> lines = headLines(GetBody(scripted("/echo")));
+    EXPECT_THAT(lines, Contains("Pragma: no-cache"));
+    EXPECT_THAT(lines, Contains("Cache-Control: no-cache"));
 }
 
 TEST_F(SentRequestTest, AHeaderOfManyKibibytesGoesOut)

@@ -101,6 +101,18 @@ TEST_F(StartFailureTest, ATextWithANul)
     ExpectFailureAtOnce(ScriptedUrl(), {{text, "value"}}, kSendFailure, kInvalidParameter);
 }
 
+TEST_F(StartFailureTest, AHeaderThatWouldBecomeAnother)
+{
+    for (const char* const name : {"", ":", "X:Y", "X-Name: injected\r\nX-Other", "X\rY", "X\nY", "\n"}) {
+        ExpectFailureAtOnce(ScriptedUrl(), {{name, "value"}}, kSendFailure, kInvalidParameter);
+    }
+    for (const char* const value : {"\r", "\n", "a\r\nX-Injected: yes", "a\rb", "a\nb", "a\r\n continued", "a\n"}) {
+        ExpectFailureAtOnce(ScriptedUrl(), {{"X-Value", value}}, kSendFailure, kInvalidParameter);
+        ExpectFailureAtOnce(ScriptedUrl(), {{"A-Valid", "yes"}, {"X-Value", value}, {"Z-Valid", "yes"}}, kSendFailure,
+                            kInvalidParameter);
+    }
+}
+
 TEST_F(StartFailureTest, APortThatIsNone)
 {
     for (const std::uint32_t port : {65536U, 65616U, 99999U, std::numeric_limits<std::uint32_t>::max() - 1}) {

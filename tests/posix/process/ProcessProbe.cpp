@@ -1,11 +1,15 @@
 #include "Windows/networking/WinHttpClientAsync.h"
+#include "common/networking/UrlComponents.h"
+#include "posix/process/PeakMemory.h"
 #include "posix/process/TrustedAuthority.h"
 #include "posix/process/UnloadRounds.h"
+#include "support/BodyPattern.h"
 #include "support/RecordingLogger.h"
 #include "support/TestServers.h"
 
 #include <cstdlib>
 #include <future>
+#include <iostream>
 #include <string>
 #include <thread>
 
@@ -16,6 +20,13 @@ namespace {
 using namespace LumNetworking;
 using LumTests::RecordingLogger;
 namespace TestServers = LumTests::TestServers;
+
+/// A sanitizer's own bookkeeping is most of the memory that is used.
+#ifdef LUM_HAS_SANITIZER
+constexpr bool kHasSanitizer = true;
+#else
+constexpr bool kHasSanitizer = false;
+#endif
 
 void ignoreOutcome(HttpRequestResult, std::unique_ptr<HttpResponse>, std::unique_ptr<LumUtils::ILumError>,
                    std::shared_ptr<ILumAsynchronousTransaction>)
@@ -69,17 +80,38 @@ void leaveWhileANameIsLookedUp()
     client.Get("http://no-such-host.invalid/", {}, ignoreOutcome, true, 30);
 }
 
-/// Fetches the URL and returns the status of the response, or 0 if there is none.
-int fetchStatus(const std::string& url)
+/// Fetches the URL; without a response the result is empty, and its status 0.
+HttpResponse fetch(const UrlComponents& url)
 {
     WinHttpClientAsync client(std::make_shared<RecordingLogger>());
-    std::promise<int> status;
+    std::promise<HttpResponse> promise;
     client.Get(
         url, {},
         [&](HttpRequestResult, std::unique_ptr<HttpResponse> response, std::unique_ptr<LumUtils::ILumError>,
-            std::shared_ptr<ILumAsynchronousTransaction>) { status.set_value(response ? response->statusCode : 0); },
+            std::shared_ptr<ILumAsynchronousTransaction>) {
+            promise.set_value(response ? std::move(*response) : HttpResponse());
+        },
         true, 30);
-    return status.get_future().get();
+    return promise.get_future().get();
+}
+
+HttpResponse fetch(const std::string& url)
+{
+    UrlComponents components;
+    return ParseUrl(url, components) == UrlParseStatus::Parsed ? fetch(components) : HttpResponse();
+}
+
+int fetchStatus(const std::string& url)
+{
+    return fetch(url).statusCode;
+}
+
+bool expect(bool holds, const std::string& what)
+{
+    if (!holds) {
+        std::cerr << "not so: " << what << '\n';
+    }
+    return holds;
 }
 
 /// With its authority in the system's store a good certificate is accepted, also on the way to a redirect to http, and
@@ -95,13 +127,63 @@ bool fetchFromTrustedServer()
            fetchStatus(TestServers::secure(Certificate::SelfSigned, "/one.bin")) == 0;
 }
 
+void setProxy()
+{
+    for (const char* const variable : {"http_proxy", "https_proxy"}) {
+        setenv(variable, TestServers::scripted("").c_str(), 1);
+    }
+    setenv("no_proxy", "127.0.0.1", 1);
+}
+
 /// The environment's proxy is asked for a host that nobody else could resolve; it does not know the path.
 bool fetchThroughProxy()
 {
-    setenv("http_proxy", TestServers::scripted("").c_str(), 1);
-    setenv("no_proxy", "127.0.0.1", 1);
-    return fetchStatus("http://no-such-host.invalid/") == 404 &&
-           fetchStatus(TestServers::scripted("/status/204")) == 204;
+    setProxy();
+    return expect(fetchStatus("http://no-such-host.invalid/") == 404, "the proxy answers") &&
+           expect(fetchStatus(TestServers::scripted("/status/204")) == 204, "no_proxy names who is asked directly");
+}
+
+/// Asks the proxy for a server without naming its port, and expects that the proxy gets this line.
+bool isAskedFor(const std::string& host, bool isSecure, std::uint32_t port, const std::string& line)
+{
+    UrlComponents url;
+    url.host = host;
+    url.isSecure = isSecure;
+    url.port = port;
+    const bool isRefused = fetch(url).statusCode == (isSecure ? 0 : 404);
+    const std::string lines = "\n" + fetch(TestServers::scripted("/unknown")).body;
+    return expect(isRefused, "only the proxy answers for " + host) &&
+           expect(lines.find("\n" + line + "\n") != std::string::npos, line + " among:" + lines);
+}
+
+/// Only a proxy gets to know which port is meant where a URL has none.
+bool useDefaultPorts()
+{
+    setProxy();
+    const std::uint32_t none = UrlComponents::kNoPort;
+    return isAskedFor("plain-none.invalid", false, none, "GET http://plain-none.invalid/ HTTP/1.1") &&
+           isAskedFor("plain-zero.invalid", false, 0, "GET http://plain-zero.invalid/ HTTP/1.1") &&
+           isAskedFor("plain-own.invalid", false, 443, "GET http://plain-own.invalid:443/ HTTP/1.1") &&
+           isAskedFor("secure-none.invalid", true, none, "CONNECT secure-none.invalid:443 HTTP/1.1") &&
+           isAskedFor("secure-zero.invalid", true, 0, "CONNECT secure-zero.invalid:443 HTTP/1.1") &&
+           isAskedFor("secure-own.invalid", true, 80, "CONNECT secure-own.invalid:80 HTTP/1.1");
+}
+
+/// What a large body costs at the peak: once its size, and little more.
+bool holdLargeBodyOnce()
+{
+    constexpr std::size_t kMebibyte = std::size_t{1} << 20U;
+    constexpr std::size_t kSize = 256 * kMebibyte;
+    if (!expect(fetch(TestServers::scripted("/bytes?n=100000")).statusCode == 200, "a small body arrives")) {
+        return false;
+    }
+    const std::size_t before = LumTests::memoryUse().now;
+    const HttpResponse response = fetch(TestServers::scripted("/bytes?n=" + std::to_string(kSize)));
+    const std::size_t cost = LumTests::memoryUse().peak - before;
+    const bool hasArrived = response.body.size() == kSize && LumTests::isBodyPattern(response.body);
+    return expect(hasArrived, "the body arrives byte for byte") &&
+           expect(kHasSanitizer || cost <= kSize + 8 * kMebibyte,
+                  "the body is held once; it cost KiB: " + std::to_string(cost / 1024));
 }
 
 } // namespace
@@ -126,6 +208,10 @@ int main(int argumentCount, char** arguments)
         return fetchFromTrustedServer() ? 0 : 1;
     } else if (way == "proxy") {
         return fetchThroughProxy() ? 0 : 1;
+    } else if (way == "default-ports") {
+        return useDefaultPorts() ? 0 : 1;
+    } else if (way == "large-body") {
+        return holdLargeBodyOnce() ? 0 : 1;
     } else {
         return 2;
     }

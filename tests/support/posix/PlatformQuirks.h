@@ -8,6 +8,7 @@ namespace LumTests::Quirks {
 
 constexpr bool kNotifiesWithLastError = true;
 constexpr unsigned int kErrorOfReset = 12030;
+constexpr unsigned int kErrorOfBadCertificate = 12175;
 constexpr bool isFollowed(int /*status*/)
 {
     return true;
@@ -15,7 +16,6 @@ constexpr bool isFollowed(int /*status*/)
 constexpr bool kFailsWithoutRedirectTarget = false;
 constexpr bool kTrimsSentHeaders = false;
 constexpr bool kSendsNoLengthForEmptyPatch = false;
-constexpr bool kCrashesOnResetInHeaders = false;
 constexpr bool kAcceptsShortBodies = false;
 constexpr bool kAcceptsShortHeaders = false;
 constexpr bool kEndsHeadersAtLineWithoutColon = false;

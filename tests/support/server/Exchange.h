@@ -4,6 +4,7 @@
 #include "support/server/Request.h"
 #include "support/server/RequestReader.h"
 #include "support/server/SilentServer.h"
+#include "support/server/UnknownRequests.h"
 
 #include <atomic>
 #include <functional>
@@ -24,6 +25,7 @@ struct Services {
     Gate gate;
     Statistics statistics;
     SilentServer silent;
+    UnknownRequests unknown;
 };
 
 /// What becomes of the connection after a request.

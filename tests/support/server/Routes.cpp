@@ -41,6 +41,11 @@ Next statistics(Exchange& exchange)
                             std::to_string(numbers.requests) + "\n");
 }
 
+Next listUnknown(Exchange& exchange)
+{
+    return exchange.Respond(exchange.services.unknown.Lines());
+}
+
 Next closeSilent(Exchange& exchange)
 {
     exchange.services.silent.CloseConnections();
@@ -62,6 +67,7 @@ const RouteTable& routeTable()
                              {"/release", {release}},
                              {"/count", {countArrived}},
                              {"/stats", {statistics}},
+                             {"/unknown", {listUnknown}},
                              {"/silent/close", {closeSilent}},
                              {"/silent/count", {countSilent}}};
         addBodyRoutes(routes);
@@ -93,7 +99,11 @@ Next answer(Exchange& exchange)
     if (!takesBody && !exchange.ReadBody([](const std::string&) {})) {
         return Next::Close;
     }
-    return route == nullptr ? exchange.Respond(404, {}, "no such path") : route->handle(exchange);
+    if (route == nullptr) {
+        exchange.services.unknown.Add(exchange.request.head);
+        return exchange.Respond(404, {}, "no such path");
+    }
+    return route->handle(exchange);
 }
 
 } // namespace LumTestServer

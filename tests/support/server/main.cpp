@@ -56,6 +56,7 @@
 /// | /release          | key                                    | lets those go on that wait for the key           |
 /// | /count            | key                                    | number of other requests with that key so far    |
 /// | /stats            |                                        | "connections N", "requests N"                    |
+/// | /unknown          |                                        | the request lines so far that got a 404          |
 /// | /silent/close     |                                        | closes the silent port's connections             |
 /// | /silent/count     |                                        | number of the silent port's connections          |
 

@@ -13,6 +13,9 @@ constexpr bool kNotifiesWithLastError = false;
 /// A reset before the answer is notified with the socket's own number.
 constexpr unsigned int kErrorOfReset = 10054;
 
+/// A certificate that is not good is notified as a handshake that failed, whatever is wrong with it.
+constexpr unsigned int kErrorOfBadCertificate = 12157;
+
 /// Only these redirects are followed.
 constexpr bool isFollowed(int status)
 {
@@ -27,9 +30,6 @@ constexpr bool kTrimsSentHeaders = true;
 
 /// Of the methods with a body, PATCH says nothing of an empty one.
 constexpr bool kSendsNoLengthForEmptyPatch = true;
-
-/// A connection that is reset within the headers brings the process down: an announced size of -1 is copied.
-constexpr bool kCrashesOnResetInHeaders = true;
 
 /// A body that ends before its length, or before its last chunk, is a success with what has come.
 constexpr bool kAcceptsShortBodies = true;
