@@ -13,7 +13,13 @@ class FifoQueue {
 public:
     bool IsEmpty() const { return taken == items.size(); }
     const Item& Front() const { return items[taken]; }
-    void Push(Item item) { items.push_back(std::move(item)); }
+    void Push(Item item)
+    {
+        if (items.capacity() == 0) {
+            items.reserve(kFirstRoom);
+        }
+        items.push_back(std::move(item));
+    }
 
     Item Pop()
     {
@@ -30,6 +36,8 @@ public:
     }
 
 private:
+    static constexpr std::size_t kFirstRoom = 4;
+
     /// From so many places on, those that are free at the front are given back once they are the greater part.
     static constexpr std::size_t kMostTaken = 64;
 

@@ -184,16 +184,20 @@ void HttpDriver::Drive(int limit)
             OnReady(events[index].data.fd, curlEvents(events[index].events));
         }
     }
-    const Clock::time_point now = Clock::now();
-    if (hasTimer && now >= timerEnd) {
+    RunTimer();
+    if (hasUnannounced && Clock::now() >= announcementTime) {
+        AnnounceSent();
+    }
+}
+
+void HttpDriver::RunTimer()
+{
+    if (hasTimer && Clock::now() >= timerEnd) {
         hasTimer = false;
         int running = 0;
         curl_multi_socket_action(multi.get(), CURL_SOCKET_TIMEOUT, 0, &running);
     }
     FinishEnded();
-    if (hasUnannounced && now >= announcementTime) {
-        AnnounceSent(now);
-    }
 }
 
 void HttpDriver::Wake()
@@ -254,7 +258,7 @@ void HttpDriver::FinishEnded()
     }
 }
 
-void HttpDriver::AnnounceSent(Clock::time_point now)
+void HttpDriver::AnnounceSent()
 {
     hasUnannounced = false;
     for (const std::unique_ptr<HttpTransfer>& transfer : active) {
@@ -262,7 +266,7 @@ void HttpDriver::AnnounceSent(Clock::time_point now)
             hasUnannounced = true;
         }
     }
-    announcementTime = now + kAnswerDelay;
+    announcementTime = Clock::now() + kAnswerDelay;
 }
 
 int HttpDriver::OnSocket(CURL* /*easy*/, curl_socket_t socket, int what, void* self, void* /*socketData*/)

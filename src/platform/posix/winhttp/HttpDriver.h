@@ -31,6 +31,9 @@ public:
     /// over, and carries the transfers on.
     void Drive(int limit);
 
+    /// Carries on what is due now, such as transfers that have just been started, without looking at the sockets.
+    void RunTimer();
+
     /// Ends the wait of Drive.
     void Wake();
 
@@ -65,7 +68,7 @@ private:
     void Unregister(curl_socket_t socket);
     void OnReady(curl_socket_t socket, int events);
     void FinishEnded();
-    void AnnounceSent(Clock::time_point now);
+    void AnnounceSent();
 
     const Descriptor epoll;
     const Descriptor wakeEvent;

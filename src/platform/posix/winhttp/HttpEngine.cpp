@@ -224,23 +224,34 @@ void HttpEngine::Lead(Lock& lock)
         WakeRunner();
     }
     runCountOfLead = runCount;
-    executing.swap(commands);
-    const bool mayWait = executing.empty();
     isLed = true;
-    isLeaderAsleep = mayWait;
     ++leadCount;
-    lock.unlock();
     role = Role::Leader;
-    for (const HttpDriver::Command& command : executing) {
-        driver->Execute(command);
-    }
-    // A request may die with its command: never under the lock.
-    executing.clear();
+    ExecuteCommands(lock);
+    const bool mayWait = commands.empty() && ready.IsEmpty();
+    isLeaderAsleep = mayWait;
+    lock.unlock();
     driver->Drive(mayWait ? -1 : 0);
     role = Role::Outsider;
     lock.lock();
     isLeaderAsleep = false;
     isLed = false;
+}
+
+void HttpEngine::ExecuteCommands(Lock& lock)
+{
+    if (commands.empty()) {
+        return;
+    }
+    executing.swap(commands);
+    lock.unlock();
+    for (const HttpDriver::Command& command : executing) {
+        driver->Execute(command);
+    }
+    // A request may die with its command: never under the lock.
+    executing.clear();
+    driver->RunTimer();
+    lock.lock();
 }
 
 /// Sees that somebody runs what is ready while this thread leads.

@@ -66,6 +66,7 @@ private:
     bool TakeStep(Lock& lock);
     void RunOne(Lock& lock);
     void Lead(Lock& lock);
+    void ExecuteCommands(Lock& lock);
     void WakeRunner();
     void Watch(Lock& lock);
     bool Rest(Lock& lock);
