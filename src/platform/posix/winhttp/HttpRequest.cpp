@@ -3,7 +3,7 @@
 #include "platform/posix/winhttp/HttpEngine.h"
 
 #include <algorithm>
-#include <cstring>
+#include <array>
 
 namespace LumPlatform {
 
@@ -15,26 +15,41 @@ constexpr std::size_t kArrivingLimit = std::size_t{512} << 10U;
 /// A body that is longer is read by another thread than the one that receives it.
 constexpr std::size_t kStreamedBody = std::size_t{256} << 10U;
 
+/// For scheme, brackets, port and slash.
+constexpr std::size_t kRoomAroundNames = 20;
+
 constexpr DWORD kSecurePort = 443;
 constexpr DWORD kPlainPort = 80;
 
-/// Percent-encodes what may not stand in a request line as it is; what the caller has encoded stays.
-std::string escapeObjectName(const std::string& name)
+/// Which bytes may stand in a request line as they are.
+constexpr std::array<bool, 256> makeAllowedBytes()
+{
+    std::array<bool, 256> allowed = {};
+    for (std::size_t byte = 0x21; byte < 0x7F; ++byte) {
+        allowed[byte] = true;
+    }
+    for (const char forbidden : {'"', '#', '<', '>', '[', '\\', ']', '^', '`', '{', '|', '}'}) {
+        allowed[static_cast<unsigned char>(forbidden)] = false;
+    }
+    return allowed;
+}
+
+constexpr std::array<bool, 256> kAllowedBytes = makeAllowedBytes();
+
+/// Adds the name, percent-encoding what may not stand in a request line; what the caller has encoded stays.
+void appendObjectName(std::string& url, const std::string& name)
 {
     constexpr char kDigits[] = "0123456789ABCDEF";
-    std::string escaped;
-    escaped.reserve(name.size());
     for (const char character : name) {
         const auto byte = static_cast<unsigned char>(character);
-        if (byte > 0x20 && byte < 0x7F && std::strchr("\"#<>[\\]^`{|}", character) == nullptr) {
-            escaped += character;
+        if (kAllowedBytes[byte]) {
+            url += character;
             continue;
         }
-        escaped += '%';
-        escaped += kDigits[byte >> 4U];
-        escaped += kDigits[byte & 0x0FU];
+        url += '%';
+        url += kDigits[byte >> 4U];
+        url += kDigits[byte & 0x0FU];
     }
-    return escaped;
 }
 
 /// The host as it stands in a URL: an IPv6 address has brackets. What would be read as another part of a URL can be no
@@ -52,14 +67,17 @@ std::string buildUrl(const HttpConnection& connection, const std::string& object
 {
     const DWORD defaultPort = isSecure ? kSecurePort : kPlainPort;
     const DWORD port = connection.Port() == INTERNET_DEFAULT_PORT ? defaultPort : connection.Port();
-    std::string url = isSecure ? "https://" : "http://";
+    std::string url;
+    url.reserve(connection.Host().size() + objectName.size() + kRoomAroundNames);
+    url += isSecure ? "https://" : "http://";
     url += urlHost(connection.Host());
     url += ':';
     url += std::to_string(port);
     if (objectName.empty() || objectName.front() != '/') {
         url += '/';
     }
-    return url + escapeObjectName(objectName);
+    appendObjectName(url, objectName);
+    return url;
 }
 
 } // namespace

@@ -20,6 +20,9 @@ constexpr long kSendBuffer = 96L << 10U;
 /// As many as the reference platform follows.
 constexpr int kMostRedirects = 10;
 
+/// Room for most header blocks.
+constexpr std::size_t kUsualHeaderBlock = 512;
+
 constexpr DWORD kNoTimeout = 0xFFFFFFFF;
 
 bool isInformational(long status)
@@ -41,9 +44,23 @@ bool isLineEnd(std::string_view line)
     return line == "\r\n" || line == "\n";
 }
 
+std::string_view withoutLineEnd(std::string_view line)
+{
+    while (!line.empty() && (line.back() == '\n' || line.back() == '\r')) {
+        line.remove_suffix(1);
+    }
+    return line;
+}
+
+char toLower(char character)
+{
+    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
+}
+
+/// Whether the line is that field; its first letter spares most of the comparisons.
 bool isField(std::string_view line, std::string_view nameAndColon)
 {
-    return line.size() >= nameAndColon.size() &&
+    return line.size() >= nameAndColon.size() && toLower(line.front()) == toLower(nameAndColon.front()) &&
            strncasecmp(line.data(), nameAndColon.data(), nameAndColon.size()) == 0;
 }
 
@@ -193,7 +210,10 @@ void HttpTransfer::Begin(std::shared_ptr<HttpRequest> newRequest, std::size_t ne
     StartHeaderBlock();
     curl_easy_setopt(easy, CURLOPT_URL, message.url.c_str());
     curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, connectTimeout(message.connectTimeout));
-    curl_easy_setopt(easy, CURLOPT_COOKIELIST, "ALL");
+    if (hasCookies) {
+        hasCookies = false;
+        curl_easy_setopt(easy, CURLOPT_COOKIELIST, "ALL");
+    }
     SetMethod();
     SetHeaders();
 }
@@ -359,19 +379,21 @@ void HttpTransfer::AddHeaderLine(std::string_view line)
         StartHeaderBlock();
     }
     hasLocation = hasLocation || isField(line, "Location:");
+    hasCookies = hasCookies || isField(line, "Set-Cookie:");
     const bool isFolded = !headerBlock.empty() && (line.front() == ' ' || line.front() == '\t');
     if (isFolded) {
         headerBlock.resize(headerBlock.size() - 2);
         headerBlock += ' ';
         line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
     }
-    headerBlock += line.substr(0, line.find_last_not_of("\r\n") + 1);
+    headerBlock += withoutLineEnd(line);
     headerBlock += "\r\n";
 }
 
 void HttpTransfer::StartHeaderBlock()
 {
     headerBlock.clear();
+    headerBlock.reserve(kUsualHeaderBlock);
     hasLocation = false;
     isHeaderBlockComplete = false;
 }

@@ -73,6 +73,8 @@ private:
     /// The header block of the response that is coming.
     std::string headerBlock;
     bool hasLocation = false;
+    /// Whether cookies were set since they were last forgotten.
+    bool hasCookies = false;
     bool isHeaderBlockComplete = false;
 
     bool areHeadersDelivered = false;

@@ -78,8 +78,8 @@ BOOL onRequest(HINTERNET handle, Call call)
     if (!object) {
         return result(ERROR_INVALID_HANDLE);
     }
-    const auto request = std::dynamic_pointer_cast<HttpRequest>(object);
-    if (!request) {
+    auto* const request = dynamic_cast<HttpRequest*>(object.get());
+    if (request == nullptr) {
         return result(ERROR_WINHTTP_INCORRECT_HANDLE_TYPE);
     }
     try {
