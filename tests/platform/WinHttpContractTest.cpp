@@ -20,14 +20,6 @@ using testing::HasSubstr;
 using testing::StartsWith;
 using TestServers::Certificate;
 
-WinHttpExchange::Settings toScripted(const std::string& objectName)
-{
-    WinHttpExchange::Settings settings;
-    settings.port = TestServers::scriptedPort();
-    settings.objectName = objectName;
-    return settings;
-}
-
 std::vector<HINTERNET> closedHandles(const WinHttpExchange& exchange)
 {
     std::vector<HINTERNET> handles;

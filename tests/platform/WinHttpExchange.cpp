@@ -1,5 +1,7 @@
 #include "platform/WinHttpExchange.h"
 
+#include "support/TestServers.h"
+
 #include <algorithm>
 #include <chrono>
 #include <map>
@@ -56,6 +58,14 @@ SeenNotification describe(HINTERNET handle, DWORD_PTR context, DWORD status, con
 }
 
 } // namespace
+
+WinHttpExchange::Settings toScripted(const std::string& objectName)
+{
+    WinHttpExchange::Settings settings;
+    settings.port = TestServers::scriptedPort();
+    settings.objectName = objectName;
+    return settings;
+}
 
 std::string queryRawHeaders(HINTERNET request)
 {

@@ -114,6 +114,9 @@ private:
     std::string body;
 };
 
+/// A GET of the scripted server.
+WinHttpExchange::Settings toScripted(const std::string& objectName);
+
 /// The raw header block of a response that has arrived, asked for as the library does; UTF-8.
 std::string queryRawHeaders(HINTERNET request);
 

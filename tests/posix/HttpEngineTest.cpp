@@ -18,14 +18,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Not;
 
-WinHttpExchange::Settings toScripted(const std::string& objectName)
-{
-    WinHttpExchange::Settings settings;
-    settings.port = TestServers::scriptedPort();
-    settings.objectName = objectName;
-    return settings;
-}
-
 std::vector<std::pair<HINTERNET, DWORD>> withoutData(const WinHttpExchange& exchange)
 {
     std::vector<std::pair<HINTERNET, DWORD>> steps;

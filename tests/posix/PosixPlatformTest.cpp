@@ -1,7 +1,6 @@
 #include "common/utils/LumTextUtils.h"
 #include "platform/LumPlatform.h"
 #include "platform/WinHttpExchange.h"
-#include "support/TestServers.h"
 
 #include <gtest/gtest.h>
 
@@ -13,7 +12,6 @@
 namespace {
 
 using LumTests::WinHttpExchange;
-namespace TestServers = LumTests::TestServers;
 
 constexpr DWORD kSystemText =
     FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM;
@@ -33,13 +31,10 @@ std::string messageText(DWORD flags, const void* source, DWORD code)
     return message;
 }
 
-/// Opens the handles of a request to the scripted server.
+/// What opens a request to the scripted server.
 WinHttpExchange::Settings settings()
 {
-    WinHttpExchange::Settings result;
-    result.port = TestServers::scriptedPort();
-    result.objectName = "/bytes?n=10";
-    return result;
+    return LumTests::toScripted("/bytes?n=10");
 }
 
 template <typename Result>
