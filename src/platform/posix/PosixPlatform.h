@@ -49,6 +49,12 @@ using INTERNET_PORT = std::uint16_t;
 
 #define CALLBACK
 
+/// The calling convention of the functions that hosts call, and of those that they hand over.
+#define LUM_CDECL
+
+/// Before a function that hosts find by its name in the library.
+#define LUM_EXPORT __attribute__((visibility("default")))
+
 constexpr BOOL FALSE = 0;
 constexpr BOOL TRUE = 1;
 

@@ -9,3 +9,9 @@
 
 #include <windows.h>
 #include <winhttp.h>
+
+/// The calling convention of the functions that hosts call, and of those that they hand over.
+#define LUM_CDECL __cdecl
+
+/// Before a function that hosts find by its name in the library.
+#define LUM_EXPORT __declspec(dllexport)
