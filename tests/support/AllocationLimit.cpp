@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -13,8 +14,15 @@ constexpr std::size_t kLargestByDefault =
 
 std::atomic<std::size_t> largestAllocation{kLargestByDefault};
 
+/// Allocations of this thread until one fails; negative if none is to.
+thread_local int succeedingAllocations = -1;
+thread_local std::exception_ptr allocationFailure;
+
 void* allocate(std::size_t size)
 {
+    if (succeedingAllocations >= 0 && succeedingAllocations-- == 0) {
+        std::rethrow_exception(allocationFailure);
+    }
     if (size <= largestAllocation.load(std::memory_order_relaxed)) {
         if (void* const memory = std::malloc(size == 0 ? 1 : size)) {
             return memory;
@@ -62,6 +70,23 @@ AllocationLimit::AllocationLimit(std::size_t largest) : before(largestAllocation
 AllocationLimit::~AllocationLimit()
 {
     largestAllocation = before;
+}
+
+FailingAllocation::FailingAllocation(int succeeding, std::exception_ptr failure)
+{
+    allocationFailure = std::move(failure);
+    succeedingAllocations = succeeding;
+}
+
+FailingAllocation::~FailingAllocation()
+{
+    succeedingAllocations = -1;
+    allocationFailure = nullptr;
+}
+
+bool FailingAllocation::HasFailed()
+{
+    return succeedingAllocations < 0;
 }
 
 } // namespace LumTests

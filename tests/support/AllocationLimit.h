@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <exception>
+#include <new>
 
 namespace LumTests {
 
@@ -17,6 +19,20 @@ public:
 
 private:
     std::size_t before;
+};
+
+/// While it lives, this thread's operator new works so many times more, then fails once with the given exception.
+///
+///     const LumTests::FailingAllocation failing(2); // the third one fails
+class FailingAllocation {
+public:
+    explicit FailingAllocation(int succeeding, std::exception_ptr failure = std::make_exception_ptr(std::bad_alloc()));
+    ~FailingAllocation();
+    FailingAllocation(const FailingAllocation&) = delete;
+    FailingAllocation& operator=(const FailingAllocation&) = delete;
+
+    /// Whether it has failed.
+    static bool HasFailed();
 };
 
 } // namespace LumTests

@@ -1,7 +1,5 @@
 #include "common/utils/LumError.h"
 
-#include <nlohmann/json.hpp>
-
 #include <locale>
 #include <sstream>
 
@@ -16,6 +14,8 @@ namespace {
 std::string doubleText(double value)
 {
     std::ostringstream stream;
+    // A stream would else keep a failed allocation to itself and lose the text.
+    stream.exceptions(std::ios_base::badbit);
     // An error reads the same whatever locale the host has set.
     stream.imbue(std::locale::classic());
     stream << value;
@@ -27,7 +27,7 @@ std::string valueText(const std::any& value)
     if (const auto* text = std::any_cast<std::string>(&value)) {
         return *text;
     }
-    if (const auto* literal = std::any_cast<const char*>(&value)) {
+    if (const auto* literal = std::any_cast<const char*>(&value); literal != nullptr && *literal != nullptr) {
         return *literal;
     }
     if (const auto* number = std::any_cast<int>(&value)) {
@@ -40,22 +40,6 @@ std::string valueText(const std::any& value)
         return *flag ? "true" : "false";
     }
     return "unsupported type";
-}
-
-/// Adds the value to the object under the key, or nothing where the value's type has no JSON form.
-void addJsonMember(nlohmann::json& object, const std::string& key, const std::any& value)
-{
-    if (const auto* number = std::any_cast<int>(&value)) {
-        object[key] = *number;
-    } else if (const auto* text = std::any_cast<std::string>(&value)) {
-        object[key] = *text;
-    } else if (const auto* literal = std::any_cast<const char*>(&value)) {
-        object[key] = *literal;
-    } else if (const auto* real = std::any_cast<double>(&value)) {
-        object[key] = *real;
-    } else if (const auto* flag = std::any_cast<bool>(&value)) {
-        object[key] = *flag;
-    }
 }
 
 } // namespace
@@ -84,30 +68,17 @@ const std::map<std::string, std::any>& LumError::getUserInfo() const
 
 std::string LumError::getDescription() const
 {
-    std::ostringstream stream;
-    // The code goes in as text: a global locale with digit grouping must not reach it.
-    stream << "Domain: " << domain << ", Code: " << std::to_string(code) << ", UserInfo: {";
+    std::string text = "Domain: " + domain + ", Code: " + std::to_string(code) + ", UserInfo: {";
     for (const auto& [key, value] : userInfo) {
-        stream << key << ": " << valueText(value) << ", ";
+        text += key;
+        text += ": ";
+        text += valueText(value);
+        text += ", ";
     }
-    std::string text = stream.str();
     if (!userInfo.empty()) {
         text.resize(text.size() - 2);
     }
     return text + "}";
-}
-
-std::string LumError::toJson() const
-{
-    nlohmann::json object;
-    object["domain"] = domain;
-    object["code"] = code;
-    object["description"] = getDescription();
-    object["userInfo"] = nlohmann::json::object();
-    for (const auto& [key, value] : userInfo) {
-        addJsonMember(object["userInfo"], key, value);
-    }
-    return object.dump();
 }
 
 std::unique_ptr<ILumError> LumError::clone() const
