@@ -11,6 +11,17 @@
 /// | FormatMessageA             | allocate-buffer, ignore-inserts and from-system, with or without from-hmodule            |
 /// | LocalFree                  | a buffer that FormatMessageA allocated, or null                                          |
 /// | LoadLibraryW, FreeLibrary  | "winhttp.dll", for its message texts                                                     |
+/// | CreateFileW                | GENERIC_READ and GENERIC_WRITE, one or both; FILE_SHARE_READ and FILE_SHARE_WRITE, none, |
+/// |                            | one or both; no security, OPEN_ALWAYS, FILE_ATTRIBUTE_NORMAL, no template                |
+/// | LockFileEx                 | one of LOCKFILE_FAIL_IMMEDIATELY (shared) and LOCKFILE_EXCLUSIVE_LOCK (waits); offset 0, |
+/// |                            | length 0xFFFFFFFF and 0xFFFFFFFF; one lock a handle                                      |
+/// | UnlockFileEx               | the same range, when it is locked                                                        |
+/// | GetFileSize                | no high word; larger files fail with EFBIG                                               |
+/// | ReadFile, WriteFile        | no overlapped record; at the file's position                                             |
+/// | SetFilePointer             | distance 0 without high word, FILE_BEGIN                                                 |
+/// | SetEndOfFile               | cuts the file off at its position                                                        |
+/// | CloseHandle                | an open file                                                                             |
+/// | GetTempPathA               | a buffer; the path is TMPDIR's or /tmp, and ends in a backslash                          |
 /// | MultiByteToWideChar        | CP_UTF8 with MB_ERR_INVALID_CHARS                                                        |
 /// | WideCharToMultiByte        | CP_UTF8 with WC_ERR_INVALID_CHARS                                                        |
 /// | WinHttpOpen                | automatic proxy, no agent, no proxy name, no bypass list, asynchronous                   |
@@ -26,7 +37,13 @@
 /// | WinHttpCloseHandle         | any open handle                                                                          |
 // clang-format on
 ///
-/// File calls leave the system's own numbers in the last error. WinHTTP and text calls leave the reference platform's,
+/// File calls leave the system's own numbers in the last error: EBUSY where the share modes of two opens exclude each
+/// other, EAGAIN where a lock is held elsewhere, EBADF for what is no open file. Paths are UTF-16, and name the file of
+/// the same text in UTF-8; a backslash is a separator as a slash is. Only regular files are opened, others give ENOTSUP
+/// (directories EISDIR). Locks and share modes are heeded by the opens of this layer; they stop no other program. The
+/// file calls may be made on any thread; closing a handle while a call uses it takes effect when that call ends.
+///
+/// WinHTTP and text calls leave the reference platform's,
 /// so that a host sees one number for one failure on every system; FormatMessageA has their texts when it is given the
 /// WinHTTP module.
 
@@ -37,11 +54,13 @@
 
 using BOOL = int;
 using DWORD = std::uint32_t;
+using LONG = std::int32_t;
 using DWORD_PTR = std::uintptr_t;
 using UINT = unsigned int;
 using WCHAR = char16_t;
 using LPSTR = char*;
 using LPVOID = void*;
+using HANDLE = void*;
 using HLOCAL = void*;
 using HMODULE = void*;
 using HINTERNET = void*;
@@ -91,6 +110,36 @@ DWORD FormatMessageA(DWORD flags, const void* source, DWORD messageId, DWORD lan
 HLOCAL LocalFree(HLOCAL memory);
 HMODULE LoadLibraryW(const WCHAR* name);
 BOOL FreeLibrary(HMODULE module);
+
+inline const HANDLE INVALID_HANDLE_VALUE = reinterpret_cast<HANDLE>(~std::uintptr_t{0});
+constexpr DWORD GENERIC_READ = 0x80000000;
+constexpr DWORD GENERIC_WRITE = 0x40000000;
+constexpr DWORD FILE_SHARE_READ = 1;
+constexpr DWORD FILE_SHARE_WRITE = 2;
+constexpr DWORD OPEN_ALWAYS = 4;
+constexpr DWORD FILE_ATTRIBUTE_NORMAL = 0x80;
+constexpr DWORD LOCKFILE_FAIL_IMMEDIATELY = 1;
+constexpr DWORD LOCKFILE_EXCLUSIVE_LOCK = 2;
+constexpr DWORD INVALID_FILE_SIZE = 0xFFFFFFFF;
+constexpr DWORD INVALID_SET_FILE_POINTER = 0xFFFFFFFF;
+constexpr DWORD FILE_BEGIN = 0;
+
+struct OVERLAPPED {
+    DWORD Offset;
+    DWORD OffsetHigh;
+};
+
+HANDLE CreateFileW(const WCHAR* name, DWORD access, DWORD share, std::nullptr_t security, DWORD disposition,
+                   DWORD attributes, std::nullptr_t templateFile);
+BOOL LockFileEx(HANDLE file, DWORD flags, DWORD reserved, DWORD lengthLow, DWORD lengthHigh, OVERLAPPED* overlapped);
+BOOL UnlockFileEx(HANDLE file, DWORD reserved, DWORD lengthLow, DWORD lengthHigh, OVERLAPPED* overlapped);
+DWORD GetFileSize(HANDLE file, std::nullptr_t sizeHigh);
+BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* read, std::nullptr_t overlapped);
+BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written, std::nullptr_t overlapped);
+DWORD SetFilePointer(HANDLE file, LONG distance, std::nullptr_t distanceHigh, DWORD method);
+BOOL SetEndOfFile(HANDLE file);
+BOOL CloseHandle(HANDLE handle);
+DWORD GetTempPathA(DWORD size, LPSTR buffer);
 
 constexpr UINT CP_UTF8 = 65001;
 constexpr DWORD MB_ERR_INVALID_CHARS = 0x08;

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "platform/posix/winhttp/Descriptor.h"
+#include "platform/posix/Descriptor.h"
 #include "platform/posix/winhttp/HttpTransfer.h"
 
 #include <chrono>

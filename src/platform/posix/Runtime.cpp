@@ -1,0 +1,64 @@
+#include "platform/LumRuntime.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace LumPlatform {
+
+int Stat(const std::string& path)
+{
+    struct stat status = {};
+    return stat(StreamPath(path).c_str(), &status);
+}
+
+int Remove(const std::string& path)
+{
+    // Not std::remove, which would delete an empty directory too.
+    return unlink(StreamPath(path).c_str());
+}
+
+int Rename(const std::string& oldPath, const std::string& newPath)
+{
+    const std::string from = StreamPath(oldPath);
+    const std::string to = StreamPath(newPath);
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+        return 0;
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+        return -1;
+    }
+    // The file system cannot do it in one step, so another process may take the new name in between.
+    struct stat status = {};
+    if (lstat(to.c_str(), &status) == 0) {
+        errno = EEXIST;
+        return -1;
+    }
+    return std::rename(from.c_str(), to.c_str());
+}
+
+int MakeDirectory(const std::string& path)
+{
+    constexpr mode_t kWhatTheMaskAllows = 0777;
+    return mkdir(StreamPath(path).c_str(), kWhatTheMaskAllows);
+}
+
+std::string StreamPath(const std::string& path)
+{
+    std::string result = path;
+    std::replace(result.begin(), result.end(), '\\', '/');
+    return result;
+}
+
+std::optional<std::string> ReadEnvironment(const std::string& name)
+{
+    const char* const value = std::getenv(name.c_str());
+    return value == nullptr ? std::nullopt : std::optional<std::string>(value);
+}
+
+} // namespace LumPlatform
