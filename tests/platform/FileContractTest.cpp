@@ -1,0 +1,399 @@
+#include "support/ChildProgram.h"
+#include "support/FileMode.h"
+#include "support/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <chrono>
+#include <future>
+
+/// What the library relies on in the platform's file calls. Numbers of the last error are each system's own.
+
+namespace {
+
+using LumTests::ChildProgram;
+using LumTests::FileMode;
+using LumTests::kReadOperation;
+using LumTests::kWriteOperation;
+using LumTests::lockFile;
+using LumTests::openFile;
+using LumTests::ScratchFolder;
+using LumTests::unlockFile;
+
+/// A file that is open in this process for as long as the object lives.
+class Opened {
+public:
+    Opened(const std::string& path, const FileMode& mode) : file(openFile(path, mode)) {}
+    ~Opened()
+    {
+        if (isOpen()) {
+            CloseHandle(file);
+        }
+    }
+    Opened(const Opened&) = delete;
+    Opened& operator=(const Opened&) = delete;
+
+    bool isOpen() const { return file != INVALID_HANDLE_VALUE; }
+    HANDLE get() const { return file; }
+
+private:
+    HANDLE const file;
+};
+
+std::string contentOf(HANDLE file)
+{
+    std::string content(GetFileSize(file, nullptr), '\0');
+    DWORD count = 0;
+    EXPECT_EQ(SetFilePointer(file, 0, nullptr, FILE_BEGIN), 0U);
+    EXPECT_TRUE(ReadFile(file, content.data(), static_cast<DWORD>(content.size()), &count, nullptr));
+    EXPECT_EQ(count, content.size());
+    return content;
+}
+
+bool write(HANDLE file, const std::string& content)
+{
+    DWORD count = 0;
+    return WriteFile(file, content.data(), static_cast<DWORD>(content.size()), &count, nullptr) &&
+           count == content.size();
+}
+
+/// Another process has the file open.
+class Holder {
+public:
+    Holder(const std::string& path, const FileMode& mode, const std::string& lock = "none")
+        : program(LUM_FILE_HOLDER, {mode.access, mode.share, lock, path}), answer(program.readLine())
+    {
+    }
+
+    bool isHolding() const { return answer == "held"; }
+    void letGo() { EXPECT_EQ(program.wait(), 0); }
+    void kill()
+    {
+        program.kill();
+        program.wait();
+    }
+
+private:
+    ChildProgram program;
+    const std::string answer;
+};
+
+// The rules of share modes: an open succeeds if every open that is there lets it do what it wants to, and it lets them
+// do what they do. Rows: who has the file open; columns: who comes; both in this order.
+constexpr std::size_t kModeCount = 12;
+const std::array<FileMode, kModeCount> kModes = {{
+    {"r", "-"},
+    {"r", "r"},
+    {"r", "w"},
+    {"r", "rw"},
+    {"w", "-"},
+    {"w", "r"},
+    {"w", "w"},
+    {"w", "rw"},
+    {"rw", "-"},
+    {"rw", "r"}, // as the write operation
+    {"rw", "w"},
+    {"rw", "rw"}, // as the read operation
+}};
+constexpr std::array<const char*, kModeCount> kSucceeds = {{
+    // by r       by w       by rw
+    // -  r w rw  -  r w rw  -  r w rw
+    "----"
+    "----"
+    "----", // r, shares nothing
+    "-y-y"
+    "----"
+    "----", // r, shares r
+    "----"
+    "-y-y"
+    "----", // r, shares w
+    "-y-y"
+    "-y-y"
+    "-y-y", // r, shares both
+    "----"
+    "----"
+    "----", // w, shares nothing
+    "--yy"
+    "----"
+    "----", // w, shares r
+    "----"
+    "--yy"
+    "----", // w, shares w
+    "--yy"
+    "--yy"
+    "--yy", // w, shares both
+    "----"
+    "----"
+    "----", // rw, shares nothing
+    "---y"
+    "----"
+    "----", // rw, shares r
+    "----"
+    "---y"
+    "----", // rw, shares w
+    "---y"
+    "---y"
+    "---y", // rw, shares both
+}};
+
+/// Opens the file in every mode and compares with the table's row.
+void expectRow(std::size_t row, const std::string& path)
+{
+    for (std::size_t column = 0; column < kModeCount; ++column) {
+        const FileMode& mode = kModes[column];
+        EXPECT_EQ(Opened(path, mode).isOpen(), kSucceeds[row][column] == 'y')
+            << "open by " << kModes[row].access << " sharing " << kModes[row].share << ", comes " << mode.access
+            << " sharing " << mode.share;
+    }
+}
+
+class ShareModeTest : public testing::TestWithParam<std::size_t> {
+protected:
+    const FileMode& mode() const { return kModes[GetParam()]; }
+
+    ScratchFolder folder;
+    const std::string path = folder.file("shared.bin");
+};
+
+TEST_P(ShareModeTest, DecidesBetweenProcesses)
+{
+    Holder holder(path, mode());
+    ASSERT_TRUE(holder.isHolding());
+    expectRow(GetParam(), path);
+    holder.letGo();
+    EXPECT_TRUE(Opened(path, {"rw", "-"}).isOpen()) << "nothing is left of it";
+}
+
+TEST_P(ShareModeTest, DecidesWithinAProcess)
+{
+    const Opened first(path, mode());
+    ASSERT_TRUE(first.isOpen());
+    expectRow(GetParam(), path);
+}
+
+TEST_P(ShareModeTest, IsForgottenWhenTheHolderIsKilled)
+{
+    Holder holder(path, mode());
+    ASSERT_TRUE(holder.isHolding());
+    holder.kill();
+    EXPECT_TRUE(Opened(path, {"rw", "-"}).isOpen());
+}
+
+TEST_P(ShareModeTest, OfARefusedOpenLeavesNothing)
+{
+    Holder holder(path, {"rw", "-"});
+    ASSERT_TRUE(holder.isHolding());
+    EXPECT_FALSE(Opened(path, mode()).isOpen());
+    holder.letGo();
+    EXPECT_TRUE(Opened(path, {"rw", "-"}).isOpen());
+}
+
+INSTANTIATE_TEST_SUITE_P(Modes, ShareModeTest, testing::Range(std::size_t{0}, kModeCount));
+
+class FileContractTest : public testing::Test {
+protected:
+    ScratchFolder folder;
+    const std::string path = folder.file("file.bin");
+};
+
+TEST_F(FileContractTest, SeveralReadOperationsAreOneAsGoodAsAnother)
+{
+    const Opened first(path, kReadOperation);
+    const Opened second(path, kReadOperation);
+    Holder third(path, kReadOperation);
+    EXPECT_TRUE(first.isOpen() && second.isOpen() && third.isHolding());
+    EXPECT_FALSE(Opened(path, kWriteOperation).isOpen());
+}
+
+TEST_F(FileContractTest, ClosingOneOfTwoOpensKeepsTheOthersShareMode)
+{
+    const Opened first(path, kReadOperation);
+    EXPECT_TRUE(Opened(path, kReadOperation).isOpen());
+    EXPECT_FALSE(Opened(path, kWriteOperation).isOpen());
+    EXPECT_FALSE(Holder(path, kWriteOperation).isHolding());
+}
+
+TEST_F(FileContractTest, SharedLocksGoTogether)
+{
+    Holder other(path, kReadOperation, "shared");
+    ASSERT_TRUE(other.isHolding());
+    const Opened own(path, kReadOperation);
+    EXPECT_TRUE(lockFile(own.get(), false));
+    EXPECT_TRUE(unlockFile(own.get()));
+}
+
+TEST_F(FileContractTest, ASharedLockFailsAtOnceWhileAnotherProcessHoldsAnExclusiveOne)
+{
+    Holder other(path, kReadOperation, "exclusive");
+    ASSERT_TRUE(other.isHolding());
+    const Opened own(path, kReadOperation);
+    ASSERT_TRUE(own.isOpen()) << "a lock is no share mode";
+    EXPECT_FALSE(lockFile(own.get(), false));
+    other.letGo();
+    EXPECT_TRUE(lockFile(own.get(), false));
+}
+
+TEST_F(FileContractTest, ALockGoesWithItsHolder)
+{
+    Holder other(path, kReadOperation, "exclusive");
+    ASSERT_TRUE(other.isHolding());
+    const Opened own(path, kReadOperation);
+    other.kill();
+    EXPECT_TRUE(lockFile(own.get(), false));
+}
+
+TEST_F(FileContractTest, AnExclusiveLockWaitsForASharedOne)
+{
+    Holder other(path, kReadOperation, "shared");
+    ASSERT_TRUE(other.isHolding());
+    const Opened own(path, kReadOperation);
+    auto locked = std::async(std::launch::async, [&] { return lockFile(own.get(), true); });
+    EXPECT_EQ(locked.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
+    other.letGo();
+    EXPECT_TRUE(locked.get());
+    EXPECT_TRUE(unlockFile(own.get()));
+}
+
+TEST_F(FileContractTest, LocksOfOneProcessExcludeEachOtherToo)
+{
+    const Opened first(path, kReadOperation);
+    const Opened second(path, kReadOperation);
+    ASSERT_TRUE(lockFile(first.get(), true));
+    EXPECT_FALSE(lockFile(second.get(), false));
+    ASSERT_TRUE(unlockFile(first.get()));
+    EXPECT_TRUE(lockFile(second.get(), false));
+}
+
+TEST_F(FileContractTest, WhatIsNotLockedCannotBeUnlocked)
+{
+    const Opened own(path, kReadOperation);
+    EXPECT_FALSE(unlockFile(own.get()));
+}
+
+TEST_F(FileContractTest, ClosingAFileUnlocksIt)
+{
+    {
+        const Opened first(path, kReadOperation);
+        ASSERT_TRUE(lockFile(first.get(), true));
+    }
+    const Opened second(path, kReadOperation);
+    EXPECT_TRUE(lockFile(second.get(), false));
+}
+
+TEST_F(FileContractTest, WhatWasWrittenIsRead)
+{
+    const Opened file(path, kWriteOperation);
+    const std::string content("line\n\0\xFF\r\n", 9);
+    ASSERT_TRUE(write(file.get(), content));
+    EXPECT_EQ(contentOf(file.get()), content);
+}
+
+TEST_F(FileContractTest, TheFileEndsWhereItIsCutOff)
+{
+    const Opened file(path, kWriteOperation);
+    ASSERT_TRUE(write(file.get(), "a long content"));
+    EXPECT_EQ(SetFilePointer(file.get(), 0, nullptr, FILE_BEGIN), 0U);
+    EXPECT_TRUE(SetEndOfFile(file.get()));
+    EXPECT_EQ(GetFileSize(file.get(), nullptr), 0U);
+    ASSERT_TRUE(write(file.get(), "short"));
+    EXPECT_EQ(contentOf(file.get()), "short");
+}
+
+TEST_F(FileContractTest, AReadBeyondTheEndIsShort)
+{
+    const Opened file(path, kReadOperation);
+    ASSERT_TRUE(write(file.get(), "abc"));
+    SetFilePointer(file.get(), 0, nullptr, FILE_BEGIN);
+    char buffer[10] = {};
+    DWORD count = 99;
+    EXPECT_TRUE(ReadFile(file.get(), buffer, sizeof(buffer), &count, nullptr));
+    EXPECT_EQ(count, 3U);
+}
+
+TEST_F(FileContractTest, OnlyWhatWasAskedForIsAllowed)
+{
+    DWORD count = 0;
+    char buffer[1] = {};
+    const Opened reader(path, {"r", "rw"});
+    EXPECT_FALSE(write(reader.get(), "x"));
+    const Opened writer(path, {"w", "rw"});
+    EXPECT_TRUE(write(writer.get(), "x"));
+    EXPECT_FALSE(ReadFile(writer.get(), buffer, sizeof(buffer), &count, nullptr));
+}
+
+TEST_F(FileContractTest, AnExistingFileKeepsItsContentWhenItIsOpened)
+{
+    {
+        const Opened file(path, kWriteOperation);
+        ASSERT_TRUE(write(file.get(), "kept"));
+    }
+    const Opened file(path, kReadOperation);
+    EXPECT_EQ(contentOf(file.get()), "kept");
+}
+
+TEST_F(FileContractTest, ADirectoryIsNoFile)
+{
+    EXPECT_FALSE(Opened(folder.path(), kReadOperation).isOpen());
+    EXPECT_FALSE(Opened(folder.path(), kWriteOperation).isOpen());
+}
+
+TEST_F(FileContractTest, AMissingFolderIsNotMade)
+{
+    EXPECT_FALSE(Opened(folder.file("missing\\file.bin"), kReadOperation).isOpen());
+}
+
+TEST_F(FileContractTest, PathsThatNoSystemTakesAreRefused)
+{
+    EXPECT_FALSE(Opened("", kReadOperation).isOpen());
+    EXPECT_FALSE(Opened(folder.file(std::string(5000, 'x')), kReadOperation).isOpen());
+    EXPECT_FALSE(Opened(folder.file(std::string(70000, 'x')), kReadOperation).isOpen());
+}
+
+TEST_F(FileContractTest, AClosedFileIsNone)
+{
+    HANDLE const file = openFile(path, kReadOperation);
+    ASSERT_TRUE(CloseHandle(file));
+    EXPECT_EQ(GetFileSize(file, nullptr), INVALID_FILE_SIZE);
+    EXPECT_FALSE(lockFile(file, false));
+    EXPECT_FALSE(SetEndOfFile(file));
+    EXPECT_FALSE(CloseHandle(file));
+}
+
+TEST_F(FileContractTest, BothSeparatorsNameTheSameFile)
+{
+    {
+        const Opened file(folder.path() + "\\both.bin", kWriteOperation);
+        ASSERT_TRUE(write(file.get(), "one file"));
+    }
+    const Opened file(folder.path() + "/both.bin", kReadOperation);
+    EXPECT_EQ(contentOf(file.get()), "one file");
+}
+
+TEST_F(FileContractTest, ByteAboveAsciiNamesAFileOfItsOwn)
+{
+    const std::string wide = folder.file("caf\xE9.bin");
+    const std::string other = folder.file("caf\xE8.bin");
+    {
+        const Opened file(wide, kWriteOperation);
+        ASSERT_TRUE(file.isOpen());
+        ASSERT_TRUE(write(file.get(), "e9"));
+    }
+    const Opened same(wide, kReadOperation);
+    const Opened another(other, kReadOperation);
+    EXPECT_EQ(contentOf(same.get()), "e9");
+    EXPECT_EQ(contentOf(another.get()), "");
+}
+
+TEST(TemporaryPathTest, EndsInABackslash)
+{
+    char buffer[260] = {};
+    const DWORD length = GetTempPathA(sizeof(buffer), buffer);
+    ASSERT_GT(length, 0U);
+    ASSERT_LT(length, sizeof(buffer));
+    EXPECT_EQ(std::string(buffer).size(), length);
+    EXPECT_EQ(buffer[length - 1], '\\');
+    EXPECT_EQ(GetTempPathA(length, buffer), length + 1) << "without room for the end it says what it needs";
+}
+
+} // namespace
