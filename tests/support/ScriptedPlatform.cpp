@@ -1,6 +1,9 @@
 #include "support/ScriptedPlatform.h"
 
+#include "support/CallText.h"
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -15,6 +18,8 @@ namespace {
 ScriptedPlatform* current = nullptr;
 thread_local DWORD lastError = 0;
 
+} // namespace
+
 ScriptedPlatform& platform()
 {
     if (current == nullptr) {
@@ -24,50 +29,7 @@ ScriptedPlatform& platform()
     return *current;
 }
 
-std::string hex(std::uint64_t value)
-{
-    char text[32] = {};
-    std::snprintf(text, sizeof(text), "0x%llx", static_cast<unsigned long long>(value));
-    return text;
-}
-
-/// The text in quotes; a unit outside ASCII as \uXXXX and a NUL as \0, so that it reads the same everywhere.
-std::string quoted(const std::u16string& text)
-{
-    std::string out = "\"";
-    for (const char16_t unit : text) {
-        if (unit >= 0x20 && unit < 0x7F) {
-            out += static_cast<char>(unit);
-            continue;
-        }
-        char escape[8] = {};
-        std::snprintf(escape, sizeof(escape), "\\u%04X", static_cast<unsigned int>(unit));
-        out += unit == u'\r' ? "\\r" : unit == u'\n' ? "\\n" : unit == 0 ? "\\0" : escape;
-    }
-    return out + "\"";
-}
-
-std::string quoted(const WCHAR* text)
-{
-    return text == nullptr ? "null" : quoted(std::u16string(text));
-}
-
-std::string bytes(const void* data, std::size_t size)
-{
-    if (data == nullptr) {
-        return "null";
-    }
-    const auto* const text = static_cast<const char*>(data);
-    std::u16string units;
-    std::transform(text, text + size, std::back_inserter(units),
-                   [](char byte) { return static_cast<char16_t>(static_cast<unsigned char>(byte)); });
-    return quoted(units);
-}
-
-std::string pointer(const void* value)
-{
-    return value == nullptr ? "null" : "set";
-}
+namespace {
 
 /// How many bytes a UTF-8 sequence with this first byte has, or 0.
 int sequenceLength(unsigned char lead)
@@ -225,6 +187,15 @@ std::string ScriptedPlatform::nameOf(HINTERNET handle)
     }
     misuse.emplace_back("a call on a handle that is not open");
     return "closed";
+}
+
+bool ScriptedPlatform::enterRuntime(const std::string& name, const std::string& arguments)
+{
+    if (enter(name, arguments)) {
+        return true;
+    }
+    errno = static_cast<int>(lastError);
+    return false;
 }
 
 BOOL ScriptedPlatform::close(HINTERNET handle)

@@ -5,6 +5,8 @@
 #include <cstddef>
 #include <deque>
 #include <map>
+#include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -55,6 +57,22 @@ public:
     /// Deliver the handle-closing notification inside WinHttpCloseHandle.
     bool deliversHandleClosing = true;
 
+    // The scripted file system: one file, whatever its name.
+
+    std::string fileContent;
+
+    /// Reads and writes that succeed move so many bytes less than they could.
+    DWORD missingBytes = 0;
+
+    /// What Stat finds. MakeDirectory adds to it.
+    std::set<std::string> existing;
+
+    std::string temporaryFolder = "C:\\Temp\\";
+
+    /// What GetTempPathA returns instead of its length.
+    std::optional<DWORD> temporaryFolderResult;
+    std::map<std::string, std::string> environment;
+
     // Notifications, delivered on the calling thread. The context is that of the last request that was sent.
 
     void deliverSendComplete();
@@ -83,6 +101,8 @@ public:
 
     /// Keeps the call; false, with the last error set, if it is to fail.
     bool enter(const std::string& name, const std::string& arguments);
+    /// As enter, for calls that leave their failure in errno.
+    bool enterRuntime(const std::string& name, const std::string& arguments);
     HINTERNET open(const std::string& kind);
     std::string nameOf(HINTERNET handle);
     BOOL close(HINTERNET handle);
@@ -118,5 +138,8 @@ private:
     void* readBuffer = nullptr;
     DWORD readSize = 0;
 };
+
+/// The one that lives now.
+ScriptedPlatform& platform();
 
 } // namespace LumTests

@@ -3,6 +3,7 @@
 #include "common/networking/LumNetworkingError.h"
 #include "common/utils/LumError.h"
 #include "common/utils/LumLog.h"
+#include "common/utils/LumPlatformMessage.h"
 #include "common/utils/LumTextUtils.h"
 
 #include <any>
@@ -11,9 +12,6 @@
 namespace LumNetworking::LibLumNetworkingWinUtils {
 
 namespace {
-
-/// The neutral language with its default sub-language.
-constexpr DWORD kNeutralLanguage = 0x400;
 
 bool setDwordOption(HINTERNET request, DWORD option, DWORD value)
 {
@@ -50,15 +48,7 @@ std::string GetWinHttpErrorDescription(DWORD& codeOut)
 {
     codeOut = GetLastError();
     const HMODULE module = LoadLibraryW(LumUtils::utf8ToUtf16("winhttp.dll").c_str());
-    char* text = nullptr;
-    const DWORD flags = FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_HMODULE |
-                        FORMAT_MESSAGE_FROM_SYSTEM;
-    // With the allocate flag the call takes the address of a pointer where it else takes a buffer.
-    const DWORD length =
-        FormatMessageA(flags, module, codeOut, kNeutralLanguage, reinterpret_cast<LPSTR>(&text), 0, nullptr);
-    std::string description =
-        length != 0 ? LumUtils::trimString(std::string(text, length)) : "Unknown error code " + std::to_string(codeOut);
-    LocalFree(text);
+    std::string description = LumUtils::platformMessage(codeOut, FORMAT_MESSAGE_FROM_HMODULE, module);
     FreeLibrary(module);
     return description;
 }

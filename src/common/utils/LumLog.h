@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <memory>
+#include <string>
 #include <type_traits>
 
 /// The one way in which the library logs.
@@ -16,6 +17,9 @@
 /// it. The level is the name of the delegate's operation without "log". The delegate is kept alive for the call; an
 /// empty one logs nothing. A format that does not match its values does not compile; a std::string is passed as its
 /// c_str().
+///
+/// LUM_LOG_TEXT logs a finished text: it is the message, whatever it holds, and has no values. LUM_TRY_LOG and
+/// LUM_TRY_LOG_TEXT are for operations that must not throw: the record is lost if the delegate throws.
 
 namespace LumUtils {
 
@@ -199,6 +203,17 @@ void logRecord(const std::shared_ptr<ILumUtilsLoggerDelegate>& logger, LogOperat
     }
 }
 
+/// The format without conversions that formats to this text.
+inline std::string formatOfText(const std::string& text)
+{
+    std::string format;
+    format.reserve(text.size());
+    for (const char character : text) {
+        format.append(character == '%' ? 2U : 1U, character);
+    }
+    return format;
+}
+
 } // namespace LumUtils
 
 // The traditional preprocessor of one compiler hands __VA_ARGS__ on as a single argument unless it is expanded once
@@ -221,3 +236,23 @@ void logRecord(const std::shared_ptr<ILumUtilsLoggerDelegate>& logger, LogOperat
     LUM_LOG_FROM(logger, level, __FILE__, function, line, __VA_ARGS__)
 
 #define LUM_LOG(logger, level, function, ...) LUM_LOG_AT(logger, level, function, __LINE__, __VA_ARGS__)
+
+#define LUM_LOG_TEXT(logger, level, function, text)                                                                    \
+    ::LumUtils::logRecord(logger, &::LumUtils::ILumUtilsLoggerDelegate::log##level, __FILE__, function, __LINE__,      \
+                          ::LumUtils::formatOfText(text).c_str())
+
+#define LUM_TRY_LOG(logger, level, function, ...)                                                                      \
+    do {                                                                                                               \
+        try {                                                                                                          \
+            LUM_LOG(logger, level, function, __VA_ARGS__);                                                             \
+        } catch (...) {                                                                                                \
+        }                                                                                                              \
+    } while (false)
+
+#define LUM_TRY_LOG_TEXT(logger, level, function, text)                                                                \
+    do {                                                                                                               \
+        try {                                                                                                          \
+            LUM_LOG_TEXT(logger, level, function, text);                                                               \
+        } catch (...) {                                                                                                \
+        }                                                                                                              \
+    } while (false)
