@@ -385,6 +385,12 @@ BOOL FreeLibrary(HMODULE module)
     return platform().enter("FreeLibrary", LumTests::pointer(module)) ? platform().freeModule(module) : FALSE;
 }
 
+BOOL GetModuleHandleExW(DWORD flags, const WCHAR* /*address*/, HMODULE* module)
+{
+    *module = nullptr;
+    return platform().enter("GetModuleHandleExW", LumTests::hex(flags)) ? TRUE : FALSE;
+}
+
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, WCHAR* buffer, int size)
 {
     using namespace LumTests;

@@ -22,8 +22,9 @@
 /// | SetEndOfFile               | cuts the file off at its position                                                        |
 /// | CloseHandle                | an open file                                                                             |
 /// | GetTempPathA               | a buffer; the path is TMPDIR's or /tmp, and ends in a backslash                          |
-/// | MultiByteToWideChar        | CP_UTF8 with MB_ERR_INVALID_CHARS                                                        |
-/// | WideCharToMultiByte        | CP_UTF8 with WC_ERR_INVALID_CHARS                                                        |
+/// | GetModuleHandleExW         | PIN and FROM_ADDRESS                                                                     |
+/// | MultiByteToWideChar        | CP_UTF8 with MB_ERR_INVALID_CHARS; CP_THREAD_ACP, which is UTF-8, with or without it     |
+/// | WideCharToMultiByte        | CP_UTF8 with WC_ERR_INVALID_CHARS; CP_THREAD_ACP, as strict, with WC_NO_BEST_FIT_CHARS   |
 /// | WinHttpOpen                | automatic proxy, no agent, no proxy name, no bypass list, asynchronous                   |
 /// | WinHttpSetStatusCallback   | a session; any of the notifications below                                                |
 /// | WinHttpConnect             | a host name or an address, IPv6 with or without brackets; port 0 is the scheme's         |
@@ -43,9 +44,8 @@
 /// (directories EISDIR). Locks and share modes are heeded by the opens of this layer; they stop no other program. The
 /// file calls may be made on any thread; closing a handle while a call uses it takes effect when that call ends.
 ///
-/// WinHTTP and text calls leave the reference platform's,
-/// so that a host sees one number for one failure on every system; FormatMessageA has their texts when it is given the
-/// WinHTTP module.
+/// WinHTTP, text and module calls leave the reference platform's numbers, so that a host sees one number for one
+/// failure on every system; FormatMessageA has the texts of the first two when it is given the WinHTTP module.
 
 #include <cstddef>
 #include <cstdint>
@@ -81,6 +81,8 @@ constexpr DWORD ERROR_INVALID_HANDLE = 6;
 constexpr DWORD ERROR_NOT_ENOUGH_MEMORY = 8;
 constexpr DWORD ERROR_INVALID_PARAMETER = 87;
 constexpr DWORD ERROR_INSUFFICIENT_BUFFER = 122;
+constexpr DWORD ERROR_MOD_NOT_FOUND = 126;
+constexpr DWORD ERROR_INVALID_FLAGS = 1004;
 constexpr DWORD ERROR_NO_UNICODE_TRANSLATION = 1113;
 
 constexpr DWORD ERROR_WINHTTP_TIMEOUT = 12002;
@@ -141,9 +143,16 @@ BOOL SetEndOfFile(HANDLE file);
 BOOL CloseHandle(HANDLE handle);
 DWORD GetTempPathA(DWORD size, LPSTR buffer);
 
+constexpr DWORD GET_MODULE_HANDLE_EX_FLAG_PIN = 0x1;
+constexpr DWORD GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS = 0x4;
+
+BOOL GetModuleHandleExW(DWORD flags, const WCHAR* address, HMODULE* module);
+
+constexpr UINT CP_THREAD_ACP = 3;
 constexpr UINT CP_UTF8 = 65001;
 constexpr DWORD MB_ERR_INVALID_CHARS = 0x08;
 constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;
+constexpr DWORD WC_NO_BEST_FIT_CHARS = 0x400;
 
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, WCHAR* buffer, int size);
 int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* text, int length, char* buffer, int size,

@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <type_traits>
 
 namespace {
 
 constexpr char32_t kInvalid = 0xFFFFFFFF;
 constexpr char32_t kHighestCodePoint = 0x10FFFF;
+constexpr char32_t kReplacement = 0xFFFD;
 
 bool isContinuation(unsigned char byte)
 {
@@ -56,6 +59,18 @@ char32_t readUtf8(const char*& text, const char* end)
     }
     const bool isScalar = codePoint >= kSmallest[count] && codePoint <= kHighestCodePoint && !isSurrogate(codePoint);
     return isScalar ? codePoint : kInvalid;
+}
+
+/// As readUtf8, with the replacement character for each byte that is not part of valid text.
+char32_t readUtf8Replacing(const char*& text, const char* end)
+{
+    const char* const next = text + 1;
+    const char32_t codePoint = readUtf8(text, end);
+    if (codePoint == kInvalid) {
+        text = next;
+        return kReplacement;
+    }
+    return codePoint;
 }
 
 /// Reads one code point and steps over it; kInvalid for an unpaired surrogate.
@@ -139,7 +154,7 @@ int convert(char32_t (*read)(const From*&, const From*), int (*encode)(char32_t,
             int length, To* buffer, int size)
 {
     const From* const end = text + length;
-    int total = 0;
+    std::int64_t total = 0;
     while (text != end) {
         if (const int count = asciiLength(text, end); count > 0) {
             if (size > 0 && size - total < count) {
@@ -169,26 +184,41 @@ int convert(char32_t (*read)(const From*&, const From*), int (*encode)(char32_t,
         }
         total += count;
     }
-    return total;
+    if (total > std::numeric_limits<int>::max()) {
+        SetLastError(ERROR_INSUFFICIENT_BUFFER);
+        return 0;
+    }
+    return static_cast<int>(total);
+}
+
+bool canDecode(UINT codePage, DWORD flags)
+{
+    return (codePage == CP_UTF8 && flags == MB_ERR_INVALID_CHARS) ||
+           (codePage == CP_THREAD_ACP && (flags == MB_ERR_INVALID_CHARS || flags == 0));
+}
+
+bool canEncode(UINT codePage, DWORD flags)
+{
+    return (codePage == CP_UTF8 && flags == WC_ERR_INVALID_CHARS) ||
+           (codePage == CP_THREAD_ACP && flags == WC_NO_BEST_FIT_CHARS);
 }
 
 } // namespace
 
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, WCHAR* buffer, int size)
 {
-    if (codePage != CP_UTF8 || flags != MB_ERR_INVALID_CHARS || text == nullptr || length <= 0 || size < 0) {
+    if (!canDecode(codePage, flags) || text == nullptr || length <= 0 || size < 0) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
     }
-    return convert(readUtf8, encodeUtf16, text, length, buffer, size);
+    return convert(flags == 0 ? readUtf8Replacing : readUtf8, encodeUtf16, text, length, buffer, size);
 }
 
 int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* text, int length, char* buffer, int size,
                         const char* defaultCharacter, BOOL* usedDefault)
 {
     const bool hasDefault = defaultCharacter != nullptr || usedDefault != nullptr;
-    if (codePage != CP_UTF8 || flags != WC_ERR_INVALID_CHARS || text == nullptr || length <= 0 || size < 0 ||
-        hasDefault) {
+    if (!canEncode(codePage, flags) || text == nullptr || length <= 0 || size < 0 || hasDefault) {
         SetLastError(ERROR_INVALID_PARAMETER);
         return 0;
     }

@@ -24,6 +24,7 @@ constexpr bool kTakesInterimForFinal = false;
 constexpr bool kFailsWherePostBecomesGet = false;
 constexpr bool kServesThousandAtOnce = true;
 constexpr std::size_t kRequestsInARow = 100000;
+constexpr std::size_t kProxiedRequestsInARow = 20000;
 constexpr std::size_t kDescriptorSlack = 4;
 
 } // namespace LumTests::Quirks

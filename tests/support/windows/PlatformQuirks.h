@@ -57,4 +57,7 @@ constexpr std::size_t kRequestsInARow = 2000;
 /// Handles that the platform keeps for reuse.
 constexpr std::size_t kDescriptorSlack = 16;
 
+/// Threads take longer to start.
+constexpr std::size_t kProxiedRequestsInARow = 2000;
+
 } // namespace LumTests::Quirks
