@@ -23,6 +23,16 @@ Environment makeEnvironment(const ScriptedHttpServer& scripted, const ClosedPort
             {"LUM_TEST_NGINX_ROOT", nginx.Root().string()}};
 }
 
+void addProxies(Environment& environment, const SocksProxies& proxies)
+{
+    const SocksProxies::Ports& ports = proxies.PortNumbers();
+    environment.insert(environment.end(), {{"LUM_TEST_SOCKS_PORT", std::to_string(ports.open)},
+                                           {"LUM_TEST_SOCKS_PASSWORD_PORT", std::to_string(ports.password)},
+                                           {"LUM_TEST_SOCKS_DANTE_PORT", std::to_string(ports.dante)},
+                                           {"LUM_TEST_SOCKS_USER", SocksProxies::kUser},
+                                           {"LUM_TEST_SOCKS_PASSWORD", SocksProxies::kPassword}});
+}
+
 void exportEnvironment(const Environment& environment)
 {
     for (const auto& [name, value] : environment) {

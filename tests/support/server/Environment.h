@@ -4,6 +4,7 @@
 #include "support/server/FullPort.h"
 #include "support/server/NginxServer.h"
 #include "support/server/ScriptedHttpServer.h"
+#include "support/server/SocksProxies.h"
 
 #include <string>
 #include <utility>
@@ -16,6 +17,9 @@ using Environment = std::vector<std::pair<std::string, std::string>>;
 
 Environment makeEnvironment(const ScriptedHttpServer& scripted, const ClosedPort& closed, const FullPort& full,
                             const NginxServer& nginx);
+
+/// Adds where the proxies are.
+void addProxies(Environment& environment, const SocksProxies& proxies);
 
 /// Sets the variables for the programs that this process starts.
 void exportEnvironment(const Environment& environment);

@@ -1,6 +1,6 @@
 /// Starts servers for tests, runs a test program that talks to them, and ends them.
 ///
-///     lum_test_server [--] COMMAND [ARGUMENT...]
+///     lum_test_server [--proxies] [--] COMMAND [ARGUMENT...]
 ///
 /// exits with the command's exit code (128 and the number of the signal that ended it). Without a command it prints the
 /// environment and serves until SIGTERM or SIGINT. All ports are free ones of the loopback interface. Whatever ends
@@ -21,6 +21,16 @@
 /// | LUM_TEST_HTTPS_TRUSTED_PORT     | with a good certificate, signed by the test authority                          |
 /// | LUM_TEST_CA_FILE                | path of the test authority's certificate; no system trusts it                  |
 /// | LUM_TEST_NGINX_ROOT             | path of the tree that nginx serves                                             |
+///
+/// With --proxies there are SOCKS5 proxies too:
+///
+/// | variable                        | value                                                                          |
+/// |---------------------------------|--------------------------------------------------------------------------------|
+/// | LUM_TEST_SOCKS_PORT             | port of microsocks that lets everybody in, on 127.0.0.1, as all that follow    |
+/// | LUM_TEST_SOCKS_PASSWORD_PORT    | port of microsocks that asks for user and password                             |
+/// | LUM_TEST_SOCKS_USER             | the user                                                                       |
+/// | LUM_TEST_SOCKS_PASSWORD         | the password                                                                   |
+/// | LUM_TEST_SOCKS_DANTE_PORT       | port of dante that lets everybody in                                           |
 ///
 /// The scripted server's paths; any method is taken. Connections are kept alive where not said otherwise, and where the
 /// query does not hold "close":
@@ -69,6 +79,7 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
+#include <memory>
 
 #include <sys/resource.h>
 
@@ -110,17 +121,24 @@ int serveUntilSignalled(NginxServer& nginx)
     return 0;
 }
 
-int run(const std::vector<std::string>& command)
+int run(const std::vector<std::string>& command, bool wantsProxies)
 {
     raiseDescriptorLimit();
     blockSignals();
     // nginx is started before there are threads.
     const TemporaryFolder folder;
     NginxServer nginx(folder.Path());
+    std::unique_ptr<SocksProxies> proxies;
+    if (wantsProxies) {
+        proxies = std::make_unique<SocksProxies>(folder.Path());
+    }
     const ClosedPort closed;
     const FullPort full;
     const ScriptedHttpServer scripted;
-    const Environment environment = makeEnvironment(scripted, closed, full, nginx);
+    Environment environment = makeEnvironment(scripted, closed, full, nginx);
+    if (proxies) {
+        addProxies(environment, *proxies);
+    }
     exportEnvironment(environment);
     if (command.empty()) {
         printEnvironment(environment);
@@ -129,16 +147,25 @@ int run(const std::vector<std::string>& command)
     return runCommand(command);
 }
 
+/// Whether the first word is the given one, which is then taken away.
+bool takeFirst(std::vector<std::string>& words, const char* word)
+{
+    const bool isThere = !words.empty() && words.front() == word;
+    if (isThere) {
+        words.erase(words.begin());
+    }
+    return isThere;
+}
+
 } // namespace
 
 int main(int count, char** arguments)
 {
     std::vector<std::string> command(arguments + 1, arguments + count);
-    if (!command.empty() && command.front() == "--") {
-        command.erase(command.begin());
-    }
+    const bool wantsProxies = takeFirst(command, "--proxies");
+    takeFirst(command, "--");
     try {
-        return run(command);
+        return run(command, wantsProxies);
     } catch (const std::exception& exception) {
         std::fprintf(stderr, "lum_test_server: %s\n", exception.what());
         return 1;
