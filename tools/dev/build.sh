@@ -17,3 +17,21 @@ build_preset() {
         run_logged "$log" cmake --build --preset "$preset" -j "$(nproc)" "${targets[@]}"
     fi
 }
+
+# Where the managed builds go.
+MANAGED="$BUILD/managed/bin"
+
+# Without what would go on running after the command, and without its greetings.
+run_dotnet() {
+    DOTNET_CLI_TELEMETRY_OPTOUT=1 DOTNET_NOLOGO=1 DOTNET_CLI_USE_MSBUILD_SERVER=0 MSBUILDDISABLENODEREUSE=1 \
+        dotnet "$@"
+}
+
+# build_managed PROJECT [OPTION...]
+build_managed() {
+    local project="$1"
+    shift
+    say "Building $project"
+    run_logged "$LOGS/build-$(basename "$project" .csproj).log" \
+        run_dotnet build "$project" --configuration Release --nologo -p:UseSharedCompilation=false "$@"
+}

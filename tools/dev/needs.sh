@@ -108,8 +108,25 @@ has_git() { has_command git; }
 define_need cpprest "the headers of cpprestsdk, for comparison" "libcpprest-dev"
 has_cpprest() { has_header cpprest/http_client.h; }
 
+define_need dotnet "the .NET SDK, 10 or newer, as the command dotnet" ""
+has_dotnet() { has_command dotnet && dotnet --list-sdks 2>/dev/null | grep -qE '^[1-9][0-9]+\.'; }
+
+# The compiler's view of the framework that the assembly is for; the SDK fetches it as a package.
+define_need netstandard "the package NETStandard.Library 2.0.3 (dotnet restore fetches it)" ""
+has_netstandard() { has_one_of "${NUGET_PACKAGES:-${HOME:-}/.nuget/packages}/netstandard.library/2.0.3"; }
+
+define_need mono "Mono with its netstandard facade" "mono-devel"
+has_mono() { has_command mono && has_one_of /usr/lib/mono/4.5/Facades/netstandard.dll; }
+
+define_need microsocks "the SOCKS5 proxy microsocks" "microsocks"
+has_microsocks() { has_command microsocks; }
+
+define_need dante "the SOCKS5 proxy dante" "dante-server"
+has_dante() { has_command danted; }
+
 LINUX_BUILD=(compiler cmake ninja googletest libcurl json)
 TEST_SERVERS=(nginx openssl certificates)
+MANAGED_BUILD=(dotnet netstandard)
 
 # clang_tool NAME: the command of the version that the project is checked with.
 clang_tool() {
@@ -170,6 +187,10 @@ fill_needs() {
     if [[ " ${missing[*]} " == *" json "* ]] && is_debian_12; then
         say "Fetching nlohmann json into build/deps"
         run_logged "$LOGS/json.log" unpack_json || true
+    fi
+    if [[ " ${missing[*]} " == *" netstandard "* ]] && has_dotnet; then
+        say "Fetching NETStandard.Library"
+        run_logged "$LOGS/netstandard.log" run_dotnet restore src/Windows/Cli/LumUtilsWinCli.csproj || true
     fi
 }
 

@@ -1,16 +1,18 @@
 # shellcheck shell=bash
 # The test suites: what each needs, which programs it runs and how. A new suite is a row in each table.
 
-SUITES=(linux windows-x86 windows-x64)
+SUITES=(linux managed windows-x86 windows-x64)
 
 declare -A SUITE_NEEDS=(
     [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]}"
+    [managed]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${MANAGED_BUILD[*]} mono microsocks dante"
     [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 wine wine_tls wine32 wine32_tls"
     [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 wine wine_tls"
 )
 
 declare -A SUITE_RUNNER=(
     [linux]=run_linux_suite
+    [managed]=run_managed_suite
     [windows-x86]=run_windows_suite
     [windows-x64]=run_windows_suite
 )
@@ -23,7 +25,7 @@ declare -A SUITE_PROGRAMS=(
 
 # Programs that talk to servers are started by the command that starts the servers, and may take this many seconds.
 declare -A PROGRAM_NEEDS_SERVERS=([lum_posix_tests]=1 [lum_platform_tests]=1 [lum_transport_tests]=1)
-declare -A PROGRAM_LIMIT=([lum_transport_tests]=1200 [lum_scripted_tests]=600)
+declare -A PROGRAM_LIMIT=([managed]=600 [lum_transport_tests]=1200 [lum_scripted_tests]=600)
 USUAL_LIMIT=300
 # A sanitizer makes a program slower.
 LIMIT_FACTOR=1
@@ -62,6 +64,20 @@ run_linux_suite() {
     for program in ${SUITE_PROGRAMS[linux]}; do
         run_suite_program "$suite" "$preset" "$program" "" ""
     done
+}
+
+# run_managed_suite NAME: the same program on both runtimes.
+run_managed_suite() {
+    local suite="$1" native="$BUILD/linux-x64" program="$MANAGED/LumManagedTests/release/LumManagedTests"
+    local starter=("$TEST_SERVER" --proxies -- env "LD_LIBRARY_PATH=$native/src:$native/tests/managed/native")
+    build_or_fail "$suite" linux-x64 lum_test_server lumutilsWinCli_shared lum_managed_native || return 0
+    if ! build_managed tests/managed/LumManagedTests.csproj; then
+        add_failure "$suite - (the managed tests do not build)"
+        return 0
+    fi
+    run_program "$suite/dotnet" "$(limit_of managed)" "" "${starter[@]}" \
+        dotnet exec --runtimeconfig "$program.runtimeconfig.json" "$program.dll"
+    run_program "$suite/mono" "$(limit_of managed)" "" "${starter[@]}" mono "$program.dll"
 }
 
 # run_windows_suite NAME, which is also its preset.

@@ -1,15 +1,20 @@
 using System;
+using System.Runtime.CompilerServices;
 using System.Runtime.ExceptionServices;
 using LumUtilsCli;
 
 namespace LumNetworkingCli
 {
     /// <summary>Creates native clients: lends the handles for the call, and throws what the call brings back.</summary>
+    /// <remarks>
+    /// To be called when <see cref="NativeLibrary.Require"/> has returned, and by no inlining before: a runtime may look
+    /// for the library when it compiles a method that calls into it.
+    /// </remarks>
     internal static unsafe class NativeFactory
     {
+        [MethodImpl(MethodImplOptions.NoInlining)]
         internal static IntPtr CreateWithManagedLogger(ILumUtilsLoggerDelegateCli? logger, ISocksHttpClientCli? client)
         {
-            NativeLibrary.Require();
             IntPtr loggerHandle = IntPtr.Zero;
             IntPtr clientHandle = IntPtr.Zero;
             try
@@ -30,9 +35,9 @@ namespace LumNetworkingCli
             }
         }
 
+        [MethodImpl(MethodImplOptions.NoInlining)]
         internal static IntPtr CreateWithNativeLogger(IntPtr logger, ISocksHttpClientCli? client)
         {
-            NativeLibrary.Require();
             IntPtr clientHandle = ObjectHandles.Allocate(client);
             try
             {

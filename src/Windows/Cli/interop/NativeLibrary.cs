@@ -1,4 +1,5 @@
 using System;
+using System.Runtime.CompilerServices;
 using System.Runtime.InteropServices;
 using System.Threading;
 
@@ -19,7 +20,8 @@ namespace LumNetworkingCli
         {
             if (!Volatile.Read(ref isReady))
             {
-                Load();
+                NativeLoader.TryLoadFromPackageFolders();
+                CheckVersion();
                 Volatile.Write(ref isReady, true);
             }
         }
@@ -33,9 +35,10 @@ namespace LumNetworkingCli
                 $"{NativeMethods.LumCliGetAbiVersion()}, but {Expectation()} needs binary interface {Abi.Version}.", path);
         }
 
-        private static void Load()
+        /// <summary>Not inlined: what it calls may be looked for as soon as its caller is compiled.</summary>
+        [MethodImpl(MethodImplOptions.NoInlining)]
+        private static void CheckVersion()
         {
-            NativeLoader.TryLoadFromPackageFolders();
             uint version;
             try
             {

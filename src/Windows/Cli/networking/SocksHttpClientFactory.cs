@@ -38,6 +38,7 @@ namespace LumNetworkingCli
         public static IntPtr CreateAsynchronousHttpClientWithSocksProxy(ILumUtilsLoggerDelegateCli logger,
                                                                         ISocksHttpClientCli socksHttpClientCli)
         {
+            NativeLibrary.Require();
             return NativeFactory.CreateWithManagedLogger(logger, socksHttpClientCli);
         }
 
@@ -56,6 +57,7 @@ namespace LumNetworkingCli
         public static IntPtr CreateAsynchronousHttpClientWithSocksProxy(NativeLoggerPointer logger,
                                                                         ISocksHttpClientCli socksHttpClientCli)
         {
+            NativeLibrary.Require();
             return NativeFactory.CreateWithNativeLogger(logger.Address, socksHttpClientCli);
         }
     }
