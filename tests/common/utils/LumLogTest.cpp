@@ -188,6 +188,33 @@ TEST_F(LumLogTest, ExceptionOfTheDelegatePropagates)
     EXPECT_EQ(throwing.use_count(), 1);
 }
 
+TEST_F(LumLogTest, FinishedTextIsTheMessageWhateverItHolds)
+{
+    const unsigned int line = __LINE__ + 1;
+    LUM_LOG_TEXT(logger, Warning, "f", "100 % of %s and %n%%");
+    const LogRecord record = onlyRecord();
+    EXPECT_EQ(record.level, LumLogLevel::Warning);
+    EXPECT_TRUE(LumTests::endsWithPath(record.file, "tests/common/utils/LumLogTest.cpp")) << record.file;
+    EXPECT_EQ(record.line, line);
+    EXPECT_EQ(record.message, "100 % of %s and %n%%");
+    recorder->clear();
+    LUM_LOG_TEXT(logger, Info, "f", std::string("plain"));
+    EXPECT_EQ(onlyRecord().format, "plain") << "as it is, without values";
+    LUM_LOG_TEXT(nullptr, Info, "f", "nowhere");
+}
+
+TEST_F(LumLogTest, TriedRecordOfAThrowingDelegateIsLost)
+{
+    LUM_TRY_LOG(logger, Info, "f", "%d", 5);
+    EXPECT_EQ(onlyRecord().message, "5");
+    recorder->clear();
+    LUM_TRY_LOG_TEXT(logger, Error, "f", "%d");
+    EXPECT_EQ(onlyRecord().message, "%d");
+    const std::shared_ptr<ILumUtilsLoggerDelegate> throwing = std::make_shared<ThrowingLogger>();
+    EXPECT_NO_THROW(LUM_TRY_LOG(throwing, Info, "f", "%d", 5));
+    EXPECT_NO_THROW(LUM_TRY_LOG_TEXT(throwing, Info, "f", "text"));
+}
+
 template <typename... Values>
 constexpr bool matches(const char* format)
 {

@@ -1,0 +1,235 @@
+#include "support/ProcessResources.h"
+#include "support/StorageTest.h"
+#include "support/TestFolder.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+using LumTests::asText;
+using LumUtils::LumLogLevel;
+
+/// What only files of this system do.
+class FileManagerPosixTest : public LumTests::StorageTest {
+protected:
+    std::string addFifo(const std::string& name)
+    {
+        EXPECT_EQ(mkfifo((folder.path() + "/" + name).c_str(), 0600), 0);
+        return folder / name;
+    }
+
+    LumTests::TestFolder folder;
+};
+
+TEST_F(FileManagerPosixTest, BothSeparatorsNameTheSameFile)
+{
+    const std::string slashes = folder.path() + "/sub/file";
+    EXPECT_TRUE(files.createDirectoriesToFileAtPath(folder / "sub\\file"));
+    EXPECT_TRUE(files.writeFileContent(folder / "sub\\file", "x"));
+    EXPECT_TRUE(files.doesFileExist(slashes));
+    EXPECT_EQ(asText(files.readFileContent(slashes)), "x");
+    EXPECT_EQ(asText(files.readFileContentWithLock(slashes, error)), "x");
+    EXPECT_TRUE(files.renameFile(slashes, folder / "sub\\other"));
+    EXPECT_TRUE(files.isDirectory(folder.path() + "/sub"));
+    EXPECT_TRUE(files.deleteFile(folder.path() + "/sub/other"));
+}
+
+TEST_F(FileManagerPosixTest, WhatLiesBelowAFileCannotBeChecked)
+{
+    folder.add("file", "x");
+    EXPECT_FALSE(files.doesFileExist(folder / "file\\below"));
+    expectError("doesFileExist", "Error checking file existence");
+    EXPECT_FALSE(files.createDirectoriesForPath(folder / "file\\below\\deeper"));
+    expectError("createDirectoriesForPath", "Failed to create directory at " + (folder / "file\\below") +
+                                                " errorCode = " + std::to_string(ENOTDIR));
+    EXPECT_FALSE(files.doesFileExist(folder / std::string(5000, 'a')));
+    expectError("doesFileExist", "Error checking file existence");
+}
+
+TEST_F(FileManagerPosixTest, FifoWithoutOtherEndIsNotWaitedFor)
+{
+    const std::string fifo = addFifo("fifo");
+    EXPECT_TRUE(files.doesFileExist(fifo));
+    EXPECT_TRUE(files.readFileContent(fifo).empty());
+    expectError("readFileContent", "Error opening file '" + fifo + "' for reading.");
+    EXPECT_FALSE(files.writeFileContent(fifo, "x"));
+    expectError("writeFileContent", "Error opening file '" + fifo + "' for writing.");
+    EXPECT_EQ(files.getFileSize(fifo), -1);
+    expectError("getFileSize", "Failed to open file " + fifo);
+    EXPECT_FALSE(files.copyFile(fifo, folder / "b"));
+    expectError("copyFile", "Failed to open source file " + fifo);
+    EXPECT_FALSE(files.copyFile(folder.add("a", "x"), fifo));
+    expectError("copyFile", "Failed to open destination file " + fifo);
+    EXPECT_TRUE(files.readFileContentWithLock(fifo, error).empty());
+    expectReported(1, "Error opening file '" + fifo + "' to acquire lock for reading.");
+    EXPECT_FALSE(files.writeFileContentWithLock(fifo, "x", error));
+    expectReported(1, "Error opening file '" + fifo + "' to acquire lock for writing.");
+}
+
+TEST_F(FileManagerPosixTest, FifoThatIsReadTakesWhatFits)
+{
+    const std::string fifo = addFifo("fifo");
+    const int reader = open((folder.path() + "/fifo").c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+    ASSERT_GE(reader, 0);
+    EXPECT_TRUE(files.writeFileContent(fifo, "content"));
+    expectRecord(LumLogLevel::Info, "writeFileContent", "Successfully wrote content to file " + fifo);
+    char buffer[32] = {};
+    EXPECT_EQ(read(reader, buffer, sizeof(buffer)), 7);
+    EXPECT_FALSE(files.writeFileContent(fifo, std::string(10000000, 'x'))) << "nobody makes room";
+    EXPECT_THAT(recorder->records().at(0).message,
+                testing::StartsWith("Exception occurred when writing to " + fifo + ": "));
+    close(reader);
+}
+
+TEST_F(FileManagerPosixTest, FullDeviceFailsTheWrite)
+{
+    EXPECT_FALSE(files.writeFileContent("/dev/full", "content"));
+    const std::vector<LumTests::LogRecord> records = recorder->records();
+    ASSERT_EQ(records.size(), 1U);
+    EXPECT_THAT(records[0].message, testing::StartsWith("Exception occurred when writing to /dev/full: "));
+    EXPECT_THAT(records[0].message, testing::HasSubstr("No space left on device"));
+    EXPECT_EQ(records[0].level, LumLogLevel::Error);
+    recorder->clear();
+    EXPECT_TRUE(files.writeFileContent("/dev/null", "content"));
+    recorder->clear();
+    EXPECT_FALSE(files.copyFile(folder.add("a", "content"), "/dev/full"));
+    expectError("copyFile", "Error occurred during file copy from " + (folder / "a") + " to /dev/full");
+    EXPECT_FALSE(files.writeFileContentWithLock("/dev/full", "x", error));
+    expectReported(1, "Error opening file '/dev/full' to acquire lock for writing.");
+}
+
+TEST_F(FileManagerPosixTest, FileThatEndsBeforeItsSizeIsNotRead)
+{
+    // The file says that it is a page long, whatever it holds.
+    const std::string path = "/sys/kernel/mm/transparent_hugepage/enabled";
+    std::ifstream shorter(path);
+    if (!shorter || std::filesystem::file_size(path) != 4096) {
+        GTEST_SKIP() << "the system has no file whose size is more than its content";
+    }
+    EXPECT_TRUE(files.readFileContent(path).empty());
+    expectError("readFileContent", "Error reading file '" + path + "'.");
+}
+
+TEST_F(FileManagerPosixTest, FileWithoutAnEndHasNoSize)
+{
+    const std::string path = "/proc/self/status";
+    EXPECT_TRUE(files.readFileContent(path).empty()) << "half a content, or none, would look like a whole one";
+    expectError("readFileContent", "Error opening file '" + path + "' for reading.");
+    EXPECT_EQ(files.getFileSize(path), -1);
+    expectError("getFileSize", "Failed to open file " + path);
+}
+
+TEST_F(FileManagerPosixTest, PlacesThatTakeNoFilesAreReported)
+{
+    EXPECT_FALSE(files.writeFileContent("/proc/none", "x"));
+    expectError("writeFileContent", "Error opening file '/proc/none' for writing.");
+    EXPECT_FALSE(files.deleteFile("/proc/self/status"));
+    expectError("deleteFile", "Error deleting file '/proc/self/status'");
+    EXPECT_FALSE(files.createDirectoriesForPath("/proc/none\\deeper"));
+    EXPECT_THAT(recorder->records().at(0).message,
+                testing::StartsWith("Failed to create directory at /proc/none errorCode = "));
+}
+
+TEST_F(FileManagerPosixTest, LineFeedsInAPathStay)
+{
+    const std::string path = folder / "one\ntwo\r";
+    EXPECT_TRUE(files.writeFileContent(path, "x"));
+    expectRecord(LumLogLevel::Info, "writeFileContent", "Successfully wrote content to file " + path);
+    EXPECT_EQ(asText(files.readFileContentWithLock(path, error)), "x");
+    recorder->clear();
+    EXPECT_FALSE(files.deleteFile(path + "\n"));
+    expectError("deleteFile", "Error deleting file '" + path + "\n'");
+    EXPECT_TRUE(files.deleteFile(path));
+}
+
+/// While it lives, a process of the system's user, who may do everything, is a user who may not.
+class OrdinaryUser {
+public:
+    OrdinaryUser() : before(geteuid())
+    {
+        constexpr uid_t kNobody = 65534;
+        if (before == 0) {
+            EXPECT_EQ(seteuid(kNobody), 0);
+        }
+    }
+    ~OrdinaryUser() { EXPECT_EQ(seteuid(before), 0); }
+    OrdinaryUser(const OrdinaryUser&) = delete;
+    OrdinaryUser& operator=(const OrdinaryUser&) = delete;
+
+private:
+    const uid_t before;
+};
+
+TEST_F(FileManagerPosixTest, FileWithoutWritePermissionIsReadButNotWritten)
+{
+    const std::string path = folder.add("a", "x");
+    ASSERT_EQ(chmod((folder.path() + "/a").c_str(), 0444), 0);
+    const OrdinaryUser user;
+    EXPECT_EQ(asText(files.readFileContent(path)), "x");
+    EXPECT_FALSE(files.writeFileContent(path, "y"));
+    expectError("writeFileContent", "Error opening file '" + path + "' for writing.");
+    EXPECT_TRUE(files.readFileContentWithLock(path, error).empty());
+    expectReported(1, "Error opening file '" + path + "' to acquire lock for reading.");
+    EXPECT_FALSE(files.writeFileContentWithLock(path, "y", error));
+    expectReported(1, "Error opening file '" + path + "' to acquire lock for writing.");
+    EXPECT_EQ(folder.contentOf("a"), "x");
+}
+
+TEST_F(FileManagerPosixTest, DirectoryWithoutPermissionsKeepsWhatItHolds)
+{
+    std::filesystem::create_directory(folder.where() / "closed");
+    const std::string path = folder.add("closed/a", "x");
+    ASSERT_EQ(chmod((folder.path() + "/closed").c_str(), 0), 0);
+    {
+        const OrdinaryUser user;
+        EXPECT_FALSE(files.doesFileExist(path));
+        expectError("doesFileExist", "Access denied to file: " + path);
+        EXPECT_FALSE(files.deleteFile(path));
+        expectError("deleteFile", "Error deleting file '" + path + "'");
+        EXPECT_FALSE(files.createDirectoriesForPath(folder / "closed\\sub"));
+        expectError("createDirectoriesForPath",
+                    "Failed to create directory at " + (folder / "closed\\sub") + " errorCode = 13");
+        EXPECT_FALSE(files.pathExists(path));
+        EXPECT_THAT(recorder->records().at(0).message,
+                    testing::StartsWith("Filesystem error checking if path exists '" + path + "': "));
+    }
+    ASSERT_EQ(chmod((folder.path() + "/closed").c_str(), 0700), 0);
+    EXPECT_EQ(folder.contentOf("closed/a"), "x");
+}
+
+TEST_F(FileManagerPosixTest, CopyOntoItselfAndAcrossLinksKeepsItsPromise)
+{
+    const std::string path = folder.add("a", "content");
+    EXPECT_TRUE(files.copyFile(path, path)) << "what is left of it is copied";
+    EXPECT_EQ(folder.contentOf("a"), "");
+    std::filesystem::create_symlink("nowhere", folder.where() / "dangling");
+    EXPECT_FALSE(files.doesFileExist(folder / "dangling"));
+    expectError("doesFileExist", "File does not exist: " + (folder / "dangling"));
+    EXPECT_TRUE(files.createDirectoriesForPath(folder / "dangling")) << "the name is taken";
+    expectSilent();
+}
+
+TEST_F(FileManagerPosixTest, NoDescriptorStaysOpen)
+{
+    const std::size_t before = LumTests::openDescriptorCount();
+    const std::string path = folder.add("a", std::string(100, 'x'));
+    for (int round = 0; round < 100; ++round) {
+        files.readFileContent(path);
+        files.readFileContent(folder.path());
+        files.writeFileContent("/dev/full", "x");
+        files.copyFile(path, "/dev/full");
+        files.copyFile(path, folder.path());
+        files.getFileSize("/proc/self/status");
+    }
+    EXPECT_EQ(LumTests::openDescriptorCount(), before);
+}
+
+} // namespace

@@ -1,0 +1,10 @@
+#pragma once
+
+/// What the tests of the file manager expect of the system.
+
+namespace LumTests::StorageFacts {
+
+/// What a line feed becomes in a file that is written as text.
+constexpr const char* kLineEnd = "\r\n";
+
+} // namespace LumTests::StorageFacts
