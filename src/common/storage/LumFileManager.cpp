@@ -44,7 +44,8 @@ bool open(FileStream& file, const std::string& path, FileStream::Mode mode)
     return isWhole(path) && file.open(path, mode);
 }
 
-/// Whether the runtime's call, which returns 0 for success, succeeds. It may lack the memory for its path.
+/// Whether the runtime's call, which returns 0 for success, succeeds; else errno says why not, also if it lacks the
+/// memory for its path.
 template <typename Call>
 bool succeeds(Call call)
 {
@@ -90,11 +91,12 @@ bool readWhole(FileStream& file, std::vector<char>& content)
     return true;
 }
 
-/// As readWhole; a size that there is no memory for cannot be read.
-bool tryReadWhole(FileStream& file, std::vector<char>& content)
+/// Whether an operation succeeds. One that lacks the memory for what it moves does not.
+template <typename Operation>
+bool succeedsWithMemory(Operation operation)
 {
     try {
-        return readWhole(file, content);
+        return operation();
     } catch (const std::exception&) {
         return false;
     }
@@ -112,10 +114,7 @@ void writeWhole(FileStream& file, const std::string& content)
 /// Moves all that the source has to the destination.
 bool moveContent(FileStream& source, FileStream& destination)
 {
-    const std::unique_ptr<char[]> buffer(new (std::nothrow) char[kStep]);
-    if (!buffer) {
-        return false;
-    }
+    const std::unique_ptr<char[]> buffer(new char[kStep]);
     std::int64_t count = 0;
     while ((count = source.read(buffer.get(), kStep)) > 0) {
         if (!destination.write(buffer.get(), static_cast<std::size_t>(count))) {
@@ -200,7 +199,7 @@ std::vector<char> LumFileManager::readFileContent(const std::string& path)
     if (!open(file, path, FileStream::Mode::Read)) {
         LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::readFileContent",
                     "Error opening file '%s' for reading.", path.c_str());
-    } else if (!tryReadWhole(file, content)) {
+    } else if (!succeedsWithMemory([&] { return readWhole(file, content); })) {
         LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::readFileContent", "Error reading file '%s'.",
                     path.c_str());
         content.clear();
@@ -244,7 +243,7 @@ bool LumFileManager::copyFile(const std::string& source, const std::string& dest
                     destination.c_str());
         return false;
     }
-    if (!moveContent(from, to)) {
+    if (!succeedsWithMemory([&] { return moveContent(from, to); })) {
         LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::copyFile",
                     "Error occurred during file copy from %s to %s", source.c_str(), destination.c_str());
         return false;

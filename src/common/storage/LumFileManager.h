@@ -95,7 +95,7 @@ public:
     /// waiting, while a write of these operations has the file open (code 1) or somebody holds an exclusive lock (4).
     ///
     /// `errorOut` is emptied first, so that after the call it tells an empty file from a failure: codes 1 (open),
-    /// 4 (lock), 5 (read) and 8 (size, also of 4 GiB and more). Success is logged at Info.
+    /// 4 (lock), 5 (read) and 8 (size). Files of 4 GiB and more are not supported. Success is logged at Info.
     ///
     /// The path's bytes are widened one by one, with their sign and with no character set: only ASCII paths name the
     /// file that other programs know under that name.

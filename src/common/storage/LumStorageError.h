@@ -25,10 +25,10 @@ constexpr int kReadFailed = 5;
 /// Write: the write failed, or fewer bytes were written than given, or more were given than one write takes.
 constexpr int kWriteFailed = 6;
 
-/// Write: the lock could not be released. The content has been written.
+/// Write: the lock could not be released. It stands for a failed write too, if that was followed by this.
 constexpr int kUnlockFailed = 7;
 
-/// Read: the file's size could not be found, or is 4 GiB or more.
+/// Read: the file's size could not be found. On Linux that is so of files of 4 GiB and more.
 constexpr int kSizeFailed = 8;
 
 /// Write: the position could not be set to the start of the file, which is unchanged.
