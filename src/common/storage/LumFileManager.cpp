@@ -144,6 +144,38 @@ bool isThereOrMade(const std::string& path)
            errno == EEXIST;
 }
 
+/// What a wrapper said, or the text of what it threw.
+struct WrapperAnswer {
+    enum class Kind { Yes, No, FilesystemError, OtherException };
+
+    Kind kind;
+    std::string text;
+};
+
+/// The answer for something thrown; without memory for the text there is none.
+WrapperAnswer thrownAnswer(WrapperAnswer::Kind kind, const char* text)
+{
+    try {
+        return {kind, text};
+    } catch (const std::bad_alloc&) {
+        return {kind, {}};
+    }
+}
+
+template <typename Question>
+WrapperAnswer askWrapper(Question question)
+{
+    try {
+        return {question() ? WrapperAnswer::Kind::Yes : WrapperAnswer::Kind::No, {}};
+    } catch (const std::filesystem::filesystem_error& failure) {
+        return thrownAnswer(WrapperAnswer::Kind::FilesystemError, failure.what());
+    } catch (const std::exception& failure) {
+        return thrownAnswer(WrapperAnswer::Kind::OtherException, failure.what());
+    } catch (...) {
+        return thrownAnswer(WrapperAnswer::Kind::OtherException, "unknown exception");
+    }
+}
+
 } // namespace
 
 LumFileManager::LumFileManager(std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate> loggerDelegate,
@@ -313,22 +345,23 @@ bool LumFileManager::pathExists(const std::string& path)
         LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::pathExists", "Filesystem wrapper not initialized");
         return false;
     }
-    try {
-        if (filesystem->exists(path)) {
-            return true;
-        }
+    const WrapperAnswer answer = askWrapper([&] { return filesystem->exists(path); });
+    switch (answer.kind) {
+    case WrapperAnswer::Kind::Yes:
+        break;
+    case WrapperAnswer::Kind::No:
         LUM_TRY_LOG(logger, Info, "LumStorage::LumFileManager::pathExists", "Path does not exist: %s", path.c_str());
-    } catch (const std::filesystem::filesystem_error& failure) {
+        break;
+    case WrapperAnswer::Kind::FilesystemError:
         LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::pathExists",
-                    "Filesystem error checking if path exists '%s': %s", path.c_str(), failure.what());
-    } catch (const std::exception& failure) {
+                    "Filesystem error checking if path exists '%s': %s", path.c_str(), answer.text.c_str());
+        break;
+    case WrapperAnswer::Kind::OtherException:
         LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::pathExists",
-                    "Exception checking if path exists '%s': %s", path.c_str(), failure.what());
-    } catch (...) {
-        LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::pathExists",
-                    "Exception checking if path exists '%s': %s", path.c_str(), "unknown exception");
+                    "Exception checking if path exists '%s': %s", path.c_str(), answer.text.c_str());
+        break;
     }
-    return false;
+    return answer.kind == WrapperAnswer::Kind::Yes;
 }
 
 bool LumFileManager::isDirectory(const std::string& path)
@@ -337,23 +370,24 @@ bool LumFileManager::isDirectory(const std::string& path)
         LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::isDirectory", "Filesystem wrapper not initialized");
         return false;
     }
-    try {
-        if (filesystem->isDirectory(path)) {
-            return true;
-        }
+    const WrapperAnswer answer = askWrapper([&] { return filesystem->isDirectory(path); });
+    switch (answer.kind) {
+    case WrapperAnswer::Kind::Yes:
+        break;
+    case WrapperAnswer::Kind::No:
         LUM_TRY_LOG(logger, Info, "LumStorage::LumFileManager::isDirectory", "Path is not a directory: %s",
                     path.c_str());
-    } catch (const std::filesystem::filesystem_error& failure) {
+        break;
+    case WrapperAnswer::Kind::FilesystemError:
         LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::isDirectory",
-                    "Filesystem error checking if path is directory '%s': %s", path.c_str(), failure.what());
-    } catch (const std::exception& failure) {
+                    "Filesystem error checking if path is directory '%s': %s", path.c_str(), answer.text.c_str());
+        break;
+    case WrapperAnswer::Kind::OtherException:
         LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::isDirectory",
-                    "Exception checking if path is directory '%s': %s", path.c_str(), failure.what());
-    } catch (...) {
-        LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::isDirectory",
-                    "Exception checking if path is directory '%s': %s", path.c_str(), "unknown exception");
+                    "Exception checking if path is directory '%s': %s", path.c_str(), answer.text.c_str());
+        break;
     }
-    return false;
+    return answer.kind == WrapperAnswer::Kind::Yes;
 }
 
 void LumFileManager::setErrorAndLog(int code, unsigned int underlyingCode, const std::string& description,
