@@ -26,20 +26,44 @@ bool queryRawHeaders(HINTERNET request, WCHAR* buffer, DWORD& size)
                                WINHTTP_NO_HEADER_INDEX) != 0;
 }
 
-std::map<std::string, std::string> parseHeaderBlock(std::string_view block)
+/// Hands each field of the block to `addField`, name and value trimmed.
+template <typename AddField>
+void forEachField(std::string_view block, AddField addField)
 {
-    std::map<std::string, std::string> headers;
     while (!block.empty()) {
         const std::size_t end = block.find('\n');
         const std::string_view line = block.substr(0, end);
         const std::size_t colon = line.find(':');
         if (colon != std::string_view::npos) {
-            headers[std::string(LumUtils::trimView(line.substr(0, colon)))] =
-                LumUtils::trimView(line.substr(colon + 1));
+            addField(LumUtils::trimView(line.substr(0, colon)), LumUtils::trimView(line.substr(colon + 1)));
         }
         block.remove_prefix(end == std::string_view::npos ? block.size() : end + 1);
     }
-    return headers;
+}
+
+/// The raw header block as UTF-8; empty, with the error reported, on failure.
+std::string readHeaderBlock(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger, HINTERNET request,
+                            std::unique_ptr<LumUtils::ILumError>& errorOut)
+{
+    constexpr const char* kFunction = "GetResponseHeaders";
+    errorOut.reset();
+    DWORD size = 0;
+    if (queryRawHeaders(request, nullptr, size)) {
+        return {};
+    }
+    if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) {
+        ReportWinHttpError(logger, LumNetworkingErrorCode::kReceiveFailed, "WinHttpQueryHeaders", errorOut, __FILE__,
+                           kFunction, 95);
+        return {};
+    }
+    LumUtils::WideString block(size / sizeof(WCHAR), WCHAR{});
+    if (!queryRawHeaders(request, block.data(), size)) {
+        ReportWinHttpError(logger, LumNetworkingErrorCode::kReceiveFailed, "WinHttpQueryHeaders", errorOut, __FILE__,
+                           kFunction, 98);
+        return {};
+    }
+    block.resize(size / sizeof(WCHAR));
+    return LumUtils::utf16ToUtf8(block);
 }
 
 } // namespace
@@ -117,24 +141,19 @@ std::int32_t GetHttpStatusCode(const std::shared_ptr<LumUtils::ILumUtilsLoggerDe
 std::map<std::string, std::string> GetResponseHeaders(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger,
                                                       HINTERNET request, std::unique_ptr<LumUtils::ILumError>& errorOut)
 {
-    errorOut.reset();
-    DWORD size = 0;
-    if (queryRawHeaders(request, nullptr, size)) {
-        return {};
-    }
-    if (GetLastError() != ERROR_INSUFFICIENT_BUFFER) {
-        ReportWinHttpError(logger, LumNetworkingErrorCode::kReceiveFailed, "WinHttpQueryHeaders", errorOut, __FILE__,
-                           "GetResponseHeaders", 95);
-        return {};
-    }
-    LumUtils::WideString block(size / sizeof(WCHAR), WCHAR{});
-    if (!queryRawHeaders(request, block.data(), size)) {
-        ReportWinHttpError(logger, LumNetworkingErrorCode::kReceiveFailed, "WinHttpQueryHeaders", errorOut, __FILE__,
-                           "GetResponseHeaders", 98);
-        return {};
-    }
-    block.resize(size / sizeof(WCHAR));
-    return parseHeaderBlock(LumUtils::utf16ToUtf8(block));
+    std::map<std::string, std::string> headers;
+    forEachField(readHeaderBlock(logger, request, errorOut),
+                 [&](std::string_view name, std::string_view value) { headers[std::string(name)] = value; });
+    return headers;
+}
+
+bool ReadResponseHeaders(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger, HINTERNET request,
+                         HttpResponse& response, std::unique_ptr<LumUtils::ILumError>& errorOut)
+{
+    forEachField(readHeaderBlock(logger, request, errorOut), [&](std::string_view name, std::string_view value) {
+        response.headers[std::string(name)].assign(1, std::string(value));
+    });
+    return !errorOut;
 }
 
 } // namespace LumNetworking::LibLumNetworkingWinUtils

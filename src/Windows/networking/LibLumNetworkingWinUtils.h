@@ -1,5 +1,6 @@
 #pragma once
 
+#include "common/networking/HttpResponse.h"
 #include "common/utils/ILumError.h"
 #include "common/utils/ILumUtilsLoggerDelegate.h"
 #include "platform/LumPlatform.h"
@@ -50,6 +51,10 @@ std::int32_t GetHttpStatusCode(const std::shared_ptr<LumUtils::ILumUtilsLoggerDe
 std::map<std::string, std::string> GetResponseHeaders(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger,
                                                       HINTERNET request,
                                                       std::unique_ptr<LumUtils::ILumError>& errorOut);
+
+/// As GetResponseHeaders, but puts the fields into the response, as lists of one value each. False on failure.
+bool ReadResponseHeaders(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger, HINTERNET request,
+                         HttpResponse& response, std::unique_ptr<LumUtils::ILumError>& errorOut);
 
 } // namespace LibLumNetworkingWinUtils
 

@@ -261,27 +261,16 @@ void onSendRequestComplete(WinHttpAsyncContext& context)
 }
 
 /// The length that the server announced, or 0.
-std::uint64_t announcedLength(const Headers& headers)
+std::uint64_t announcedLength(const HttpResponse& response)
 {
-    const auto header = headers.find("Content-Length");
-    if (header == headers.end()) {
+    const auto header = response.headers.find("Content-Length");
+    if (header == response.headers.end()) {
         return 0;
     }
-    const std::string& text = header->second;
+    const std::string& text = header->second.front();
     std::uint64_t length = 0;
     std::from_chars(text.data(), text.data() + text.size(), length);
     return length;
-}
-
-/// Moves the fields over; they are ordered alike, so each goes to the end.
-void setHeaders(HttpResponse& response, Headers headers)
-{
-    while (!headers.empty()) {
-        auto field = headers.extract(headers.begin());
-        const auto added =
-            response.headers.emplace_hint(response.headers.end(), std::move(field.key()), std::vector<std::string>());
-        added->second.push_back(std::move(field.mapped()));
-    }
 }
 
 /// Puts status and headers into the response. False if the request has been completed with a failure instead.
@@ -293,18 +282,17 @@ bool readStatusAndHeaders(WinHttpAsyncContext& context)
         return false;
     }
     LUM_LOG_AT(context.logger, Info, kCallbackFunction, 105, "HTTP status code is %d", static_cast<int>(status));
-    Headers headers =
-        LibLumNetworkingWinUtils::GetResponseHeaders(context.logger, context.request.get(), context.error);
-    if (context.error) {
+    auto response = std::make_unique<HttpResponse>();
+    response->statusCode = static_cast<std::int32_t>(status);
+    if (!LibLumNetworkingWinUtils::ReadResponseHeaders(context.logger, context.request.get(), *response,
+                                                       context.error)) {
         LUM_LOG(context.logger, Error, kCallbackFunction, "Error occurred while querying headers: %s",
                 context.error->getDescription().c_str());
         context.CompleteAndRelease();
         return false;
     }
-    context.body.ExpectLength(announcedLength(headers));
-    context.response = std::make_unique<HttpResponse>();
-    context.response->statusCode = static_cast<std::int32_t>(status);
-    setHeaders(*context.response, std::move(headers));
+    context.body.ExpectLength(announcedLength(*response));
+    context.response = std::move(response);
     return true;
 }
 

@@ -24,6 +24,9 @@ constexpr std::chrono::milliseconds kAnswerDelay{20};
 
 constexpr int kEventsPerWait = 64;
 
+/// The end of a timer that is over already.
+constexpr std::chrono::steady_clock::time_point kNow = std::chrono::steady_clock::time_point::min();
+
 CURLM* newMultiHandle()
 {
     CURLM* const multi = curl_multi_init();
@@ -192,7 +195,7 @@ void HttpDriver::Drive(int limit)
 
 void HttpDriver::RunTimer()
 {
-    if (hasTimer && Clock::now() >= timerEnd) {
+    if (hasTimer && (timerEnd == kNow || Clock::now() >= timerEnd)) {
         hasTimer = false;
         int running = 0;
         curl_multi_socket_action(multi.get(), CURL_SOCKET_TIMEOUT, 0, &running);
@@ -228,6 +231,9 @@ int HttpDriver::WaitLimit(int limit) const
     }
     if (hasUnannounced) {
         end = std::min(end, announcementTime);
+    }
+    if (end == kNow) {
+        return 0;
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
     const int bounded = static_cast<int>(std::clamp<std::int64_t>(left, 0, 60000));
@@ -333,7 +339,8 @@ int HttpDriver::OnTimer(CURLM* /*multi*/, long milliseconds, void* self)
     auto& driver = *static_cast<HttpDriver*>(self);
     driver.hasTimer = milliseconds >= 0;
     if (driver.hasTimer) {
-        driver.timerEnd = Clock::now() + std::chrono::milliseconds(milliseconds);
+        // Most timers end at once: those need no look at the clock.
+        driver.timerEnd = milliseconds == 0 ? kNow : Clock::now() + std::chrono::milliseconds(milliseconds);
     }
     return 0;
 }

@@ -3,6 +3,7 @@
 #include "platform/posix/PosixPlatform.h"
 #include "platform/posix/winhttp/FifoQueue.h"
 
+#include <atomic>
 #include <cstddef>
 #include <memory>
 #include <mutex>
@@ -30,19 +31,32 @@ struct Notification {
 /// one, and the one that it is closing is the last.
 class HttpHandle : public std::enable_shared_from_this<HttpHandle> {
 public:
-    HttpHandle() = default;
+    enum class Kind { Session, Connection, Request };
+
+    explicit HttpHandle(Kind handleKind) : kind(handleKind) {}
     virtual ~HttpHandle() = default;
     HttpHandle(const HttpHandle&) = delete;
     HttpHandle& operator=(const HttpHandle&) = delete;
 
+    Kind GetKind() const { return kind; }
+
     /// The value by which the caller names this object; to be set before the handle is handed out.
     void SetValue(HINTERNET newValue) { value = newValue; }
+
+    /// The caller has closed the handle: its value names nothing any more.
+    void Invalidate() { isValid = false; }
+
+    /// The open handle of that value if the calling thread runs a callback for it, which keeps it alive; else null.
+    static HttpHandle* InCallback(HINTERNET value);
 
     /// Replaces the callback and returns the one before.
     WINHTTP_STATUS_CALLBACK SetCallback(WINHTTP_STATUS_CALLBACK newCallback, DWORD newMask);
 
     /// Called by an engine thread when the handle was scheduled.
     void Deliver();
+
+    /// Called by an engine thread before anything of a handle below this one is delivered.
+    void DeliverCreated();
 
     /// Whether the engine will soon have more for this handle, so that it is worth while to deliver on another thread.
     virtual bool IsStreaming() const { return false; }
@@ -57,11 +71,15 @@ protected:
     /// Queues the notification and sees that it is delivered; the mutex must be held.
     void Notify(Notification notification);
 
-    /// As Notify, for a notification that waits until another is delivered.
-    void NotifyLazily(Notification notification);
+    /// As Notify, for the last notification.
+    void NotifyClosing(DWORD_PTR context);
+
+    /// As NotifyClosing, on a thread of the engine: the notification is delivered before the call returns, unless
+    /// another thread is at it. The mutex must not be held.
+    void DeliverClosing();
 
     /// Called before the first notification, without the mutex.
-    virtual void OnFirstDelivery() {}
+    virtual void BeforeCreated() {}
 
     /// Called after the last notification, without the mutex.
     virtual void OnClosed() {}
@@ -69,14 +87,31 @@ protected:
     std::mutex mutex;
 
 private:
-    void Call(WINHTTP_STATUS_CALLBACK target, const Notification& notification) const;
+    using Lock = std::unique_lock<std::mutex>;
 
+    struct Listener {
+        WINHTTP_STATUS_CALLBACK callback = nullptr;
+        DWORD mask = 0;
+    };
+
+    void ScheduleOnce();
+    void DeliverAll(Lock& lock);
+    void DeliverCreated(Lock& lock);
+    void DeliverQueued(Lock& lock);
+    void DeliverLast(Lock& lock);
+    void Call(const Listener& target, const Notification& notification);
+
+    const Kind kind;
     HINTERNET value = nullptr;
-    WINHTTP_STATUS_CALLBACK callback = nullptr;
-    DWORD mask = 0;
+    std::atomic<bool> isValid{true};
+    Listener listener;
+    /// All but the first and the last notification.
     FifoQueue<Notification> queue;
     bool isScheduled = false;
-    bool hasDelivered = false;
+    /// Whether the handle's creation has been announced. A session has a callback only after it was created.
+    bool isAnnounced = kind == Kind::Session;
+    bool hasClosingNotification = false;
+    DWORD_PTR closingContext = 0;
 };
 
 } // namespace LumPlatform

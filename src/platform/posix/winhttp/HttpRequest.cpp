@@ -84,13 +84,11 @@ std::string buildUrl(const HttpConnection& connection, const std::string& object
 
 HttpRequest::HttpRequest(std::shared_ptr<HttpConnection> openConnection, std::string verb,
                          const std::string& objectName, bool isSecure)
-    : connection(std::move(openConnection))
+    : HttpHandle(Kind::Request), connection(std::move(openConnection))
 {
     InheritCallback(*connection);
-    connection->AddChild();
     message.verb = verb.empty() ? "GET" : std::move(verb);
     message.url = buildUrl(*connection, objectName, isSecure);
-    NotifyLazily({WINHTTP_CALLBACK_STATUS_HANDLE_CREATED, 0});
 }
 
 DWORD HttpRequest::SetConnectTimeout(DWORD milliseconds)
@@ -206,18 +204,17 @@ void HttpRequest::Close()
         HttpEngine::Instance().Abort(std::static_pointer_cast<HttpRequest>(shared_from_this()));
         return;
     }
-    Notify({WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, context});
+    NotifyClosing(context);
 }
 
-void HttpRequest::OnFirstDelivery()
+void HttpRequest::BeforeCreated()
 {
-    // The connection was created before.
-    connection->Deliver();
+    connection->DeliverCreated();
 }
 
 void HttpRequest::OnClosed()
 {
-    connection->RemoveChild();
+    connection->OnChildClosed();
 }
 
 void HttpRequest::OnSent()
@@ -263,7 +260,7 @@ void HttpRequest::OnFinished(DWORD error)
     CompleteReceive();
     CompletePending();
     if (isClosing) {
-        Notify({WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, context});
+        NotifyClosing(context);
     }
 }
 

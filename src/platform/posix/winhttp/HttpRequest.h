@@ -26,6 +26,7 @@ struct HttpMessage {
 /// owner; it queues notifications.
 class HttpRequest : public HttpHandle {
 public:
+    /// Counted as a child of the connection by whoever opens it.
     HttpRequest(std::shared_ptr<HttpConnection> connection, std::string verb, const std::string& objectName,
                 bool isSecure);
 
@@ -65,7 +66,7 @@ public:
     void OnFinished(DWORD error);
 
 protected:
-    void OnFirstDelivery() override;
+    void BeforeCreated() override;
     void OnClosed() override;
 
 private:

@@ -2,44 +2,47 @@
 
 namespace LumPlatform {
 
-void HttpParentHandle::AddChild()
+bool HttpParentHandle::AddChild()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    ++children;
+    std::size_t count = holders.load();
+    while (count > 0) {
+        if (holders.compare_exchange_weak(count, count + 1)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 void HttpParentHandle::RemoveChild()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    --children;
-    NotifyIfClosed();
+    if (--holders == 0) {
+        const std::lock_guard<std::mutex> lock(mutex);
+        NotifyClosing(0);
+    }
+}
+
+void HttpParentHandle::OnChildClosed()
+{
+    if (--holders == 0) {
+        DeliverClosing();
+    }
 }
 
 void HttpParentHandle::Close()
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    isClosing = true;
-    NotifyIfClosed();
-}
-
-void HttpParentHandle::NotifyIfClosed()
-{
-    if (isClosing && children == 0) {
-        Notify({WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, 0});
-    }
+    // The caller holds the handle like a child.
+    RemoveChild();
 }
 
 HttpConnection::HttpConnection(std::shared_ptr<HttpSession> openSession, std::string hostName, INTERNET_PORT portNumber)
-    : session(std::move(openSession)), host(std::move(hostName)), port(portNumber)
+    : HttpParentHandle(Kind::Connection), session(std::move(openSession)), host(std::move(hostName)), port(portNumber)
 {
     InheritCallback(*session);
-    session->AddChild();
-    NotifyLazily({WINHTTP_CALLBACK_STATUS_HANDLE_CREATED, 0});
 }
 
 void HttpConnection::OnClosed()
 {
-    session->RemoveChild();
+    session->OnChildClosed();
 }
 
 } // namespace LumPlatform

@@ -10,23 +10,34 @@ namespace LumPlatform {
 /// it.
 class HttpParentHandle : public HttpHandle {
 public:
-    void AddChild();
+    using HttpHandle::HttpHandle;
+
+    /// Keeps the handle from being closed for its callback; false if it is too late for that.
+    bool AddChild();
+
+    /// A child was not opened after all.
     void RemoveChild();
+
+    /// A child has had its last notification, on this thread.
+    void OnChildClosed();
+
     void Close() override;
 
 private:
-    void NotifyIfClosed();
-
-    std::size_t children = 0;
-    bool isClosing = false;
+    /// The caller, until it has closed the handle, and the children.
+    std::atomic<std::size_t> holders{1};
 };
 
-class HttpSession : public HttpParentHandle {};
+class HttpSession : public HttpParentHandle {
+public:
+    HttpSession() : HttpParentHandle(Kind::Session) {}
+};
 
 /// A server, as a session names it; nothing is connected yet.
 class HttpConnection : public HttpParentHandle {
 public:
-    /// The host is UTF-8; the port 0 stands for the scheme's default.
+    /// Counted as a child of the session by whoever opens it. The host is UTF-8; the port 0 stands for the scheme's
+    /// default.
     HttpConnection(std::shared_ptr<HttpSession> session, std::string host, INTERNET_PORT port);
 
     const std::string& Host() const { return host; }

@@ -182,6 +182,7 @@ HttpTransfer::HttpTransfer() : easy(newEasyHandle())
     curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
     curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, kReceiveBuffer);
     curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kSendBuffer);
+    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, connectTimeout(setConnectTimeout));
     if (!hasProxyEnvironment()) {
         // Spares curl the look-up for each request.
         curl_easy_setopt(easy, CURLOPT_PROXY, "");
@@ -209,7 +210,10 @@ void HttpTransfer::Begin(std::shared_ptr<HttpRequest> newRequest, std::size_t ne
     isSentAnnounced = false;
     StartHeaderBlock();
     curl_easy_setopt(easy, CURLOPT_URL, message.url.c_str());
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, connectTimeout(message.connectTimeout));
+    if (setConnectTimeout != message.connectTimeout) {
+        setConnectTimeout = message.connectTimeout;
+        curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, connectTimeout(setConnectTimeout));
+    }
     if (hasCookies) {
         hasCookies = false;
         curl_easy_setopt(easy, CURLOPT_COOKIELIST, "ALL");
@@ -221,6 +225,11 @@ void HttpTransfer::Begin(std::shared_ptr<HttpRequest> newRequest, std::size_t ne
 void HttpTransfer::SetMethod()
 {
     const HttpMessage& message = request->Message();
+    const bool isPlainGet = !sendsBody && verb == "GET";
+    if (isPlainGet && wasPlainGet) {
+        return;
+    }
+    wasPlainGet = isPlainGet;
     if (sendsBody) {
         curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(message.bodyLength));
         curl_easy_setopt(easy, CURLOPT_POSTFIELDS, message.body == nullptr ? "" : message.body);

@@ -60,6 +60,9 @@ private:
     CURL* const easy;
     std::size_t place = 0;
     curl_slist* headers = nullptr;
+    /// What curl was told last: whether the method is GET without a body, and the time-out, which is 0 as with none.
+    bool wasPlainGet = false;
+    DWORD setConnectTimeout = 0;
     /// Whether these are the headers of a request without any of its own, and without a body.
     bool hasUsualHeaders = false;
     std::shared_ptr<HttpRequest> request;

@@ -2,6 +2,7 @@
 #include "platform/posix/winhttp/HttpRequest.h"
 #include "platform/posix/winhttp/HttpSession.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <string_view>
@@ -35,6 +36,11 @@ bool toUtf8(std::u16string_view text, std::string& out)
 {
     out.clear();
     if (text.empty()) {
+        return true;
+    }
+    const bool isAscii = std::all_of(text.begin(), text.end(), [](WCHAR unit) { return unit < 0x80; });
+    if (isAscii) {
+        out.assign(text.begin(), text.end());
         return true;
     }
     const int length = static_cast<int>(text.size());
@@ -74,34 +80,44 @@ bool splitHeaders(const std::string& block, std::vector<std::string>& lines)
 template <typename Call>
 BOOL onRequest(HINTERNET handle, Call call)
 {
-    const std::shared_ptr<HttpHandle> object = HttpHandleTable::Instance().Find(handle);
-    if (!object) {
+    // Most calls come from the request's own callback, which holds it already.
+    HttpHandle* object = HttpHandle::InCallback(handle);
+    const std::shared_ptr<HttpHandle> held = object == nullptr ? HttpHandleTable::Instance().Find(handle) : nullptr;
+    object = object == nullptr ? held.get() : object;
+    if (object == nullptr) {
         return result(ERROR_INVALID_HANDLE);
     }
-    auto* const request = dynamic_cast<HttpRequest*>(object.get());
-    if (request == nullptr) {
+    if (object->GetKind() != HttpHandle::Kind::Request) {
         return result(ERROR_WINHTTP_INCORRECT_HANDLE_TYPE);
     }
     try {
-        return result(call(*request));
+        return result(call(static_cast<HttpRequest&>(*object)));
     } catch (const std::bad_alloc&) {
         return result(ERROR_NOT_ENOUGH_MEMORY);
     }
 }
 
-/// Opens an object of the given type below the parent; null with the last error set on failure.
+/// Opens an object below a parent of the given kind; null with the last error set on failure.
 template <typename Parent, typename Open>
-HINTERNET openBelow(HINTERNET parentHandle, Open open)
+HINTERNET openBelow(HINTERNET parentHandle, HttpHandle::Kind parentKind, Open open)
 {
     const std::shared_ptr<HttpHandle> object = HttpHandleTable::Instance().Find(parentHandle);
     if (!object) {
         return failHandle(ERROR_INVALID_HANDLE);
     }
-    auto parent = std::dynamic_pointer_cast<Parent>(object);
-    if (!parent) {
+    if (object->GetKind() != parentKind) {
         return failHandle(ERROR_WINHTTP_INCORRECT_HANDLE_TYPE);
     }
-    return HttpHandleTable::Instance().Add(open(std::move(parent)));
+    const auto parent = std::static_pointer_cast<Parent>(object);
+    if (!parent->AddChild()) {
+        return failHandle(ERROR_INVALID_HANDLE);
+    }
+    try {
+        return HttpHandleTable::Instance().Add(open(parent));
+    } catch (...) {
+        parent->RemoveChild();
+        throw;
+    }
 }
 
 bool isKnownNotification(DWORD mask)
@@ -148,8 +164,8 @@ HINTERNET WinHttpOpen(const WCHAR* agent, DWORD accessType, const WCHAR* proxy, 
 WINHTTP_STATUS_CALLBACK WinHttpSetStatusCallback(HINTERNET handle, WINHTTP_STATUS_CALLBACK callback,
                                                  DWORD notifications, DWORD_PTR reserved)
 {
-    const auto session = std::dynamic_pointer_cast<HttpSession>(HttpHandleTable::Instance().Find(handle));
-    if (!session) {
+    const std::shared_ptr<HttpHandle> session = HttpHandleTable::Instance().Find(handle);
+    if (!session || session->GetKind() != HttpHandle::Kind::Session) {
         SetLastError(ERROR_INVALID_HANDLE);
         return WINHTTP_INVALID_STATUS_CALLBACK;
     }
@@ -170,9 +186,10 @@ HINTERNET WinHttpConnect(HINTERNET session, const WCHAR* host, INTERNET_PORT por
         if (!toUtf8(host, hostName)) {
             return nullptr;
         }
-        return openBelow<HttpSession>(session, [&](std::shared_ptr<HttpSession> parent) {
-            return std::make_shared<HttpConnection>(std::move(parent), std::move(hostName), port);
-        });
+        return openBelow<HttpSession>(session, HttpHandle::Kind::Session,
+                                      [&](const std::shared_ptr<HttpSession>& parent) {
+                                          return std::make_shared<HttpConnection>(parent, std::move(hostName), port);
+                                      });
     } catch (const std::bad_alloc&) {
         return failHandle(ERROR_NOT_ENOUGH_MEMORY);
     }
@@ -191,10 +208,11 @@ HINTERNET WinHttpOpenRequest(HINTERNET connection, const WCHAR* verb, const WCHA
         if (!toUtf8(viewOf(verb), verbText) || !toUtf8(viewOf(objectName), object)) {
             return nullptr;
         }
-        return openBelow<HttpConnection>(connection, [&](std::shared_ptr<HttpConnection> parent) {
-            const bool isSecure = (flags & WINHTTP_FLAG_SECURE) != 0;
-            return std::make_shared<HttpRequest>(std::move(parent), std::move(verbText), object, isSecure);
-        });
+        return openBelow<HttpConnection>(
+            connection, HttpHandle::Kind::Connection, [&](const std::shared_ptr<HttpConnection>& parent) {
+                const bool isSecure = (flags & WINHTTP_FLAG_SECURE) != 0;
+                return std::make_shared<HttpRequest>(parent, std::move(verbText), object, isSecure);
+            });
     } catch (const std::bad_alloc&) {
         return failHandle(ERROR_NOT_ENOUGH_MEMORY);
     }
@@ -282,6 +300,7 @@ BOOL WinHttpCloseHandle(HINTERNET handle)
     if (!object) {
         return result(ERROR_INVALID_HANDLE);
     }
+    object->Invalidate();
     object->Close();
     return TRUE;
 }
