@@ -62,6 +62,15 @@ TEST(LargeBodyTest, IsHeldOnce)
     EXPECT_EQ(runProbe("large-body"), 0) << "the probe says on its error stream what it cost";
 }
 
+class ShortageTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(ShortageTest, FailsTheFirstRequestAndNotTheNext)
+{
+    EXPECT_EQ(runProbe(GetParam()), 0) << "the probe says on its error stream how the requests ended";
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds, ShortageTest, testing::Values("no-descriptors", "no-threads"));
+
 TEST(LibraryUnloadTest, LeavesNoThreadAndNoDescriptor)
 {
     EXPECT_EQ(runProbe("unload"), 0) << "the probe says on its error stream what is left";

@@ -1,5 +1,6 @@
 #include "Windows/networking/WinHttpClientAsync.h"
 #include "common/networking/UrlComponents.h"
+#include "posix/process/Exhaustion.h"
 #include "posix/process/PeakMemory.h"
 #include "posix/process/TrustedAuthority.h"
 #include "posix/process/UnloadRounds.h"
@@ -212,6 +213,10 @@ int main(int argumentCount, char** arguments)
         return useDefaultPorts() ? 0 : 1;
     } else if (way == "large-body") {
         return holdLargeBodyOnce() ? 0 : 1;
+    } else if (way == "no-descriptors") {
+        return LumTests::startWithoutDescriptors(TestServers::scripted("/bytes?n=10")) ? 0 : 1;
+    } else if (way == "no-threads") {
+        return LumTests::startWithoutThreads(TestServers::scripted("/bytes?n=10")) ? 0 : 1;
     } else {
         return 2;
     }

@@ -1,0 +1,155 @@
+#include "posix/process/Exhaustion.h"
+
+#include "Windows/networking/WinHttpClientAsync.h"
+#include "common/networking/LumNetworkingError.h"
+#include "common/utils/LumError.h"
+#include "support/RecordingLogger.h"
+
+#include <future>
+#include <iostream>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace LumTests {
+
+namespace {
+
+using namespace LumNetworking;
+
+struct Outcome {
+    HttpRequestResult result;
+    int code;
+    std::string description;
+};
+
+Outcome fetch(WinHttpClientAsync& client, const std::string& url)
+{
+    std::promise<Outcome> promise;
+    client.Get(
+        url, {},
+        [&](HttpRequestResult result, std::unique_ptr<HttpResponse>, std::unique_ptr<LumUtils::ILumError> error,
+            std::shared_ptr<ILumAsynchronousTransaction>) {
+            promise.set_value({result, error ? error->getCode() : 0, error ? error->getDescription() : ""});
+        },
+        true, 30);
+    return promise.get_future().get();
+}
+
+/// Sets the limit that holds now; the one up to which it may be raised stays.
+void setLimit(__rlimit_resource_t resource, rlim_t count)
+{
+    rlimit limit = {};
+    getrlimit(resource, &limit);
+    limit.rlim_cur = count;
+    setrlimit(resource, &limit);
+}
+
+rlim_t limitOf(__rlimit_resource_t resource)
+{
+    rlimit limit = {};
+    getrlimit(resource, &limit);
+    return limit.rlim_cur;
+}
+
+/// A sanitizer looks at memory through a pipe and takes memory that it cannot look at for bad: it keeps two
+/// descriptors. The request then fails a little later, when it connects.
+#ifdef LUM_HAS_SANITIZER
+constexpr std::size_t kSpareDescriptors = 2;
+#else
+constexpr std::size_t kSpareDescriptors = 0;
+#endif
+
+/// Takes all descriptors that the process may have.
+class AllDescriptors {
+public:
+    AllDescriptors() : usual(limitOf(RLIMIT_NOFILE))
+    {
+        setLimit(RLIMIT_NOFILE, kFew);
+        for (int taken = open("/dev/null", O_RDONLY | O_CLOEXEC); taken >= 0;
+             taken = open("/dev/null", O_RDONLY | O_CLOEXEC)) {
+            descriptors.push_back(taken);
+        }
+        for (std::size_t index = 0; index < kSpareDescriptors; ++index) {
+            close(descriptors.back());
+            descriptors.pop_back();
+        }
+    }
+    ~AllDescriptors()
+    {
+        for (const int descriptor : descriptors) {
+            close(descriptor);
+        }
+        setLimit(RLIMIT_NOFILE, usual);
+    }
+    AllDescriptors(const AllDescriptors&) = delete;
+    AllDescriptors& operator=(const AllDescriptors&) = delete;
+
+private:
+    static constexpr rlim_t kFew = 64;
+
+    const rlim_t usual;
+    std::vector<int> descriptors;
+};
+
+/// Keeps the process from starting threads.
+class NoThreads {
+public:
+    NoThreads() : usual(limitOf(RLIMIT_NPROC))
+    {
+        constexpr uid_t kNobody = 65534;
+        // The limit does not bind the super-user. Without the flag a tool could not look for leaks at the end.
+        if (geteuid() == 0 && setresuid(kNobody, kNobody, kNobody) == 0) {
+            prctl(PR_SET_DUMPABLE, 1);
+        }
+        setLimit(RLIMIT_NPROC, 0);
+    }
+    ~NoThreads() { setLimit(RLIMIT_NPROC, usual); }
+    NoThreads(const NoThreads&) = delete;
+    NoThreads& operator=(const NoThreads&) = delete;
+
+private:
+    const rlim_t usual;
+};
+
+bool isWantOfMemory(const Outcome& outcome)
+{
+    return outcome.code == LumNetworkingErrorCode::kSendFailed &&
+           outcome.description.find("LumErrorUnderlyingErrorCode: 8,") != std::string::npos;
+}
+
+template <typename Shortage>
+bool startWithout(const std::string& url, bool isExact)
+{
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    Outcome first;
+    {
+        const Shortage shortage;
+        first = fetch(client, url);
+    }
+    const Outcome second = fetch(client, url);
+    const bool hasFailed = first.result == HttpRequestResult::FAILED && (!isExact || isWantOfMemory(first));
+    const bool hasRecovered = second.result == HttpRequestResult::SUCCESS;
+    if (!hasFailed || !hasRecovered) {
+        std::cerr << "first: " << first.code << ' ' << first.description << "\nsecond: " << second.code << ' '
+                  << second.description << '\n';
+    }
+    return hasFailed && hasRecovered;
+}
+
+} // namespace
+
+bool startWithoutDescriptors(const std::string& url)
+{
+    return startWithout<AllDescriptors>(url, kSpareDescriptors == 0);
+}
+
+bool startWithoutThreads(const std::string& url)
+{
+    return startWithout<NoThreads>(url, true);
+}
+
+} // namespace LumTests
