@@ -16,9 +16,12 @@ constexpr int kMostStarts = 5;
 constexpr int kMostLooks = 1000;
 constexpr std::chrono::milliseconds kLookInterval{10};
 
+/// It tells of each connection, which is nobody's concern.
 std::vector<std::string> microsocks(std::uint16_t port, const std::vector<std::string>& more = {})
 {
-    std::vector<std::string> command{kMicrosocks, "-i", "127.0.0.1", "-p", std::to_string(port)};
+    std::vector<std::string> command{
+        "/bin/sh",           "-c", R"(exec "$0" "$@" >/dev/null 2>&1)", kMicrosocks, "-i", "127.0.0.1", "-p",
+        std::to_string(port)};
     command.insert(command.end(), more.begin(), more.end());
     return command;
 }
