@@ -1,9 +1,11 @@
 #include "common/utils/LumTextUtils.h"
 
+#include "common/utils/codec/UtfCodec.h"
 #include "platform/LumPlatform.h"
 
 #include <cctype>
-#include <limits>
+#include <optional>
+#include <utility>
 
 namespace LumUtils {
 
@@ -14,10 +16,15 @@ bool isSpace(char character)
     return std::isspace(static_cast<unsigned char>(character)) != 0;
 }
 
-/// Whether the platform's calls, which count in int, can take a text of this length.
-bool fitsInt(std::size_t length)
+/// The converted text. For none, the empty text with the last error set as the platform's strict conversion leaves it.
+template <typename Text>
+Text valueOrFailure(std::optional<Text> converted)
 {
-    return length <= static_cast<std::size_t>(std::numeric_limits<int>::max());
+    if (!converted) {
+        SetLastError(ERROR_NO_UNICODE_TRANSLATION);
+        return {};
+    }
+    return *std::move(converted);
 }
 
 } // namespace
@@ -40,34 +47,12 @@ std::string_view trimView(std::string_view text)
 
 WideString utf8ToUtf16(const std::string& text)
 {
-    if (text.empty() || !fitsInt(text.size())) {
-        return {};
-    }
-    const int length = static_cast<int>(text.size());
-    const int measured = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), length, nullptr, 0);
-    if (measured <= 0) {
-        return {};
-    }
-    WideString wide(static_cast<std::size_t>(measured), WideChar{});
-    const int written = MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, text.data(), length, wide.data(), measured);
-    return written > 0 ? wide : WideString();
+    return text.empty() ? WideString() : valueOrFailure(Codec::utf8ToUtf16(Codec::bestKernels(), text));
 }
 
 std::string utf16ToUtf8(const WideString& text)
 {
-    if (text.empty() || !fitsInt(text.size())) {
-        return {};
-    }
-    const int length = static_cast<int>(text.size());
-    const int measured =
-        WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, text.data(), length, nullptr, 0, nullptr, nullptr);
-    if (measured <= 0) {
-        return {};
-    }
-    std::string narrow(static_cast<std::size_t>(measured), '\0');
-    const int written = WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, text.data(), length, narrow.data(), measured,
-                                            nullptr, nullptr);
-    return written > 0 ? narrow : std::string();
+    return text.empty() ? std::string() : valueOrFailure(Codec::utf16ToUtf8(Codec::bestKernels(), text));
 }
 
 } // namespace LumUtils

@@ -69,15 +69,6 @@ TEST_F(WinHttpStartTest, MakesTheCallsInOrderWithTheirArguments)
     EXPECT_THAT(recorder->records(), IsEmpty());
 }
 
-TEST_F(WinHttpStartTest, ConvertsTextWithTheUtf8CodePage)
-{
-    startGet();
-    const std::vector<std::string> conversions = platform.calls("MultiByteToWideChar");
-    ASSERT_GE(conversions.size(), 2U);
-    EXPECT_EQ(conversions[0], "MultiByteToWideChar(65001, 0x8, \"example.org\", 0)");
-    EXPECT_EQ(conversions[1], "MultiByteToWideChar(65001, 0x8, \"example.org\", 11)");
-}
-
 TEST_F(WinHttpStartTest, SecureRequestHasTheSecureFlagToo)
 {
     url.isSecure = true;
@@ -264,30 +255,6 @@ TEST_F(WinHttpStartTest, FailingSendIsCodeSeven)
     platform.failCall("WinHttpSendRequest", 1, ERROR_WINHTTP_SHUTDOWN);
     expectStartFailure(7, ERROR_WINHTTP_SHUTDOWN, "WinHttpSendRequest");
     expectHandlesCloseWithTheTransaction(3);
-}
-
-TEST_F(WinHttpStartTest, TextThatThePlatformCannotConvertFailsAtItsStep)
-{
-    struct Row {
-        int conversion;
-        int code;
-        std::string apiName;
-    };
-    // Each text is measured and then converted: host, verb, object name, headers.
-    const std::vector<Row> rows{{1, 6, "WinHttpConnect"},     {2, 6, "WinHttpConnect"},
-                                {3, 6, "WinHttpOpenRequest"}, {4, 6, "WinHttpOpenRequest"},
-                                {5, 6, "WinHttpOpenRequest"}, {6, 6, "WinHttpOpenRequest"},
-                                {7, 7, "WinHttpSendRequest"}, {8, 7, "WinHttpSendRequest"}};
-    headers = {{"A", "1"}};
-    int before = 0;
-    for (const Row& row : rows) {
-        platform.failCall("MultiByteToWideChar", before + row.conversion, ERROR_NO_UNICODE_TRANSLATION);
-        expectStartFailure(row.code, ERROR_NO_UNICODE_TRANSLATION, row.apiName);
-        EXPECT_EQ(platform.countOf("WinHttpSendRequest"), 0);
-        before = platform.countOf("MultiByteToWideChar");
-        outcomes.clear();
-        recorder->clear();
-    }
 }
 
 TEST_F(WinHttpStartTest, InvalidUtf8IsNeverSent)
