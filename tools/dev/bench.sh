@@ -33,7 +33,7 @@ run_benchmarks() {
         [[ -e "benchmarks/$name/CMakeLists.txt" ]] || usage_error "there is no benchmark '$name'; see benchmarks/"
     done
     plan "build linux-x64-bench" "run ${names[*]}, which write into build/bench"
-    need "${LINUX_BUILD[@]}" "${TEST_SERVERS[@]}" cpprest || exit 1
+    need "${LINUX_BUILD[@]}" "${TEST_SERVERS[@]}" "${BENCH_PEERS[@]}" || exit 1
     build_preset linux-x64-bench "${names[@]/#/lum_bench_}" || exit 1
     mkdir -p "$BUILD/bench"
     for name in "${names[@]}"; do

@@ -57,6 +57,12 @@ is_wanted_json() {
         END { exit !(version["MAJOR"] == 3 && version["MINOR"] == 11 && version["PATCH"] >= 3) }' "$1"
 }
 
+define_need libcrypto "OpenSSL's headers, for comparison" "libssl-dev"
+has_libcrypto() { has_header openssl/evp.h; }
+
+define_need icu "ICU's headers, for comparison" "libicu-dev"
+has_icu() { has_header unicode/ustring.h; }
+
 define_need nginx "the web server nginx" "nginx-light"
 has_nginx() { has_command nginx; }
 
@@ -108,6 +114,15 @@ has_git() { has_command git; }
 define_need cpprest "the headers of cpprestsdk, for comparison" "libcpprest-dev"
 has_cpprest() { has_header cpprest/http_client.h; }
 
+define_need boost "Boost's headers, for comparison" "libboost-dev"
+has_boost() { has_header boost/beast/core/detail/base64.hpp; }
+
+define_need glib "GLib's headers, for comparison" "libglib2.0-dev pkg-config"
+has_glib() { has_command pkg-config && pkg-config --exists glib-2.0; }
+
+define_need uriparser "uriparser's headers, for comparison" "liburiparser-dev pkg-config"
+has_uriparser() { has_command pkg-config && pkg-config --exists liburiparser; }
+
 define_need dotnet "the .NET SDK, 10 or newer, as the command dotnet" ""
 has_dotnet() { has_command dotnet && dotnet --list-sdks 2>/dev/null | grep -qE '^[1-9][0-9]+\.'; }
 
@@ -127,6 +142,8 @@ has_dante() { has_command danted; }
 LINUX_BUILD=(compiler cmake ninja googletest libcurl json)
 TEST_SERVERS=(nginx openssl certificates)
 MANAGED_BUILD=(dotnet netstandard)
+TEST_PEERS=(libcrypto icu)
+BENCH_PEERS=(cpprest libcrypto icu boost glib uriparser)
 
 # clang_tool NAME: the command of the version that the project is checked with.
 clang_tool() {

@@ -4,7 +4,7 @@
 SUITES=(linux managed windows-x86 windows-x64)
 
 declare -A SUITE_NEEDS=(
-    [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]}"
+    [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${TEST_PEERS[*]}"
     [managed]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${MANAGED_BUILD[*]} mono microsocks dante"
     [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 wine wine_tls wine32 wine32_tls"
     [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 wine wine_tls"
@@ -18,7 +18,7 @@ declare -A SUITE_RUNNER=(
 )
 
 declare -A SUITE_PROGRAMS=(
-    [linux]="lum_unit_tests lum_boundary_tests lum_compile_tests lum_scripted_tests lum_posix_tests lum_platform_tests lum_transport_tests"
+    [linux]="lum_unit_tests lum_peer_tests lum_boundary_tests lum_compile_tests lum_scripted_tests lum_posix_tests lum_platform_tests lum_transport_tests"
     [windows-x86]="lum_unit_tests lum_boundary_tests lum_platform_tests lum_transport_tests"
     [windows-x64]="lum_unit_tests lum_boundary_tests lum_platform_tests lum_transport_tests"
 )

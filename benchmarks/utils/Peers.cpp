@@ -1,0 +1,11 @@
+#include "Peers.h"
+
+namespace LumBench {
+
+Peers& AllPeers()
+{
+    static Peers peers;
+    return peers;
+}
+
+} // namespace LumBench

@@ -1,0 +1,64 @@
+#include "common/utils/codec/Base64Codec.h"
+#include "common/utils/codec/CodecPaths.h"
+
+#include <openssl/evp.h>
+
+/// Base64 beside OpenSSL's, on every path.
+
+namespace {
+
+using namespace LumUtils::Codec;
+
+class Base64PeerTest : public testing::TestWithParam<LumTests::CodecPath> {
+protected:
+    const CodecKernels& kernels = *GetParam().kernels;
+};
+
+INSTANTIATE_TEST_SUITE_P(Paths, Base64PeerTest, testing::ValuesIn(LumTests::codecPaths()), LumTests::nameOfPath);
+
+std::string encodedByOpenssl(const std::string& bytes)
+{
+    std::basic_string<unsigned char> text(base64Length(bytes.size()) + 1, 0); // it ends its text with a NUL
+    const int length = EVP_EncodeBlock(text.data(), reinterpret_cast<const unsigned char*>(bytes.data()),
+                                       static_cast<int>(bytes.size()));
+    return std::string(text.begin(), text.begin() + length);
+}
+
+std::string decodedByOpenssl(const std::string& text)
+{
+    std::basic_string<unsigned char> bytes(text.size() / 4 * 3, 0);
+    const int length = EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(text.data()),
+                                       static_cast<int>(text.size()));
+    const auto padding = std::count(text.begin(), text.end(), '='); // it counts padding as bytes
+    return length < 0 ? "invalid" : std::string(bytes.begin(), bytes.begin() + length - padding);
+}
+
+std::string randomBytes(std::mt19937& random, std::size_t length)
+{
+    std::string bytes(length, '\0');
+    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random() % 256); });
+    return bytes;
+}
+
+TEST_P(Base64PeerTest, RandomBytesAreEncodedAlikeAndComeBackFromEachOther)
+{
+    std::mt19937 random(1);
+    for (int round = 0; round < 50000; ++round) {
+        const std::string bytes = randomBytes(random, random() % 400);
+        const std::string text = base64Encode(kernels, bytes.data(), bytes.size(), false);
+        ASSERT_EQ(text, encodedByOpenssl(bytes));
+        ASSERT_EQ(decodedByOpenssl(text), bytes);
+        ASSERT_EQ(base64Decode(kernels, text.data(), text.size()), bytes);
+    }
+}
+
+TEST_P(Base64PeerTest, ALongTextIsEncodedAlikeAndComesBack)
+{
+    std::mt19937 random(2);
+    const std::string bytes = randomBytes(random, (std::size_t{4} << 20U) + 1);
+    const std::string text = base64Encode(kernels, bytes.data(), bytes.size(), false);
+    ASSERT_TRUE(text == encodedByOpenssl(bytes));
+    ASSERT_TRUE(base64Decode(kernels, text.data(), text.size()) == bytes);
+}
+
+} // namespace
