@@ -42,19 +42,32 @@ bool hasAll(unsigned int bits, unsigned int wanted)
     return (bits & wanted) == wanted;
 }
 
+/// Whether the system keeps these parts of the processor's state.
+bool keepsState(unsigned int parts)
+{
+    constexpr unsigned int kOsXsave = 1U << 27U;
+    return hasAll(cpuId(1).c, kOsXsave) && hasAll(static_cast<unsigned int>(_xgetbv(0)), parts);
+}
+
 } // namespace
 
 bool cpuHasAvx2()
 {
-    constexpr unsigned int kPopcnt = 1U << 23U;
-    constexpr unsigned int kOsXsave = 1U << 27U;
     constexpr unsigned int kAvx = 1U << 28U;
+    constexpr unsigned int kPopcnt = 1U << 23U;
     constexpr unsigned int kAvx2 = 1U << 5U;
-    constexpr unsigned int kXmmAndYmm = 6;
-    if (!hasAll(cpuId(1).c, kPopcnt | kOsXsave | kAvx) || !hasAll(cpuId(7).b, kAvx2)) {
-        return false;
-    }
-    return hasAll(static_cast<unsigned int>(_xgetbv(0)), kXmmAndYmm);
+    constexpr unsigned int kRegisters = 0x06;
+    return keepsState(kRegisters) && hasAll(cpuId(1).c, kAvx | kPopcnt) && hasAll(cpuId(7).b, kAvx2);
+}
+
+bool cpuHasAvx512Vbmi()
+{
+    constexpr unsigned int kFoundation = 1U << 16U;
+    constexpr unsigned int kBytesAndWords = 1U << 30U;
+    constexpr unsigned int kVbmi = 1U << 1U;
+    constexpr unsigned int kRegisters = 0xE6;
+    const Registers features = cpuId(7);
+    return keepsState(kRegisters) && hasAll(features.b, kFoundation | kBytesAndWords) && hasAll(features.c, kVbmi);
 }
 
 } // namespace LumPlatform

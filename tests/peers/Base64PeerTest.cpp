@@ -11,7 +11,7 @@ using namespace LumUtils::Codec;
 
 class Base64PeerTest : public testing::TestWithParam<LumTests::CodecPath> {
 protected:
-    const CodecKernels& kernels = *GetParam().kernels;
+    const CodecKernels& kernels = *GetParam();
 };
 
 INSTANTIATE_TEST_SUITE_P(Paths, Base64PeerTest, testing::ValuesIn(LumTests::codecPaths()), LumTests::nameOfPath);

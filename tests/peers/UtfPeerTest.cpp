@@ -14,7 +14,7 @@ using LumUtils::WideString;
 
 class UtfPeerTest : public testing::TestWithParam<LumTests::CodecPath> {
 protected:
-    const CodecKernels& kernels = *GetParam().kernels;
+    const CodecKernels& kernels = *GetParam();
 };
 
 INSTANTIATE_TEST_SUITE_P(Paths, UtfPeerTest, testing::ValuesIn(LumTests::codecPaths()), LumTests::nameOfPath);

@@ -1,6 +1,7 @@
 #include "common/utils/LumBase64.h"
 
 #include "common/utils/codec/Base64Codec.h"
+#include "common/utils/codec/KernelChoice.h"
 
 #include <algorithm>
 
@@ -34,6 +35,11 @@ std::string withoutLineFeeds(std::string text)
     return text;
 }
 
+std::string decodeAll(const std::string& text)
+{
+    return Codec::base64Decode(Codec::bestKernels(), text.data(), text.size());
+}
+
 } // namespace
 
 std::string base64Encode(const std::string& bytes, bool urlSafe)
@@ -58,10 +64,7 @@ std::string base64EncodeWrapped(const void* bytes, std::int32_t length)
 
 std::string base64Decode(const std::string& text, bool removeLineFeeds)
 {
-    if (removeLineFeeds) {
-        return base64Decode(withoutLineFeeds(text));
-    }
-    return Codec::base64Decode(Codec::bestKernels(), text.data(), text.size());
+    return removeLineFeeds ? decodeAll(withoutLineFeeds(text)) : decodeAll(text);
 }
 
 } // namespace LumUtils

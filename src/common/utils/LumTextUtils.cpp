@@ -1,5 +1,6 @@
 #include "common/utils/LumTextUtils.h"
 
+#include "common/utils/codec/KernelChoice.h"
 #include "common/utils/codec/UtfCodec.h"
 #include "platform/LumPlatform.h"
 

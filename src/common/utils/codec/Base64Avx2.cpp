@@ -1,4 +1,4 @@
-#include "common/utils/codec/Avx2Kernels.h"
+#include "common/utils/codec/X86Kernels.h"
 
 #include <immintrin.h>
 
@@ -43,11 +43,11 @@ __m256i splitGroups(__m256i groups)
 
 /// What is added to a value to get its character: entry 0 is for 26 to 51, 1 to 10 for the digits, 11 for 62, 12 for 63
 /// and 13 for 0 to 25.
-__m256i characterOffsets(bool urlSafe)
+__m256i characterOffsets(const char* alphabet)
 {
     constexpr char kDigit = '0' - 52;
-    const char for62 = static_cast<char>((urlSafe ? '-' : '+') - 62);
-    const char for63 = static_cast<char>((urlSafe ? '_' : '/') - 63);
+    const char for62 = static_cast<char>(alphabet[62] - 62);
+    const char for63 = static_cast<char>(alphabet[63] - 63);
     return twice(_mm_setr_epi8('a' - 26, kDigit, kDigit, kDigit, kDigit, kDigit, kDigit, kDigit, kDigit, kDigit, kDigit,
                                for62, for63, 'A', 0, 0));
 }
@@ -116,9 +116,9 @@ void storeGroups(__m256i values, unsigned char* bytes)
 
 } // namespace
 
-Progress encodeBase64Avx2(const unsigned char* bytes, std::size_t length, bool urlSafe, char* text)
+Progress encodeBase64Avx2(const unsigned char* bytes, std::size_t length, const char* alphabet, char* text)
 {
-    const __m256i offsets = characterOffsets(urlSafe);
+    const __m256i offsets = characterOffsets(alphabet);
     Progress done;
     while (length - done.read >= kBytes) {
         const __m256i characters = toCharacters(splitGroups(loadGroups(bytes + done.read)), offsets);
@@ -129,7 +129,7 @@ Progress encodeBase64Avx2(const unsigned char* bytes, std::size_t length, bool u
     return done;
 }
 
-Progress decodeBase64Avx2(const char* text, std::size_t length, unsigned char* bytes)
+Progress decodeBase64Avx2(const char* text, std::size_t length, const unsigned char* /*values*/, unsigned char* bytes)
 {
     Progress done;
     while (length - done.read >= kCharacters) {

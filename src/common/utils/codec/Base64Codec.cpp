@@ -35,8 +35,8 @@ constexpr std::array<std::uint8_t, 256> makeValues()
 
 constexpr std::array<std::uint8_t, 256> kValues = makeValues();
 
-/// The text goes through a buffer of this many characters and is then appended: filling a string of the final length
-/// with zeros first would cost about as much as the conversion. Whole groups of the vector kernels fit.
+/// A longer text goes through a buffer of this many characters and is then appended: filling a string of the final
+/// length with zeros first would cost about as much as the conversion. Whole groups of the vector kernels fit.
 constexpr std::size_t kBufferCharacters = 4096;
 constexpr std::size_t kBufferBytes = kBufferCharacters / 4 * 3;
 
@@ -102,12 +102,52 @@ std::size_t decodeLastGroup(const char* text, std::size_t length, unsigned char*
     return meant - 1;
 }
 
+void appendBase64(const CodecKernels& kernels, const unsigned char* bytes, std::size_t length, bool urlSafe,
+                  std::string& text)
+{
+    char buffer[kBufferCharacters];
+    while (length > 0) {
+        const std::size_t count = std::min(length, kBufferBytes);
+        encodeBase64(kernels, bytes, count, urlSafe, buffer);
+        text.append(buffer, base64Length(count));
+        bytes += count;
+        length -= count;
+    }
+}
+
+void appendDecoded(const CodecKernels& kernels, const char* text, std::size_t length, std::string& bytes)
+{
+    unsigned char buffer[kBufferBytes];
+    while (length > 0) {
+        const std::size_t count = std::min(length, kBufferCharacters);
+        const std::size_t written = decodeBase64(kernels, text, count, count == length, buffer);
+        bytes.append(reinterpret_cast<const char*>(buffer), written);
+        text += count;
+        length -= count;
+    }
+}
+
+/// Every group of the text has two characters at least.
+std::string decodeWhole(const CodecKernels& kernels, const char* text, std::size_t length)
+{
+    const std::size_t most = (length + 3) / 4 * 3;
+    if (length <= kBufferCharacters) {
+        std::string bytes(most, '\0');
+        bytes.resize(decodeBase64(kernels, text, length, true, reinterpret_cast<unsigned char*>(bytes.data())));
+        return bytes;
+    }
+    std::string bytes;
+    bytes.reserve(most);
+    appendDecoded(kernels, text, length, bytes);
+    return bytes;
+}
+
 } // namespace
 
 void encodeBase64(const CodecKernels& kernels, const unsigned char* bytes, std::size_t length, bool urlSafe, char* text)
 {
     const std::string_view alphabet = kAlphabets[urlSafe ? 1 : 0];
-    const Progress done = kernels.encodeBase64(bytes, length, urlSafe, text);
+    const Progress done = kernels.encodeBase64(bytes, length, alphabet.data(), text);
     bytes += done.read;
     text += done.written;
     length -= done.read;
@@ -129,7 +169,7 @@ void encodeBase64(const CodecKernels& kernels, const unsigned char* bytes, std::
 std::size_t decodeBase64(const CodecKernels& kernels, const char* text, std::size_t length, bool hasLastGroup,
                          unsigned char* bytes)
 {
-    Progress done = kernels.decodeBase64(text, length, bytes);
+    Progress done = kernels.decodeBase64(text, length, kValues.data(), bytes);
     while (length - done.read > 4 || (!hasLastGroup && length != done.read)) {
         decodeGroup(text + done.read, bytes + done.written);
         done.read += 4;
@@ -143,35 +183,25 @@ std::size_t decodeBase64(const CodecKernels& kernels, const char* text, std::siz
 
 std::string base64Encode(const CodecKernels& kernels, const void* bytes, std::size_t length, bool urlSafe)
 {
-    const auto* rest = static_cast<const unsigned char*>(bytes);
-    char buffer[kBufferCharacters];
+    const auto* const from = static_cast<const unsigned char*>(bytes);
+    if (length <= kBufferBytes) {
+        std::string text(base64Length(length), '\0');
+        encodeBase64(kernels, from, length, urlSafe, text.data());
+        return text;
+    }
     std::string text;
     text.reserve(base64Length(length));
-    while (length > 0) {
-        const std::size_t count = std::min(length, kBufferBytes);
-        encodeBase64(kernels, rest, count, urlSafe, buffer);
-        text.append(buffer, base64Length(count));
-        rest += count;
-        length -= count;
-    }
+    appendBase64(kernels, from, length, urlSafe, text);
     return text;
 }
 
 std::string base64Decode(const CodecKernels& kernels, const char* text, std::size_t length)
 {
     const std::size_t stray = length % 4 == 1 ? 1 : 0;
-    unsigned char buffer[kBufferBytes];
-    std::string bytes;
-    bytes.reserve((length + 2) / 4 * 3);
-    for (std::size_t rest = length - stray; rest > 0;) {
-        const std::size_t count = std::min(rest, kBufferCharacters);
-        const std::size_t written = decodeBase64(kernels, text, count, count == rest, buffer);
-        bytes.append(reinterpret_cast<const char*>(buffer), written);
-        text += count;
-        rest -= count;
-    }
+    const std::size_t whole = length - stray;
+    std::string bytes = decodeWhole(kernels, text, whole);
     if (stray != 0) {
-        throwStray(*text);
+        throwStray(text[whole]);
     }
     return bytes;
 }

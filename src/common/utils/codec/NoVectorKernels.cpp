@@ -1,12 +1,12 @@
-#include "common/utils/codec/CodecKernels.h"
+#include "common/utils/codec/KernelChoice.h"
 
 /// For processors that there are no vector kernels for.
 
 namespace LumUtils::Codec {
 
-const CodecKernels* vectorKernels()
+std::vector<const CodecKernels*> vectorKernels()
 {
-    return nullptr;
+    return {};
 }
 
 } // namespace LumUtils::Codec

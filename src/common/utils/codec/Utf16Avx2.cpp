@@ -1,4 +1,4 @@
-#include "common/utils/codec/Avx2Kernels.h"
+#include "common/utils/codec/X86Kernels.h"
 
 #include <immintrin.h>
 

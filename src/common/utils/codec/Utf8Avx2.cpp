@@ -1,4 +1,4 @@
-#include "common/utils/codec/Avx2Kernels.h"
+#include "common/utils/codec/X86Kernels.h"
 
 #include <immintrin.h>
 
@@ -155,7 +155,7 @@ char* storeChosen(__m128i units, unsigned int choice, char* out)
 {
     const __m128i shuffle = _mm_load_si128(reinterpret_cast<const __m128i*>(kChoices.shuffles[choice]));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_shuffle_epi8(units, shuffle));
-    return out + _mm_popcnt_u32(choice) * 2;
+    return out + static_cast<std::size_t>(_mm_popcnt_u32(choice)) * 2;
 }
 
 void storeAscii(__m256i block, char* out)

@@ -17,7 +17,7 @@ constexpr std::size_t kOffsets = 256;
 
 class Base64PathTest : public testing::TestWithParam<CodecPath> {
 protected:
-    const CodecKernels& kernels = *GetParam().kernels;
+    const CodecKernels& kernels = *GetParam();
 };
 
 INSTANTIATE_TEST_SUITE_P(Paths, Base64PathTest, testing::ValuesIn(LumTests::codecPaths()), LumTests::nameOfPath);

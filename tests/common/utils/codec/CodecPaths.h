@@ -1,6 +1,6 @@
 #pragma once
 
-#include "common/utils/codec/CodecKernels.h"
+#include "common/utils/codec/KernelChoice.h"
 
 #include <gtest/gtest.h>
 
@@ -13,25 +13,19 @@
 
 namespace LumTests {
 
-/// A way through the codecs, by the name that a test has for it.
-struct CodecPath {
-    const char* name;
-    const LumUtils::Codec::CodecKernels* kernels;
-};
+using CodecPath = const LumUtils::Codec::CodecKernels*;
 
-/// All that this machine can take.
+/// All the ways through the codecs that this machine can take.
 inline std::vector<CodecPath> codecPaths()
 {
-    std::vector<CodecPath> paths{{"Plain", &LumUtils::Codec::plainKernels()}};
-    if (const auto* const vector = LumUtils::Codec::vectorKernels()) {
-        paths.push_back({"Vector", vector});
-    }
+    std::vector<CodecPath> paths = LumUtils::Codec::vectorKernels();
+    paths.insert(paths.begin(), &LumUtils::Codec::plainKernels());
     return paths;
 }
 
 inline std::string nameOfPath(const testing::TestParamInfo<CodecPath>& info)
 {
-    return info.param.name;
+    return info.param->name;
 }
 
 /// A text at an offset in an allocation that ends with it, so that a sanitizer sees a read or a write beyond it.

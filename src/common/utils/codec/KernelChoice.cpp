@@ -1,17 +1,24 @@
-#include "common/utils/codec/CodecKernels.h"
+#include "common/utils/codec/KernelChoice.h"
 
 namespace LumUtils::Codec {
 
 namespace {
 
 constexpr CodecKernels kPlain{
-    [](const unsigned char*, std::size_t, bool, char*) { return Progress{}; },
-    [](const char*, std::size_t, unsigned char*) { return Progress{}; },
+    "Plain",
+    [](const unsigned char*, std::size_t, const char*, char*) { return Progress{}; },
+    [](const char*, std::size_t, const unsigned char*, unsigned char*) { return Progress{}; },
     [](const char*, std::size_t) { return Progress{}; },
     [](const char*, std::size_t, void*, std::size_t) { return Progress{}; },
     [](const void*, std::size_t) { return Progress{}; },
     [](const void*, std::size_t, char*, std::size_t) { return Progress{}; },
 };
+
+const CodecKernels& fastestKernels()
+{
+    const std::vector<const CodecKernels*> vectors = vectorKernels();
+    return vectors.empty() ? kPlain : *vectors.back();
+}
 
 } // namespace
 
@@ -22,7 +29,7 @@ const CodecKernels& plainKernels()
 
 const CodecKernels& bestKernels()
 {
-    static const CodecKernels& best = vectorKernels() != nullptr ? *vectorKernels() : kPlain;
+    static const CodecKernels& best = fastestKernels();
     return best;
 }
 
