@@ -1,6 +1,8 @@
 #include "common/networking/UrlComponents.h"
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <string_view>
 
 namespace LumNetworking {
@@ -9,13 +11,16 @@ namespace {
 
 constexpr std::uint32_t kHighestPort = 65535;
 
-bool isDigit(char character)
+/// The most characters that a port has when it is printed.
+constexpr std::size_t kMostOfPort = 5;
+
+constexpr bool isDigit(char character)
 {
     return character >= '0' && character <= '9';
 }
 
 /// Letters and digits of ASCII, whatever the host's locale: a URL reads the same in every process.
-bool isAlphanumeric(char character)
+constexpr bool isAlphanumeric(char character)
 {
     return isDigit(character) || (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
 }
@@ -31,24 +36,85 @@ bool equalsIgnoringCase(std::string_view text, std::string_view lowerCase)
                       [](char left, char right) { return toLower(left) == right; });
 }
 
-bool isUnreserved(char character)
+constexpr bool isUnreserved(char character)
 {
     return isAlphanumeric(character) || character == '-' || character == '_' || character == '.' || character == '~';
 }
 
-void appendEncoded(std::string& out, const std::string& text)
+/// A table instead of comparisons: whether each byte is copied when it is encoded.
+constexpr std::array<bool, 256> makeUnreserved()
+{
+    std::array<bool, 256> unreserved{};
+    for (std::size_t byte = 0; byte < unreserved.size(); ++byte) {
+        unreserved[byte] = isUnreserved(static_cast<char>(byte));
+    }
+    return unreserved;
+}
+
+constexpr std::array<bool, 256> kUnreserved = makeUnreserved();
+
+/// These write into room that is there and return where the next character goes.
+char* write(char* out, std::string_view text)
+{
+    return std::copy(text.begin(), text.end(), out);
+}
+
+char* writeEncoded(char* out, std::string_view text)
 {
     constexpr char kDigits[] = "0123456789ABCDEF";
     for (const char character : text) {
-        if (isUnreserved(character)) {
-            out += character;
+        const auto byte = static_cast<unsigned char>(character);
+        if (kUnreserved[byte]) {
+            *out++ = character;
             continue;
         }
-        const auto byte = static_cast<unsigned char>(character);
-        out += '%';
-        out += kDigits[byte >> 4U];
-        out += kDigits[byte & 0x0FU];
+        *out++ = '%';
+        *out++ = kDigits[byte >> 4U];
+        *out++ = kDigits[byte & 0x0FU];
     }
+    return out;
+}
+
+bool needsSlash(const std::string& path)
+{
+    return !path.empty() && path.front() != '/';
+}
+
+/// The most that path and query can take, with every byte of the query encoded.
+std::size_t mostOfPathAndQuery(const UrlComponents& url)
+{
+    std::size_t most = url.path.size() + 1;
+    for (const auto& [key, value] : url.queryParameters) {
+        most += (key.size() + value.size()) * 3 + 2;
+    }
+    return most;
+}
+
+char* writePathAndQuery(char* out, const UrlComponents& url)
+{
+    if (needsSlash(url.path)) {
+        *out++ = '/';
+    }
+    out = write(out, url.path);
+    char separator = '?';
+    for (const auto& [key, value] : url.queryParameters) {
+        *out++ = separator;
+        out = writeEncoded(out, key);
+        *out++ = '=';
+        out = writeEncoded(out, value);
+        separator = '&';
+    }
+    return out;
+}
+
+/// With the colon before it, if there is a port to print.
+char* writePort(char* out, std::uint32_t port)
+{
+    if (port < 1 || port > kHighestPort) {
+        return out;
+    }
+    *out++ = ':';
+    return std::to_chars(out, out + kMostOfPort, port).ptr;
 }
 
 /// The value of a hexadecimal digit, or -1.
@@ -63,17 +129,15 @@ int hexValue(char character)
 
 std::string decode(std::string_view text)
 {
-    std::string out;
-    out.reserve(text.size());
-    for (std::size_t index = 0; index < text.size(); ++index) {
-        const bool isEscape = text[index] == '%' && index + 2 < text.size() && hexValue(text[index + 1]) >= 0 &&
-                              hexValue(text[index + 2]) >= 0;
-        if (!isEscape) {
-            out += text[index];
-            continue;
-        }
-        out += static_cast<char>(hexValue(text[index + 1]) * 16 + hexValue(text[index + 2]));
-        index += 2;
+    std::size_t escape = text.find('%');
+    std::string out(text.substr(0, escape));
+    while (escape != std::string_view::npos) {
+        text.remove_prefix(escape);
+        const bool isEscape = text.size() > 2 && hexValue(text[1]) >= 0 && hexValue(text[2]) >= 0;
+        out += isEscape ? static_cast<char>(hexValue(text[1]) * 16 + hexValue(text[2])) : '%';
+        text.remove_prefix(isEscape ? 3 : 1);
+        escape = text.find('%');
+        out += text.substr(0, escape);
     }
     return out;
 }
@@ -225,7 +289,7 @@ void parseQuery(std::string_view query, std::map<std::string, std::string>& para
             continue;
         }
         const std::string_view key = splitOff(value, '=');
-        parameters[decode(key)] = decode(value);
+        parameters.insert_or_assign(parameters.end(), decode(key), decode(value));
     }
 }
 
@@ -240,31 +304,21 @@ void parsePathAndQuery(std::string_view text, UrlComponents& out)
 
 std::string UrlComponents::GetPathAndQuery() const
 {
-    std::string text;
-    if (!path.empty() && path.front() != '/') {
-        text += '/';
-    }
-    text += path;
-    char separator = '?';
-    for (const auto& [key, value] : queryParameters) {
-        text += separator;
-        appendEncoded(text, key);
-        text += '=';
-        appendEncoded(text, value);
-        separator = '&';
-    }
+    std::string text(mostOfPathAndQuery(*this), '\0');
+    const char* const end = writePathAndQuery(text.data(), *this);
+    text.resize(static_cast<std::size_t>(end - text.data()));
     return text;
 }
 
 std::string UrlComponents::GetUrl() const
 {
-    std::string url = isSecure ? "https://" : "http://";
-    url += host;
-    if (port >= 1 && port <= kHighestPort) {
-        url += ':';
-        url += std::to_string(port);
-    }
-    return url + GetPathAndQuery();
+    const std::string_view scheme = isSecure ? "https://" : "http://";
+    std::string url(scheme.size() + host.size() + 1 + kMostOfPort + mostOfPathAndQuery(*this), '\0');
+    char* end = write(url.data(), scheme);
+    end = writePort(write(end, host), port);
+    end = writePathAndQuery(end, *this);
+    url.resize(static_cast<std::size_t>(end - url.data()));
+    return url;
 }
 
 UrlParseStatus ParseUrl(const std::string& url, UrlComponents& out)
