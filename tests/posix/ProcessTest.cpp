@@ -1,35 +1,14 @@
+#include "support/posix/ChildProcess.h"
 
 #include <gtest/gtest.h>
-
-#include <chrono>
-#include <thread>
-
-#include <csignal>
-#include <sys/wait.h>
-#include <unistd.h>
 
 /// What takes a process of its own to see: how it ends, how the library is unloaded, and what the system gives it.
 
 namespace {
 
-/// Runs the probe and returns its exit code, or 128 and the signal; -1 if it has not ended after 20 s.
 int runProbe(const char* way)
 {
-    const pid_t child = fork();
-    if (child == 0) {
-        execl(LUM_PROCESS_PROBE, LUM_PROCESS_PROBE, way, nullptr);
-        _exit(127);
-    }
-    for (int wait = 0; wait < 2000; ++wait) {
-        int status = 0;
-        if (waitpid(child, &status, WNOHANG) == child) {
-            return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    return -1;
+    return LumTests::runProgram({LUM_PROCESS_PROBE, way});
 }
 
 class ProcessEndTest : public testing::TestWithParam<const char*> {};
@@ -55,6 +34,11 @@ TEST(EnvironmentTest, NamesTheProxy)
 TEST(DefaultPortTest, IsTheOneOfTheScheme)
 {
     EXPECT_EQ(runProbe("default-ports"), 0) << "the probe says on its error stream what the proxy was asked for";
+}
+
+TEST(LocalTimeTest, IsTheOneOfTheProcesssZone)
+{
+    EXPECT_EQ(runProbe("local-time"), 0) << "the probe says on its error stream what it got";
 }
 
 TEST(LargeBodyTest, IsHeldOnce)

@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <ctime>
 #include <iterator>
 #include <utility>
 
@@ -389,6 +390,30 @@ BOOL GetModuleHandleExW(DWORD flags, const WCHAR* /*address*/, HMODULE* module)
 {
     *module = nullptr;
     return platform().enter("GetModuleHandleExW", LumTests::hex(flags)) ? TRUE : FALSE;
+}
+
+// NOLINTBEGIN(bugprone-reserved-identifier): the names are the platform's.
+
+__time64_t _time64(__time64_t* result)
+{
+    return platform().enter("_time64", result == nullptr ? "null" : "set") ? platform().now : -1;
+}
+
+/// The scripted platform lives one hour east of Greenwich.
+int _localtime64_s(std::tm* local, const __time64_t* seconds)
+{
+    if (!platform().enter("_localtime64_s", std::to_string(*seconds))) {
+        return EINVAL;
+    }
+    const std::time_t shifted = *seconds + 3600;
+    return gmtime_r(&shifted, local) == nullptr ? EINVAL : 0;
+}
+
+// NOLINTEND(bugprone-reserved-identifier)
+
+BOOL IsDebuggerPresent()
+{
+    return platform().enter("IsDebuggerPresent", "") && platform().hasDebugger ? TRUE : FALSE;
 }
 
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, WCHAR* buffer, int size)

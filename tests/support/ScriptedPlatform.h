@@ -3,6 +3,7 @@
 #include "platform/LumPlatform.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <map>
 #include <optional>
@@ -50,6 +51,10 @@ public:
     /// Texts by number; any other number reads "text of N". A number in `numbersWithoutText` has none.
     std::map<DWORD, std::string> texts;
     std::vector<DWORD> numbersWithoutText;
+
+    /// The time, in seconds since 1970, and whether a debugger is attached.
+    std::int64_t now = 0;
+    bool hasDebugger = false;
 
     /// Deliver each notification inside the call that it answers, as a platform may.
     bool deliversInsideCalls = false;

@@ -25,6 +25,9 @@
 /// | GetModuleHandleExW         | PIN and FROM_ADDRESS                                                                     |
 /// | MultiByteToWideChar        | CP_UTF8 with MB_ERR_INVALID_CHARS; CP_THREAD_ACP, which is UTF-8, with or without it     |
 /// | WideCharToMultiByte        | CP_UTF8 with WC_ERR_INVALID_CHARS; CP_THREAD_ACP, as strict, with WC_NO_BEST_FIT_CHARS   |
+/// | _time64                    | no address for the result, which it returns                                              |
+/// | _localtime64_s             | any time that the system's calendar has; it may be called from several threads at once   |
+/// | IsDebuggerPresent          | nothing; true while another process traces this one                                      |
 /// | WinHttpOpen                | automatic proxy, no agent, no proxy name, no bypass list, asynchronous                   |
 /// | WinHttpSetStatusCallback   | a session; any of the notifications below                                                |
 /// | WinHttpConnect             | a host name or an address, IPv6 with or without brackets; port 0 is the scheme's         |
@@ -49,6 +52,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
+
+/// The platform's name, as messages carry it.
+constexpr const char* kLumPlatformName = "Linux";
 
 // NOLINTBEGIN: the names are the reference platform's.
 
@@ -157,6 +164,13 @@ constexpr DWORD WC_NO_BEST_FIT_CHARS = 0x400;
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, WCHAR* buffer, int size);
 int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* text, int length, char* buffer, int size,
                         const char* defaultCharacter, BOOL* usedDefault);
+
+using __time64_t = std::int64_t;
+
+__time64_t _time64(__time64_t* result);
+int _localtime64_s(std::tm* local, const __time64_t* seconds);
+
+BOOL IsDebuggerPresent();
 
 constexpr DWORD WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY = 4;
 constexpr std::nullptr_t WINHTTP_NO_PROXY_NAME = nullptr;

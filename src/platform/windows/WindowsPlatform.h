@@ -15,3 +15,8 @@
 
 /// Before a function that hosts find by its name in the library.
 #define LUM_EXPORT __declspec(dllexport)
+
+#include <time.h>
+
+/// The platform's name, as messages carry it.
+constexpr const char* kLumPlatformName = "Windows";

@@ -1,5 +1,6 @@
 #include "Windows/networking/WinHttpClientAsync.h"
 #include "common/networking/UrlComponents.h"
+#include "common/utils/LumTimeUtils.h"
 #include "posix/process/Exhaustion.h"
 #include "posix/process/PeakMemory.h"
 #include "posix/process/TrustedAuthority.h"
@@ -170,6 +171,14 @@ bool useDefaultPorts()
            isAskedFor("secure-own.invalid", true, 80, "CONNECT secure-own.invalid:80 HTTP/1.1");
 }
 
+/// The zone is east of Greenwich, so its offset from there has the other sign here.
+bool formatLocalTime()
+{
+    setenv("TZ", "LUM-05:30", 1);
+    const std::string text = LumUtils::formatCurrentTime("%Z %z");
+    return expect(text == "LUM +0530", "the zone's name and offset: " + text);
+}
+
 /// What a large body costs at the peak: once its size, and little more.
 bool holdLargeBodyOnce()
 {
@@ -211,6 +220,8 @@ int main(int argumentCount, char** arguments)
         return fetchThroughProxy() ? 0 : 1;
     } else if (way == "default-ports") {
         return useDefaultPorts() ? 0 : 1;
+    } else if (way == "local-time") {
+        return formatLocalTime() ? 0 : 1;
     } else if (way == "large-body") {
         return holdLargeBodyOnce() ? 0 : 1;
     } else if (way == "no-descriptors") {
