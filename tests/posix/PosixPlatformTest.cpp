@@ -5,6 +5,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <ctime>
+#include <limits>
 #include <string>
 
 /// The layer is a closed list: whatever stands outside it fails, and nothing pretends to succeed.
@@ -51,6 +53,26 @@ TEST(PosixPlatformTest, TheLastErrorIsErrno)
     EXPECT_EQ(GetLastError(), static_cast<DWORD>(ENOENT));
     SetLastError(12029);
     EXPECT_EQ(errno, 12029);
+}
+
+TEST(PosixPlatformTest, TheTimeIsOnlyReturned)
+{
+    __time64_t now = 7;
+    EXPECT_EQ(_time64(&now), -1);
+    EXPECT_EQ(errno, EINVAL);
+    EXPECT_EQ(now, 7);
+    EXPECT_GT(_time64(nullptr), 1700000000);
+}
+
+TEST(PosixPlatformTest, ALocalTimeNeedsATimeWithinTheCalendar)
+{
+    std::tm local{};
+    __time64_t seconds = 0;
+    EXPECT_EQ(_localtime64_s(nullptr, &seconds), EINVAL);
+    EXPECT_EQ(_localtime64_s(&local, nullptr), EINVAL);
+    EXPECT_EQ(_localtime64_s(&local, &seconds), 0);
+    seconds = std::numeric_limits<__time64_t>::max();
+    EXPECT_EQ(_localtime64_s(&local, &seconds), EINVAL) << "its year is no int";
 }
 
 TEST(PosixPlatformTest, TheWinHttpModuleHasTextsForTheNumbersOfItsCalls)

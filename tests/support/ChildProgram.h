@@ -21,6 +21,9 @@ public:
     ChildProgram(const ChildProgram&) = delete;
     ChildProgram& operator=(const ChildProgram&) = delete;
 
+    /// The system's number for it.
+    unsigned long processId() const;
+
     /// Its next line without the line end; empty when it will print no more.
     std::string readLine();
 

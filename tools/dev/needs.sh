@@ -72,6 +72,10 @@ has_openssl() { has_command openssl; }
 define_need certificates "the system's certificate store" "ca-certificates"
 has_certificates() { has_one_of /etc/ssl/certs/ca-certificates.crt /etc/pki/tls/certs/ca-bundle.crt /etc/ssl/cert.pem; }
 
+# The tests attach it to a program that waits for a debugger.
+define_need gdb "the debugger gdb" "gdb"
+has_gdb() { has_command gdb; }
+
 define_need mingw_x86 "mingw-w64 for 32-bit Windows, posix threads" "g++-mingw-w64-i686-posix"
 has_mingw_x86() { has_command i686-w64-mingw32-g++-posix; }
 

@@ -4,7 +4,7 @@
 SUITES=(linux managed windows-x86 windows-x64)
 
 declare -A SUITE_NEEDS=(
-    [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${TEST_PEERS[*]}"
+    [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${TEST_PEERS[*]} gdb"
     [managed]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${MANAGED_BUILD[*]} mono microsocks dante"
     [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 wine wine_tls wine32 wine32_tls"
     [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 wine wine_tls"

@@ -9,6 +9,20 @@
 
 namespace LumTests {
 
+int endOfChild(pid_t child)
+{
+    for (int wait = 0; wait < 2000; ++wait) {
+        int status = 0;
+        if (waitpid(child, &status, WNOHANG) == child) {
+            return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    kill(child, SIGKILL);
+    waitpid(child, nullptr, 0);
+    return -1;
+}
+
 int runProgram(const std::vector<std::string>& arguments)
 {
     std::vector<char*> values;
@@ -21,16 +35,7 @@ int runProgram(const std::vector<std::string>& arguments)
         execv(values.front(), values.data());
         _exit(127);
     }
-    for (int wait = 0; wait < 2000; ++wait) {
-        int status = 0;
-        if (waitpid(child, &status, WNOHANG) == child) {
-            return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    return -1;
+    return endOfChild(child);
 }
 
 } // namespace LumTests

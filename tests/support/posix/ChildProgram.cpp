@@ -80,6 +80,11 @@ ChildProgram::~ChildProgram()
     }
 }
 
+unsigned long ChildProgram::processId() const
+{
+    return static_cast<unsigned long>(system->process);
+}
+
 std::string ChildProgram::readLine()
 {
     std::string line;

@@ -89,6 +89,11 @@ ChildProgram::~ChildProgram()
     }
 }
 
+unsigned long ChildProgram::processId() const
+{
+    return GetProcessId(system->process);
+}
+
 std::string ChildProgram::readLine()
 {
     std::string line;
