@@ -44,6 +44,7 @@ void LumDebuggerUtilsBase::waitForDebugger(std::optional<std::chrono::millisecon
     LUM_LOG_AT(logger, Info, kWait, 45, "LumDebuggerUtils %s: Debugger attached successfully", kLumPlatformName);
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): a copy outlives what the caller does to its own meanwhile
 void LumDebuggerUtilsBase::waitForDebuggerWithCallback(std::function<bool()> shouldContinue,
                                                        std::chrono::milliseconds pollInterval)
 {
