@@ -1,6 +1,7 @@
 #include "common/utils/LumUuidUtils.h"
 
 #include "common/utils/LumUuidTemplate.h"
+#include "platform/LumPlatform.h"
 
 #include <random>
 
@@ -8,7 +9,7 @@ namespace LumUtils {
 
 std::string generateUuid()
 {
-    std::random_device device;
+    std::random_device device(kLumRandomDevice);
     std::mt19937 engine(static_cast<std::mt19937::result_type>(device()));
     return fillUuidTemplate(engine);
 }

@@ -57,6 +57,9 @@
 /// The platform's name, as messages carry it.
 constexpr const char* kLumPlatformName = "Linux";
 
+/// The std::random_device to ask. The default one is an instruction of the processor, which repeats itself on some.
+constexpr const char* kLumRandomDevice = "/dev/urandom";
+
 // NOLINTBEGIN: the names are the reference platform's.
 
 using BOOL = int;

@@ -20,3 +20,6 @@
 
 /// The platform's name, as messages carry it.
 constexpr const char* kLumPlatformName = "Windows";
+
+/// The std::random_device to ask: the system's generator.
+constexpr const char* kLumRandomDevice = "default";

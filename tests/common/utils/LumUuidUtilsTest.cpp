@@ -77,6 +77,16 @@ TEST(LumUuidUtilsTest, TwoUuidsInARowDiffer)
     EXPECT_NE(generateUuid(), generateUuid());
 }
 
+TEST(LumUuidUtilsTest, UuidsRepeatThemselvesNoMoreThanTheirSeedsMust)
+{
+    std::set<std::string> uuids;
+    for (int round = 0; round < 20000; ++round) {
+        uuids.insert(generateUuid());
+    }
+    // Of 20,000 seeds of 32 bits two are the same in one run of 21, and four pairs in one of five million.
+    EXPECT_GE(uuids.size(), 19996U);
+}
+
 TEST(LumUuidUtilsTest, EveryDigitIsAsFrequentAsAnyOther)
 {
     constexpr int kUuids = 4096;
