@@ -9,5 +9,7 @@ namespace LumBench {
 void MeasureBase64(const BenchOptions& options, BenchReport& report);
 void MeasureText(const BenchOptions& options, BenchReport& report);
 void MeasureUrls(const BenchOptions& options, BenchReport& report);
+void MeasureUuid(const BenchOptions& options, BenchReport& report);
+void MeasureWipe(const BenchOptions& options, BenchReport& report);
 
 } // namespace LumBench

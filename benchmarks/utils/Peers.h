@@ -31,11 +31,25 @@ struct UrlPeer {
     std::function<std::size_t()> print;
 };
 
+/// Another library's random UUID in text form.
+struct UuidPeer {
+    std::string name;
+    std::function<std::string()> generate;
+};
+
+/// Another way of overwriting memory for good.
+struct WipePeer {
+    std::string name;
+    std::function<void(void* data, std::size_t size)> wipe;
+};
+
 /// The peers that were there when this was built. Each adds itself before main begins.
 struct Peers {
     std::vector<Base64Peer> base64;
     std::vector<TextPeer> text;
     std::vector<UrlPeer> url;
+    std::vector<UuidPeer> uuid;
+    std::vector<WipePeer> wipe;
 };
 
 Peers& AllPeers();

@@ -124,6 +124,9 @@ has_boost() { has_header boost/beast/core/detail/base64.hpp; }
 define_need glib "GLib's headers, for comparison" "libglib2.0-dev pkg-config"
 has_glib() { has_command pkg-config && pkg-config --exists glib-2.0; }
 
+define_need libuuid "libuuid's headers, for comparison" "uuid-dev pkg-config"
+has_libuuid() { has_command pkg-config && pkg-config --exists uuid; }
+
 define_need uriparser "uriparser's headers, for comparison" "liburiparser-dev pkg-config"
 has_uriparser() { has_command pkg-config && pkg-config --exists liburiparser; }
 
@@ -147,7 +150,7 @@ LINUX_BUILD=(compiler cmake ninja googletest libcurl json)
 TEST_SERVERS=(nginx openssl certificates)
 MANAGED_BUILD=(dotnet netstandard)
 TEST_PEERS=(libcrypto icu)
-BENCH_PEERS=(cpprest libcrypto icu boost glib uriparser)
+BENCH_PEERS=(cpprest libcrypto icu boost glib libuuid uriparser)
 
 # clang_tool NAME: the command of the version that the project is checked with.
 clang_tool() {
