@@ -4,6 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include <curl/curl.h>
+
 #include <cerrno>
 #include <ctime>
 #include <limits>
@@ -146,6 +148,45 @@ TEST(PosixPlatformTest, TextIsConvertedStrictlyAndFromUtf8Only)
     EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, u"\u20AC", 1, narrow, 2, nullptr, nullptr), 0);
     EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
+}
+
+TEST(PosixPlatformTest, TheThreadsCodePageIsUtf8)
+{
+    WCHAR wide[8] = {};
+    char narrow[8] = {};
+    EXPECT_EQ(MultiByteToWideChar(CP_THREAD_ACP, MB_ERR_INVALID_CHARS, "\xE2\x82\xAC", 3, wide, 8), 1);
+    EXPECT_EQ(wide[0], u'\u20AC');
+    EXPECT_EQ(MultiByteToWideChar(CP_THREAD_ACP, MB_ERR_INVALID_CHARS, "a\xE2\x82", 3, wide, 8), 0);
+    EXPECT_EQ(GetLastError(), ERROR_NO_UNICODE_TRANSLATION);
+    EXPECT_EQ(WideCharToMultiByte(CP_THREAD_ACP, WC_NO_BEST_FIT_CHARS, u"\u20AC", 1, narrow, 8, nullptr, nullptr), 3);
+    EXPECT_EQ(std::string(narrow, 3), "\xE2\x82\xAC");
+    const WCHAR unpaired[] = {u'a', 0xD800};
+    EXPECT_EQ(WideCharToMultiByte(CP_THREAD_ACP, WC_NO_BEST_FIT_CHARS, unpaired, 2, narrow, 8, nullptr, nullptr), 0);
+    EXPECT_EQ(GetLastError(), ERROR_NO_UNICODE_TRANSLATION);
+    expectInvalidParameter(WideCharToMultiByte(CP_THREAD_ACP, 0, u"a", 1, narrow, 8, nullptr, nullptr), "best fit");
+    expectInvalidParameter(MultiByteToWideChar(CP_THREAD_ACP, 1, "a", 1, wide, 8), "another flag");
+}
+
+TEST(PosixPlatformTest, WithoutFlagsEachByteThatIsNoTextInTheThreadsCodePageIsReplaced)
+{
+    WCHAR wide[8] = {};
+    EXPECT_EQ(MultiByteToWideChar(CP_THREAD_ACP, 0, "\xE2\x82z\xFF\xC3\xA4", 6, wide, 8), 5);
+    EXPECT_EQ(std::u16string(wide, 5), u"\uFFFD\uFFFDz\uFFFD\u00E4");
+}
+
+TEST(PosixPlatformTest, ModulesAreOnlyPinned)
+{
+    HMODULE module = nullptr;
+    const auto* const address = reinterpret_cast<const WCHAR*>(&curl_version);
+    constexpr DWORD kPin = GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS;
+    expectInvalidParameter(GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS, address, &module), "no pin");
+    expectInvalidParameter(GetModuleHandleExW(kPin, nullptr, &module), "no address");
+    expectInvalidParameter(GetModuleHandleExW(kPin, address, nullptr), "nowhere to put it");
+    const WCHAR onStack = 0;
+    EXPECT_FALSE(GetModuleHandleExW(kPin, &onStack, &module));
+    EXPECT_EQ(GetLastError(), ERROR_MOD_NOT_FOUND);
+    EXPECT_TRUE(GetModuleHandleExW(kPin, reinterpret_cast<const WCHAR*>(&curl_version), &module));
+    EXPECT_NE(module, nullptr);
 }
 
 TEST(PosixPlatformTest, SessionsAreOpenedOnlyAsListed)

@@ -3,20 +3,18 @@
 #include "common/networking/LumNetworkingError.h"
 #include "common/utils/LumError.h"
 
-#include <system_error>
-
 namespace LumNetworking {
 
 namespace {
 
+/// A worker cannot wait for itself; the thread library would refuse it with an exception, which takes memory. It is let
+/// go instead: this is the last that it does.
 void joinOrLetGo(std::thread& worker)
 {
-    try {
-        worker.join();
-    } catch (const std::system_error&) {
-        // The thread library refuses a thread that would wait for itself. The worker is about to end: this is the last
-        // that it does.
+    if (worker.get_id() == std::this_thread::get_id()) {
         worker.detach();
+    } else {
+        worker.join();
     }
 }
 
