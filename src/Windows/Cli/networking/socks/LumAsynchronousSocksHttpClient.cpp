@@ -7,6 +7,7 @@
 #include "platform/LumPlatform.h"
 
 #include <exception>
+#include <utility>
 
 namespace LumNetworking {
 
@@ -175,10 +176,10 @@ void LumAsynchronousSocksHttpClient::HttpWorkerThread(std::shared_ptr<HttpClient
     } catch (...) {
         failWithoutReason(*context);
     }
-    CompleteTransaction(std::move(context));
+    CompleteTransaction(context);
 }
 
-void LumAsynchronousSocksHttpClient::HandleHttpRequest(std::shared_ptr<HttpClientAsyncContext> context)
+void LumAsynchronousSocksHttpClient::HandleHttpRequest(const std::shared_ptr<HttpClientAsyncContext>& context)
 {
     const std::shared_ptr<ILumAsynchronousTransaction> transaction = context->transaction.lock();
     if (!transaction || transaction->IsCancelled()) {
@@ -192,7 +193,7 @@ void LumAsynchronousSocksHttpClient::HandleHttpRequest(std::shared_ptr<HttpClien
             context->response->statusCode);
 }
 
-void LumAsynchronousSocksHttpClient::CompleteTransaction(std::shared_ptr<HttpClientAsyncContext> context)
+void LumAsynchronousSocksHttpClient::CompleteTransaction(const std::shared_ptr<HttpClientAsyncContext>& context)
 {
     if (context) {
         context->Complete();

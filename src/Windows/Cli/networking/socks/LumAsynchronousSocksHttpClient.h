@@ -76,8 +76,8 @@ private:
                                                                   const HttpCompletion& completion,
                                                                   bool followRedirects, int timeoutSeconds);
     static void HttpWorkerThread(std::shared_ptr<HttpClientAsyncContext> context);
-    static void HandleHttpRequest(std::shared_ptr<HttpClientAsyncContext> context);
-    static void CompleteTransaction(std::shared_ptr<HttpClientAsyncContext> context);
+    static void HandleHttpRequest(const std::shared_ptr<HttpClientAsyncContext>& context);
+    static void CompleteTransaction(const std::shared_ptr<HttpClientAsyncContext>& context);
 
     const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate> socksLogger;
     const std::shared_ptr<LumNetworkingCli::SocksHttpClientCliAdapter> socksAdapter;
