@@ -29,7 +29,7 @@ public:
         entries.reserve(headers.size());
         for (const auto& [name, value] : headers) {
             const LumCliText managedName = keep(ManagedText::Convert(host, name));
-            entries.push_back({managedName, keep(ManagedText::Convert(host, value))});
+            entries.push_back(LumCliHeader{managedName, keep(ManagedText::Convert(host, value))});
         }
     }
 
