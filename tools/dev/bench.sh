@@ -10,12 +10,27 @@ all_benchmarks() {
     done
 }
 
+# A benchmark with a managed project is a managed program, which loads the native one.
+is_managed_benchmark() { [[ -e "$ROOT/benchmarks/$1/BoundaryBench.csproj" ]]; }
+
+# The command that runs a benchmark, a word a line.
+command_of_benchmark() {
+    local native="$BUILD/linux-x64-bench"
+    if is_managed_benchmark "$1"; then
+        printf '%s\n' env "LD_LIBRARY_PATH=$native/src:$native/benchmarks/$1" \
+            dotnet exec "$MANAGED/BoundaryBench/release/BoundaryBench.dll"
+    else
+        say "$native/benchmarks/$1/lum_bench_$1"
+    fi
+}
+
 run_benchmark() {
-    local name="$1" file program="$BUILD/linux-x64-bench/benchmarks/$1/lum_bench_$1"
+    local name="$1" file program
+    mapfile -t program < <(command_of_benchmark "$name")
     say ""
     say "Benchmark $name"
     rm -f "$BUILD/bench/$name.json" "$BUILD/bench/$name.svg"
-    timeout --kill-after=20 "$BENCH_LIMIT" "$program" || return 1
+    timeout --kill-after=20 "$BENCH_LIMIT" "${program[@]}" || return 1
     for file in "$name.json" "$name.svg"; do
         if [[ ! -s "$BUILD/bench/$file" ]]; then
             complain "the benchmark wrote no build/bench/$file"
@@ -35,6 +50,11 @@ run_benchmarks() {
     plan "build linux-x64-bench" "run ${names[*]}, which write into build/bench"
     need "${LINUX_BUILD[@]}" "${TEST_SERVERS[@]}" "${BENCH_PEERS[@]}" || exit 1
     build_preset linux-x64-bench "${names[@]/#/lum_bench_}" || exit 1
+    for name in "${names[@]}"; do
+        is_managed_benchmark "$name" || continue
+        need "${MANAGED_BUILD[@]}" || exit 1
+        build_managed "benchmarks/$name/BoundaryBench.csproj" || exit 1
+    done
     mkdir -p "$BUILD/bench"
     for name in "${names[@]}"; do
         run_benchmark "$name" && continue
