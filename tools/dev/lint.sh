@@ -79,7 +79,7 @@ rule_one_way_to_log() {
 
 rule_comments() {
     local files
-    mapfile -t files < <(tracked '*.h' '*.cpp' '*.txt' '*.cmake')
+    mapfile -t files < <(tracked '*.h' '*.cpp' '*.cs' '*.txt' '*.cmake')
     report "NOLINT says what and why" "$(in_files 'NOLINT' "${files[@]}" |
         grep -vE 'NOLINTEND|NOLINT(NEXTLINE|BEGIN)?(\([a-z0-9.,* -]+\))?: .{10,}' || true)"
     # Spelt so that this file does not find itself.
