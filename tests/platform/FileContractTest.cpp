@@ -96,46 +96,24 @@ const std::array<FileMode, kModeCount> kModes = {{
     {"rw", "w"},
     {"rw", "rw"}, // as the read operation
 }};
+// clang-format off
 constexpr std::array<const char*, kModeCount> kSucceeds = {{
-    // by r       by w       by rw
-    // -  r w rw  -  r w rw  -  r w rw
-    "----"
-    "----"
-    "----", // r, shares nothing
-    "-y-y"
-    "----"
-    "----", // r, shares r
-    "----"
-    "-y-y"
-    "----", // r, shares w
-    "-y-y"
-    "-y-y"
-    "-y-y", // r, shares both
-    "----"
-    "----"
-    "----", // w, shares nothing
-    "--yy"
-    "----"
-    "----", // w, shares r
-    "----"
-    "--yy"
-    "----", // w, shares w
-    "--yy"
-    "--yy"
-    "--yy", // w, shares both
-    "----"
-    "----"
-    "----", // rw, shares nothing
-    "---y"
-    "----"
-    "----", // rw, shares r
-    "----"
-    "---y"
-    "----", // rw, shares w
-    "---y"
-    "---y"
-    "---y", // rw, shares both
+    // by r     by w     by rw
+    // - r w rw - r w rw - r w rw
+    "----" "----" "----", // r, shares nothing
+    "-y-y" "----" "----", // r, shares r
+    "----" "-y-y" "----", // r, shares w
+    "-y-y" "-y-y" "-y-y", // r, shares both
+    "----" "----" "----", // w, shares nothing
+    "--yy" "----" "----", // w, shares r
+    "----" "--yy" "----", // w, shares w
+    "--yy" "--yy" "--yy", // w, shares both
+    "----" "----" "----", // rw, shares nothing
+    "---y" "----" "----", // rw, shares r
+    "----" "---y" "----", // rw, shares w
+    "---y" "---y" "---y", // rw, shares both
 }};
+// clang-format on
 
 /// Opens the file in every mode and compares with the table's row.
 void expectRow(std::size_t row, const std::string& path)
@@ -143,8 +121,7 @@ void expectRow(std::size_t row, const std::string& path)
     for (std::size_t column = 0; column < kModeCount; ++column) {
         const FileMode& mode = kModes[column];
         EXPECT_EQ(Opened(path, mode).isOpen(), kSucceeds[row][column] == 'y')
-            << "open by " << kModes[row].access << " sharing " << kModes[row].share << ", comes " << mode.access
-            << " sharing " << mode.share;
+            << "open by " << kModes[row] << ", comes " << mode;
     }
 }
 

@@ -3,6 +3,7 @@
 #include "common/utils/LumTextUtils.h"
 #include "platform/LumPlatform.h"
 
+#include <ostream>
 #include <string>
 
 namespace LumTests {
@@ -12,6 +13,11 @@ struct FileMode {
     std::string access;
     std::string share;
 };
+
+inline std::ostream& operator<<(std::ostream& output, const FileMode& mode)
+{
+    return output << mode.access << " sharing " << mode.share;
+}
 
 /// The modes of the two locked operations.
 inline const FileMode kReadOperation{"rw", "rw"};

@@ -39,7 +39,9 @@ std::optional<std::string> ReadEnvironment(const std::string& name)
 {
     // The runtime's call that allocates is not among those that every compiler's import libraries have.
     std::size_t size = 0;
-    if (getenv_s(&size, nullptr, 0, name.c_str()) != 0 || size == 0) {
+    // Asked for the size only, runtimes differ in whether the lack of room is an error.
+    getenv_s(&size, nullptr, 0, name.c_str());
+    if (size == 0) {
         return std::nullopt;
     }
     std::string value(size, '\0');

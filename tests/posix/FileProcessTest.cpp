@@ -1,0 +1,327 @@
+#include "posix/ForkedTest.h"
+#include "support/ChildProgram.h"
+#include "support/FileMode.h"
+#include "support/ScratchFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sched.h>
+#include <sys/mman.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/time.h>
+#include <unistd.h>
+
+/// What takes more than one process, signals or much room to see in the room for files.
+
+namespace {
+
+using LumTests::ChildProgram;
+using LumTests::FileMode;
+using LumTests::Fork;
+using LumTests::kReadOperation;
+using LumTests::kWriteOperation;
+using LumTests::lockFile;
+using LumTests::openFile;
+using LumTests::ScratchFolder;
+
+/// A sanitizer keeps books of all memory that a call fills.
+#ifdef LUM_HAS_SANITIZER
+constexpr std::size_t kLargeRead = std::size_t{64} << 20U;
+constexpr std::size_t kLargeWrite = std::size_t{64} << 20U;
+#else
+constexpr std::size_t kLargeRead = std::size_t{3} << 30U;
+/// More than one call of the system takes.
+constexpr std::size_t kLargeWrite = (std::size_t{2} << 30U) + 65536;
+#endif
+
+class FileProcessTest : public testing::Test {
+protected:
+    bool canOpenAlone() const
+    {
+        HANDLE const file = openFile(path, {"rw", "-"});
+        return file != INVALID_HANDLE_VALUE && CloseHandle(file);
+    }
+
+    ScratchFolder folder;
+    const std::string path = folder.file("file.bin");
+    const std::string nativePath = folder.path() + "/file.bin";
+};
+
+TEST_F(FileProcessTest, AProgramThatIsStartedHoldsNothing)
+{
+    HANDLE const file = openFile(path, kWriteOperation);
+    ASSERT_TRUE(lockFile(file, true));
+    ChildProgram other(LUM_FILE_HOLDER, {"rw", "rw", "none", folder.file("another.bin")});
+    ASSERT_EQ(other.readLine(), "held");
+    ASSERT_TRUE(CloseHandle(file));
+    EXPECT_TRUE(canOpenAlone());
+    EXPECT_EQ(other.wait(), 0);
+}
+
+TEST_F(FileProcessTest, ACopyOfTheProcessKeepsNothingFromOthers)
+{
+    HANDLE const file = openFile(path, kWriteOperation);
+    ASSERT_TRUE(lockFile(file, true));
+    int gate[2] = {};
+    ASSERT_EQ(pipe(gate), 0);
+    Fork copy([&] {
+        close(gate[1]);
+        char byte = 0;
+        return static_cast<int>(read(gate[0], &byte, 1));
+    });
+    ASSERT_TRUE(CloseHandle(file));
+    EXPECT_TRUE(canOpenAlone()) << "although the copy still has the descriptor";
+    close(gate[1]);
+    EXPECT_EQ(copy.wait(), 0);
+    close(gate[0]);
+}
+
+/// Memory that this process shares with its copies.
+template <typename Content>
+class Shared {
+public:
+    Shared()
+        : content(new (mmap(nullptr, sizeof(Content), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0))
+                      Content())
+    {
+    }
+    ~Shared() { munmap(content, sizeof(Content)); }
+    Shared(const Shared&) = delete;
+    Shared& operator=(const Shared&) = delete;
+
+    Content* operator->() const { return content; }
+
+private:
+    Content* const content;
+};
+
+constexpr int kRaces = 5000;
+
+struct Course {
+    std::atomic<int> arrived{0};
+    std::atomic<bool> hasWon[2][kRaces] = {};
+
+    /// Waits until both are there for the n-th time.
+    void meet(int number)
+    {
+        arrived.fetch_add(1);
+        while (arrived.load() < 2 * number) {
+            sched_yield();
+        }
+    }
+};
+
+void race(Course& course, int racer, const std::string& path, const FileMode& mode)
+{
+    for (int number = 0; number < kRaces; ++number) {
+        course.meet(3 * number + 1);
+        HANDLE const file = openFile(path, mode);
+        course.hasWon[racer][number] = file != INVALID_HANDLE_VALUE;
+        course.meet(3 * number + 2);
+        if (file != INVALID_HANDLE_VALUE) {
+            CloseHandle(file);
+        }
+        course.meet(3 * number + 3);
+    }
+}
+
+class RaceTest : public FileProcessTest, public testing::WithParamInterface<FileMode> {};
+
+TEST_P(RaceTest, ExactlyOneWins)
+{
+    const Shared<Course> course;
+    Fork other([&] {
+        race(*course.operator->(), 1, path, GetParam());
+        return 0;
+    });
+    race(*course.operator->(), 0, path, kWriteOperation);
+    ASSERT_EQ(other.wait(), 0);
+    int bothWon = 0;
+    int bothLost = 0;
+    for (int number = 0; number < kRaces; ++number) {
+        const int winners = (course->hasWon[0][number] ? 1 : 0) + (course->hasWon[1][number] ? 1 : 0);
+        bothWon += winners == 2 ? 1 : 0;
+        bothLost += winners == 0 ? 1 : 0;
+    }
+    EXPECT_EQ(bothWon, 0);
+    EXPECT_EQ(bothLost, 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(WriteAgainst, RaceTest, testing::Values(kWriteOperation, kReadOperation, FileMode{"rw", "-"}));
+
+/// Interrupts this process every so often, without its calls being taken up again by the system.
+class SignalStorm {
+public:
+    SignalStorm()
+    {
+        struct sigaction action = {};
+        action.sa_handler = [](int) { ++count; };
+        sigaction(SIGALRM, &action, &before);
+        const itimerval often = {{0, 500}, {0, 500}};
+        setitimer(ITIMER_REAL, &often, nullptr);
+    }
+    ~SignalStorm()
+    {
+        const itimerval never = {};
+        setitimer(ITIMER_REAL, &never, nullptr);
+        sigaction(SIGALRM, &before, nullptr);
+    }
+    SignalStorm(const SignalStorm&) = delete;
+    SignalStorm& operator=(const SignalStorm&) = delete;
+
+    static int signals() { return count; }
+
+private:
+    static std::atomic<int> count;
+    struct sigaction before = {};
+};
+
+std::atomic<int> SignalStorm::count{0};
+
+TEST_F(FileProcessTest, SignalsInterruptNoCall)
+{
+    ChildProgram holder(LUM_FILE_HOLDER, {"rw", "rw", "exclusive", path});
+    ASSERT_EQ(holder.readLine(), "held");
+    HANDLE const file = openFile(path, kReadOperation);
+    int gate[2] = {};
+    ASSERT_EQ(pipe2(gate, O_CLOEXEC), 0);
+    // The storm strikes this thread, which waits; the copy lets the holder go a little later.
+    const SignalStorm storm;
+    const int before = SignalStorm::signals();
+    std::thread ender([&] {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_BLOCK, &all, nullptr);
+        std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        holder.closeInput();
+    });
+    EXPECT_TRUE(lockFile(file, true));
+    EXPECT_GT(SignalStorm::signals() - before, 20) << "the wait was interrupted";
+    ender.join();
+
+    const std::string content(std::size_t{32} << 20U, 'x');
+    std::string found(content.size(), '\0');
+    DWORD count = 0;
+    EXPECT_TRUE(WriteFile(file, content.data(), static_cast<DWORD>(content.size()), &count, nullptr));
+    EXPECT_EQ(count, content.size());
+    EXPECT_EQ(SetFilePointer(file, 0, nullptr, FILE_BEGIN), 0U);
+    EXPECT_TRUE(ReadFile(file, found.data(), static_cast<DWORD>(found.size()), &count, nullptr));
+    EXPECT_EQ(count, content.size());
+    EXPECT_EQ(found, content);
+    CloseHandle(file);
+    close(gate[0]);
+    close(gate[1]);
+}
+
+/// A range of addresses that takes much and has little memory: the same pages again and again.
+class FoldedMemory {
+public:
+    explicit FoldedMemory(std::size_t wantedSize) : size(wantedSize)
+    {
+        const int memory = memfd_create("folded", MFD_CLOEXEC);
+        EXPECT_EQ(ftruncate(memory, kFold), 0);
+        void* const range = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+        start = static_cast<char*>(range);
+        for (std::size_t offset = 0; offset < size; offset += kFold) {
+            const std::size_t part = std::min<std::size_t>(kFold, size - offset);
+            EXPECT_NE(mmap(start + offset, part, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, memory, 0),
+                      MAP_FAILED);
+        }
+        close(memory);
+    }
+    ~FoldedMemory() { munmap(start, size); }
+    FoldedMemory(const FoldedMemory&) = delete;
+    FoldedMemory& operator=(const FoldedMemory&) = delete;
+
+    char* data() const { return start; }
+
+private:
+    static constexpr off_t kFold = off_t{16} << 20U;
+
+    const std::size_t size;
+    char* start = nullptr;
+};
+
+TEST_F(FileProcessTest, AFileOfThreeGibibytesIsReadWhole)
+{
+    HANDLE const file = openFile(path, kReadOperation);
+    ASSERT_EQ(truncate(nativePath.c_str(), static_cast<off_t>(kLargeRead)), 0);
+    EXPECT_EQ(GetFileSize(file, nullptr), kLargeRead);
+    const FoldedMemory memory(kLargeRead);
+    DWORD count = 0;
+    EXPECT_TRUE(ReadFile(file, memory.data(), static_cast<DWORD>(kLargeRead), &count, nullptr));
+    EXPECT_EQ(count, kLargeRead);
+    CloseHandle(file);
+}
+
+TEST_F(FileProcessTest, MoreThanTwoGibibytesAreWrittenWhole)
+{
+    const bool hasRoom = std::filesystem::space(folder.path()).available > 2 * kLargeWrite;
+    HANDLE const file = openFile(path, kWriteOperation);
+    const FoldedMemory memory(kLargeWrite);
+    DWORD count = 0;
+    const BOOL isWritten = WriteFile(file, memory.data(), static_cast<DWORD>(kLargeWrite), &count, nullptr);
+    const DWORD error = GetLastError();
+    EXPECT_TRUE(isWritten ? count == kLargeWrite : !hasRoom && error == ENOSPC) << error;
+    EXPECT_EQ(GetFileSize(file, nullptr), count);
+    CloseHandle(file);
+}
+
+/// A file system with room for 64 KiB, seen by this process only. Not everybody may have one.
+bool mountSmall(const std::string& place)
+{
+    const bool isApart = unshare(CLONE_NEWNS) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0;
+    return isApart && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
+           mount("none", place.c_str(), "tmpfs", 0, "size=64k") == 0;
+}
+
+/// Where that is not permitted, the process may write no larger files.
+bool limitFiles()
+{
+    std::signal(SIGXFSZ, SIG_IGN);
+    const rlimit limit = {65536, 65536};
+    return setrlimit(RLIMIT_FSIZE, &limit) == 0;
+}
+
+/// The write fails with that number after it has written what there was room for.
+int writeTooMuch(const std::string& path, int error)
+{
+    HANDLE const file = openFile(path, kWriteOperation);
+    const std::string content(1000000, 'x');
+    DWORD count = 0;
+    if (WriteFile(file, content.data(), static_cast<DWORD>(content.size()), &count, nullptr)) {
+        return 2;
+    }
+    if (GetLastError() != static_cast<DWORD>(error)) {
+        return 3;
+    }
+    const bool hasWrittenPart = count > 0 && count <= 65536 && GetFileSize(file, nullptr) == count;
+    return hasWrittenPart && CloseHandle(file) ? 0 : 4;
+}
+
+TEST_F(FileProcessTest, AWriteWithoutRoomFails)
+{
+    Fork small([&] {
+        return mountSmall(folder.path()) ? writeTooMuch(path, ENOSPC) : limitFiles() ? writeTooMuch(path, EFBIG) : 1;
+    });
+    EXPECT_EQ(small.wait(), 0);
+}
+
+TEST_F(FileProcessTest, AWriteBeyondTheProcesssLimitFails)
+{
+    Fork limited([&] { return limitFiles() ? writeTooMuch(path, EFBIG) : 1; });
+    EXPECT_EQ(limited.wait(), 0);
+}
+
+} // namespace
