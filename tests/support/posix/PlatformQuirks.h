@@ -26,5 +26,6 @@ constexpr bool kServesThousandAtOnce = true;
 constexpr std::size_t kRequestsInARow = 100000;
 constexpr std::size_t kProxiedRequestsInARow = 20000;
 constexpr std::size_t kDescriptorSlack = 4;
+constexpr int kSoakSeconds = 20;
 
 } // namespace LumTests::Quirks

@@ -60,4 +60,7 @@ constexpr std::size_t kDescriptorSlack = 16;
 /// Threads take longer to start.
 constexpr std::size_t kProxiedRequestsInARow = 2000;
 
+/// For how long processes read and write one file. The locks are the platform's own.
+constexpr int kSoakSeconds = 5;
+
 } // namespace LumTests::Quirks
