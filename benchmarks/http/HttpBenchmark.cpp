@@ -4,6 +4,7 @@
 #include "LoadTally.h"
 #include "MultiLoopClient.h"
 #include "ThreadedEasyClient.h"
+#include "support/Median.h"
 #include "support/ProcessUsage.h"
 
 #include <algorithm>
@@ -29,16 +30,6 @@ constexpr double kConnectionsPerRequestLimit = 0.001;
 constexpr double kLargeBodyGoal = 0.95;
 constexpr double kMebibyte = 1024.0 * 1024.0;
 constexpr double kMemoryAllowance = 8;
-
-double median(std::vector<double> values)
-{
-    if (values.empty()) {
-        return 0;
-    }
-    std::sort(values.begin(), values.end());
-    const std::size_t middle = values.size() / 2;
-    return values.size() % 2 == 1 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
-}
 
 std::string bodyName(std::size_t size)
 {
@@ -161,9 +152,9 @@ void HttpBenchmark::AddLoadRows(BenchReport& report, const std::string& caseName
         }
         const Series& other = place->second;
         const std::optional<double> peerGoal = peer == kMultiLoop ? std::optional<double>(goal) : std::nullopt;
-        report.AddMoreIsBetter(caseName, peer, "requests/s", median(own.requestsPerSecond),
-                               median(other.requestsPerSecond), peerGoal);
-        report.AddLessIsBetter(caseName, peer, "CPU us/request", median(own.cpuPerRequest), median(other.cpuPerRequest),
+        report.AddMoreIsBetter(caseName, peer, "requests/s", Median(own.requestsPerSecond),
+                               Median(other.requestsPerSecond), peerGoal);
+        report.AddLessIsBetter(caseName, peer, "CPU us/request", Median(own.cpuPerRequest), Median(other.cpuPerRequest),
                                std::nullopt);
     }
     report.AddLessIsBetter(caseName, kConnectionLimit, "connections/request",
@@ -189,12 +180,12 @@ void HttpBenchmark::MeasureLargeBody(BenchReport& report)
     }
     const char* const caseName = "256 MiB";
     const double ourPeak = *std::max_element(peaks[kOurs].begin(), peaks[kOurs].end());
-    report.AddMoreIsBetter(caseName, "curl", "MiB/s", median(speeds[kOurs]), median(speeds[kPlain]), kLargeBodyGoal);
-    report.AddMoreIsBetter(caseName, "curl, length reserved", "MiB/s", median(speeds[kOurs]),
-                           median(speeds[kReserving]), std::nullopt);
+    report.AddMoreIsBetter(caseName, "curl", "MiB/s", Median(speeds[kOurs]), Median(speeds[kPlain]), kLargeBodyGoal);
+    report.AddMoreIsBetter(caseName, "curl, length reserved", "MiB/s", Median(speeds[kOurs]),
+                           Median(speeds[kReserving]), std::nullopt);
     report.AddLessIsBetter(caseName, "body + 8 MiB", "peak MiB", ourPeak, kLargeBody / kMebibyte + kMemoryAllowance, 1);
-    report.AddLessIsBetter(caseName, "curl", "peak MiB", ourPeak, median(peaks[kPlain]), std::nullopt);
-    report.AddLessIsBetter(caseName, "curl, length reserved", "peak MiB", ourPeak, median(peaks[kReserving]),
+    report.AddLessIsBetter(caseName, "curl", "peak MiB", ourPeak, Median(peaks[kPlain]), std::nullopt);
+    report.AddLessIsBetter(caseName, "curl, length reserved", "peak MiB", ourPeak, Median(peaks[kReserving]),
                            std::nullopt);
 }
 

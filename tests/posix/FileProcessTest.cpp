@@ -35,11 +35,13 @@ using LumTests::lockFile;
 using LumTests::openFile;
 using LumTests::ScratchFolder;
 
-/// A sanitizer keeps books of all memory that a call fills.
+/// A sanitizer keeps books of all memory that a call fills, and may hand on many signals as one.
 #ifdef LUM_HAS_SANITIZER
+constexpr int kLeastInterrupts = 1;
 constexpr std::size_t kLargeRead = std::size_t{64} << 20U;
 constexpr std::size_t kLargeWrite = std::size_t{64} << 20U;
 #else
+constexpr int kLeastInterrupts = 20;
 constexpr std::size_t kLargeRead = std::size_t{3} << 30U;
 /// More than one call of the system takes.
 constexpr std::size_t kLargeWrite = (std::size_t{2} << 30U) + 65536;
@@ -194,9 +196,7 @@ TEST_F(FileProcessTest, SignalsInterruptNoCall)
     ChildProgram holder(LUM_FILE_HOLDER, {"rw", "rw", "exclusive", path});
     ASSERT_EQ(holder.readLine(), "held");
     HANDLE const file = openFile(path, kReadOperation);
-    int gate[2] = {};
-    ASSERT_EQ(pipe2(gate, O_CLOEXEC), 0);
-    // The storm strikes this thread, which waits; the copy lets the holder go a little later.
+    // The storm strikes this thread, which waits; the other lets the holder go a little later.
     const SignalStorm storm;
     const int before = SignalStorm::signals();
     std::thread ender([&] {
@@ -207,7 +207,7 @@ TEST_F(FileProcessTest, SignalsInterruptNoCall)
         holder.closeInput();
     });
     EXPECT_TRUE(lockFile(file, true));
-    EXPECT_GT(SignalStorm::signals() - before, 20) << "the wait was interrupted";
+    EXPECT_GE(SignalStorm::signals() - before, kLeastInterrupts) << "the wait was interrupted";
     ender.join();
 
     const std::string content(std::size_t{32} << 20U, 'x');
@@ -220,8 +220,6 @@ TEST_F(FileProcessTest, SignalsInterruptNoCall)
     EXPECT_EQ(count, content.size());
     EXPECT_EQ(found, content);
     CloseHandle(file);
-    close(gate[0]);
-    close(gate[1]);
 }
 
 /// A range of addresses that takes much and has little memory: the same pages again and again.

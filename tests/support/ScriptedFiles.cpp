@@ -1,5 +1,6 @@
 #include "platform/LumFileError.h"
 #include "platform/LumFileStream.h"
+#include "platform/LumMemory.h"
 #include "platform/LumRuntime.h"
 #include "support/CallText.h"
 #include "support/ScriptedPlatform.h"
@@ -130,6 +131,8 @@ DWORD GetTempPathA(DWORD size, LPSTR buffer)
 }
 
 namespace LumPlatform {
+
+void ExpectFilling(void* /*memory*/, std::size_t /*size*/) {}
 
 int Stat(const std::string& path)
 {

@@ -6,6 +6,7 @@
 #include "common/utils/LumLog.h"
 #include "common/utils/LumTextUtils.h"
 #include "platform/LumFileError.h"
+#include "platform/LumMemory.h"
 #include "platform/LumPlatform.h"
 #include "platform/LumRuntime.h"
 
@@ -92,6 +93,8 @@ FileHandle openOrMake(const std::string& path, DWORD share)
 bool makeRoom(std::vector<char>& content, DWORD size)
 {
     try {
+        content.reserve(size);
+        LumPlatform::ExpectFilling(content.data(), size);
         content.resize(size);
         return true;
     } catch (const std::exception&) {

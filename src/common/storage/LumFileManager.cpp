@@ -4,6 +4,7 @@
 #include "common/utils/LumError.h"
 #include "common/utils/LumLog.h"
 #include "platform/LumFileStream.h"
+#include "platform/LumMemory.h"
 #include "platform/LumRuntime.h"
 
 #include <algorithm>
@@ -27,7 +28,7 @@ constexpr char kSeparator = '\\';
 
 /// What is read at a time. Room that has just been made is still in the processor's cache when it is read into, and
 /// larger steps save nothing more.
-constexpr std::size_t kStep = std::size_t{256} * 1024;
+constexpr std::size_t kStep = std::size_t{128} * 1024;
 
 /// Whether the runtime, which reads a path up to its first NUL, would take the whole path; else errno is EINVAL.
 bool isWhole(const std::string& path)
@@ -69,6 +70,7 @@ bool reserve(std::vector<char>& content, std::int64_t size)
         return false;
     }
     content.reserve(static_cast<std::size_t>(size));
+    LumPlatform::ExpectFilling(content.data(), static_cast<std::size_t>(size));
     return true;
 }
 

@@ -1,0 +1,120 @@
+#include "RawFiles.h"
+
+#include <cerrno>
+#include <fstream>
+#include <memory>
+#include <sstream>
+#include <system_error>
+#include <vector>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+namespace LumBench::RawFiles {
+
+namespace {
+
+void require(bool isDone, const char* what)
+{
+    if (!isDone) {
+        throw std::system_error(errno, std::generic_category(), what);
+    }
+}
+
+/// Keeps the compiler from leaving out what fills the memory.
+void use(const void* memory)
+{
+    asm volatile("" : : "r"(memory) : "memory");
+}
+
+/// open, fstat, read into what `makeRoom` gives for the size, close.
+template <typename MakeRoom>
+void readInto(const std::string& path, MakeRoom makeRoom)
+{
+    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    require(file >= 0, "open");
+    struct stat status = {};
+    require(fstat(file, &status) == 0, "fstat");
+    const auto size = static_cast<std::size_t>(status.st_size);
+    char* const content = makeRoom(size);
+    for (std::size_t done = 0; done < size;) {
+        const ssize_t count = read(file, content + done, size - done);
+        require(count > 0, "read");
+        done += static_cast<std::size_t>(count);
+    }
+    require(close(file) == 0, "close");
+}
+
+} // namespace
+
+void ReadVector(const std::string& path)
+{
+    std::vector<char> content;
+    readInto(path, [&](std::size_t size) {
+        content.resize(size);
+        return content.data();
+    });
+    use(content.data());
+}
+
+void ReadBare(const std::string& path)
+{
+    std::unique_ptr<char[]> content;
+    readInto(path, [&](std::size_t size) {
+        content.reset(new char[size]);
+        return content.get();
+    });
+    use(content.get());
+}
+
+void Write(const std::string& path, const std::string& content)
+{
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    require(file >= 0, "open");
+    for (std::size_t done = 0; done < content.size();) {
+        const ssize_t count = write(file, content.data() + done, content.size() - done);
+        require(count > 0, "write");
+        done += static_cast<std::size_t>(count);
+    }
+    require(close(file) == 0, "close");
+}
+
+void StreamRead(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    std::ostringstream content;
+    content << file.rdbuf();
+    require(file && content, "stream");
+    use(&content);
+}
+
+void StreamWrite(const std::string& path, const std::string& content)
+{
+    std::ofstream file(path, std::ios::binary);
+    file << content << std::flush;
+    require(file.good(), "stream");
+}
+
+void StreamCopy(const std::string& source, const std::string& destination)
+{
+    std::ifstream from(source, std::ios::binary);
+    std::ofstream to(destination, std::ios::binary);
+    to << from.rdbuf() << std::flush;
+    require(from && to, "stream");
+}
+
+void CommandCopy(const std::string& source, const std::string& destination)
+{
+    std::string words[] = {"cp", source, destination};
+    char* const arguments[] = {words[0].data(), words[1].data(), words[2].data(), nullptr};
+    pid_t process = -1;
+    errno = posix_spawnp(&process, "cp", nullptr, nullptr, arguments, environ);
+    require(errno == 0, "cp");
+    int status = -1;
+    require(waitpid(process, &status, 0) == process && status == 0, "cp");
+}
+
+} // namespace LumBench::RawFiles
