@@ -26,9 +26,11 @@ using LumPlatform::FileStream;
 
 constexpr char kSeparator = '\\';
 
-/// What is read at a time. Room that has just been made is still in the processor's cache when it is read into, and
-/// larger steps save nothing more.
-constexpr std::size_t kStep = std::size_t{128} * 1024;
+/// What is read at a time: room that has just been made is still in the processor's cache when it is read into.
+constexpr std::size_t kReadStep = std::size_t{1024} * 1024;
+
+/// What is copied at a time; larger steps save nothing more.
+constexpr std::size_t kCopyStep = std::size_t{128} * 1024;
 
 /// Whether the runtime, which reads a path up to its first NUL, would take the whole path; else errno is EINVAL.
 bool isWhole(const std::string& path)
@@ -84,7 +86,7 @@ bool readWhole(FileStream& file, std::vector<char>& content)
     const auto size = static_cast<std::size_t>(end);
     while (content.size() < size) {
         const std::size_t start = content.size();
-        const std::size_t step = std::min(kStep, size - start);
+        const std::size_t step = std::min(kReadStep, size - start);
         content.resize(start + step);
         if (file.read(content.data() + start, step) != static_cast<std::int64_t>(step)) {
             return false;
@@ -116,9 +118,9 @@ void writeWhole(FileStream& file, const std::string& content)
 /// Moves all that the source has to the destination.
 bool moveContent(FileStream& source, FileStream& destination)
 {
-    const std::unique_ptr<char[]> buffer(new char[kStep]);
+    const std::unique_ptr<char[]> buffer(new char[kCopyStep]);
     std::int64_t count = 0;
-    while ((count = source.read(buffer.get(), kStep)) > 0) {
+    while ((count = source.read(buffer.get(), kCopyStep)) > 0) {
         if (!destination.write(buffer.get(), static_cast<std::size_t>(count))) {
             return false;
         }

@@ -79,8 +79,8 @@ std::string SoakWorker::NextContent()
 {
     // Of any order of magnitude up to that.
     constexpr unsigned int kBits = 19;
-    const std::size_t limit = std::size_t{1} << (random() % kBits);
-    return WholeContent::make(random(), random() % limit);
+    const std::uint64_t limit = std::uint64_t{1} << (random() % kBits);
+    return WholeContent::make(random(), static_cast<std::size_t>(random() % limit));
 }
 
 } // namespace LumTests
