@@ -69,7 +69,7 @@ TEST_F(FileManagerScriptedTest, FailedDeleteAndRenameAreLogged)
 
 TEST_F(FileManagerScriptedTest, WholeFileIsReadInBinary)
 {
-    platform.fileContent = std::string(600000, 'x') + "end";
+    platform.fileContent = std::string(1500000, 'x') + "end";
     EXPECT_EQ(asText(files.readFileContent("a")), platform.fileContent);
     EXPECT_THAT(platform.calls("OpenStream"), ElementsAre("OpenStream(\"a\", read)"));
     expectSilent();
@@ -77,7 +77,7 @@ TEST_F(FileManagerScriptedTest, WholeFileIsReadInBinary)
 
 TEST_F(FileManagerScriptedTest, ReadFailsWithItsStream)
 {
-    platform.fileContent = std::string(600000, 'x');
+    platform.fileContent = std::string(1500000, 'x');
     failOpen(1, EMFILE);
     EXPECT_TRUE(files.readFileContent("a").empty());
     expectError("readFileContent", "Error opening file 'a' for reading.");
