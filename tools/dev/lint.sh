@@ -67,7 +67,7 @@ rule_standard_language() {
     local files
     mapfile -t files < <(tracked 'src/*.h' 'src/*.cpp' | grep -v '^src/platform/posix/')
     report "no compiler's own language in src" \
-        "$(in_files '__attribute__|__builtin|\btypeof\b|__typeof|__extension__|__int128|\(\{' "${files[@]}")"
+        "$(in_files '__attribute__|__builtin|\btypeof\b|__typeof|__extension__|__int128|[(][{][^}]*;' "${files[@]}")"
 }
 
 rule_one_way_to_log() {
