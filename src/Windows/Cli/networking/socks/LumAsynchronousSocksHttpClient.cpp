@@ -165,6 +165,7 @@ std::shared_ptr<ILumAsynchronousTransaction> LumAsynchronousSocksHttpClient::Per
     return transaction;
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the thread must hold what it works on
 void LumAsynchronousSocksHttpClient::HttpWorkerThread(std::shared_ptr<HttpClientAsyncContext> context)
 {
     try {
