@@ -205,6 +205,36 @@ TEST_F(FileManagerPosixTest, DirectoryWithoutPermissionsKeepsWhatItHolds)
     EXPECT_EQ(folder.contentOf("closed/a"), "x");
 }
 
+TEST_F(FileManagerPosixTest, DirectoryWithoutWritePermissionTakesNoFiles)
+{
+    std::filesystem::create_directory(folder.where() / "kept");
+    const std::string path = folder.add("kept/a", "x");
+    const std::string other = folder / "kept\\b";
+    ASSERT_EQ(chmod((folder.path() + "/kept/a").c_str(), 0444), 0);
+    ASSERT_EQ(chmod((folder.path() + "/kept").c_str(), 0555), 0);
+    {
+        const OrdinaryUser user;
+        EXPECT_TRUE(files.doesFileExist(path));
+        EXPECT_FALSE(files.deleteFile(path));
+        expectError("deleteFile", "Error deleting file '" + path + "'");
+        EXPECT_FALSE(files.renameFile(path, other));
+        expectError("renameFile", "Error renaming file from '" + path + "' to '" + other + "'");
+        EXPECT_FALSE(files.writeFileContent(other, "x"));
+        expectError("writeFileContent", "Error opening file '" + other + "' for writing.");
+        EXPECT_FALSE(files.copyFile(path, other));
+        expectError("copyFile", "Failed to open destination file " + other);
+        EXPECT_FALSE(files.createDirectoriesToFileAtPath(other + "\\c"));
+        expectError("createDirectoriesForPath", "Failed to create directory at " + other + " errorCode = 13");
+        EXPECT_TRUE(files.readFileContentWithLock(other, error).empty());
+        expectReported(1, "Error opening file '" + other + "' to acquire lock for reading.", "Permission denied");
+        EXPECT_FALSE(files.writeFileContentWithLock(other, "x", error));
+        expectReported(1, "Error opening file '" + other + "' to acquire lock for writing.", "Permission denied");
+    }
+    ASSERT_EQ(chmod((folder.path() + "/kept").c_str(), 0755), 0);
+    EXPECT_EQ(folder.contentOf("kept/a"), "x");
+    EXPECT_EQ(folder.contentOf("kept/b"), "(none)");
+}
+
 TEST_F(FileManagerPosixTest, CopyOntoItselfAndAcrossLinksKeepsItsPromise)
 {
     const std::string path = folder.add("a", "content");

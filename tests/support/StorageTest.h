@@ -58,8 +58,9 @@ protected:
         recorder->clear();
     }
 
-    /// A locked operation has left this error, and one record of it; the description begins so.
-    void expectReported(int code, const std::string& begin)
+    /// A locked operation has left this error, and one record of it; the description begins so, and the system's text
+    /// after it so.
+    void expectReported(int code, const std::string& begin, const std::string& reason = "")
     {
         ASSERT_NE(error, nullptr);
         EXPECT_EQ(error->getDomain(), "com.corvan.clientlibs.liblumstorage.error");
@@ -68,7 +69,7 @@ protected:
         const auto* const text =
             std::any_cast<std::string>(&error->getUserInfo().at("LumErrorUnderlyingErrorDescription"));
         ASSERT_NE(text, nullptr);
-        EXPECT_THAT(*text, testing::StartsWith(begin + " Error: "));
+        EXPECT_THAT(*text, testing::StartsWith(begin + " Error: " + reason));
         EXPECT_GT(text->size(), begin.size() + 8) << "the system's text follows";
         const auto* const number = std::any_cast<int>(&error->getUserInfo().at("LumErrorUnderlyingErrorCode"));
         ASSERT_NE(number, nullptr);

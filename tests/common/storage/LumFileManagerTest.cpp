@@ -44,6 +44,41 @@ std::string everyByte()
 
 class LumFileManagerTest : public LumTests::StorageTest {
 protected:
+    /// An operation on what is not there, and the one record of its failure.
+    struct OperationRow {
+        std::string operation;
+        std::function<void()> call;
+        LumLogLevel level;
+        std::string message;
+        /// The record says why, which is not the same everywhere.
+        bool tellsWhy = false;
+    };
+
+    /// Every operation that takes a path and logs under its own name.
+    std::vector<OperationRow> operations(const std::string& path)
+    {
+        return {
+            {"doesFileExist", [=] { EXPECT_FALSE(files.doesFileExist(path)); }, LumLogLevel::Error,
+             "File does not exist: " + path, true},
+            {"deleteFile", [=] { EXPECT_FALSE(files.deleteFile(path)); }, LumLogLevel::Error,
+             "Error deleting file '" + path + "'"},
+            {"renameFile", [=] { EXPECT_FALSE(files.renameFile(path, path)); }, LumLogLevel::Error,
+             "Error renaming file from '" + path + "' to '" + path + "'"},
+            {"readFileContent", [=] { EXPECT_TRUE(files.readFileContent(path).empty()); }, LumLogLevel::Error,
+             "Error opening file '" + path + "' for reading."},
+            {"writeFileContent", [=] { EXPECT_FALSE(files.writeFileContent(path, "x")); }, LumLogLevel::Error,
+             "Error opening file '" + path + "' for writing."},
+            {"copyFile", [=] { EXPECT_FALSE(files.copyFile(path, path)); }, LumLogLevel::Error,
+             "Failed to open source file " + path},
+            {"getFileSize", [=] { EXPECT_EQ(files.getFileSize(path), -1); }, LumLogLevel::Error,
+             "Failed to open file " + path},
+            {"pathExists", [=] { EXPECT_FALSE(files.pathExists(path)); }, LumLogLevel::Info,
+             "Path does not exist: " + path, true},
+            {"isDirectory", [=] { EXPECT_FALSE(files.isDirectory(path)); }, LumLogLevel::Info,
+             "Path is not a directory: " + path, true},
+        };
+    }
+
     std::string pathWithNul() const { return std::string(folder.add("shorter", "x")) + '\0' + "longer"; }
 
     TestFolder folder;
@@ -252,6 +287,8 @@ TEST_F(LumFileManagerTest, BothFilesOfACopyAreOpenedBeforeEitherIsChecked)
 
     EXPECT_FALSE(files.copyFile(folder.path(), folder / "b"));
     expectError("copyFile", "Failed to open source file " + folder.path());
+    EXPECT_FALSE(files.copyFile(folder / "a", folder.path()));
+    expectError("copyFile", "Failed to open destination file " + folder.path());
     EXPECT_FALSE(files.copyFile("", ""));
     expectError("copyFile", "Failed to open source file ");
 }
@@ -407,6 +444,28 @@ TEST_F(LumFileManagerTest, PathsWithPercentSignsAreNoFormats)
     expectRecord(LumLogLevel::Info, "pathExists", "Path does not exist: " + none);
     EXPECT_FALSE(files.isDirectory(none));
     expectRecord(LumLogLevel::Info, "isDirectory", "Path is not a directory: " + none);
+    const std::string there = folder / "100%s%n";
+    EXPECT_TRUE(files.writeFileContent(there, "%s%n\r"));
+    expectRecord(LumLogLevel::Info, "writeFileContent", "Successfully wrote content to file " + there);
+    EXPECT_EQ(asText(files.readFileContent(there)), "%s%n\r");
+    EXPECT_TRUE(files.copyFile(there, there + "2"));
+    expectSilent();
+}
+
+TEST_F(LumFileManagerTest, LineBreaksInPathsStayInTheRecords)
+{
+    const std::string none = folder / "none\\one\ntwo\r\n";
+    for (const OperationRow& row : operations(none)) {
+        SCOPED_TRACE(row.operation);
+        row.call();
+        expectRecord(row.level, row.operation, row.message);
+    }
+    EXPECT_FALSE(files.createDirectoriesToFileAtPath("one\ntwo\r\n"));
+    expectError("createDirectoriesToFileAtPath", "Invalid path provided: one\ntwo\r\n");
+    EXPECT_TRUE(files.readFileContentWithLock(none, error).empty());
+    expectReported(1, "Error opening file '" + none + "' to acquire lock for reading.");
+    EXPECT_FALSE(files.writeFileContentWithLock(none, "x", error));
+    expectReported(1, "Error opening file '" + none + "' to acquire lock for writing.");
 }
 
 TEST_F(LumFileManagerTest, PathWithANulIsNotTakenForAShorterOne)
@@ -436,32 +495,50 @@ TEST_F(LumFileManagerTest, PathWithANulIsNotTakenForAShorterOne)
                 "Failed to create directory at " + shown + " errorCode = " + std::to_string(EINVAL));
     EXPECT_FALSE(files.pathExists(path));
     EXPECT_THAT(recorder->records().at(0).message, testing::StartsWith("Filesystem error checking if path exists '"));
+    recorder->clear();
+    EXPECT_FALSE(files.isDirectory(path));
+    EXPECT_THAT(recorder->records().at(0).message,
+                testing::StartsWith("Filesystem error checking if path is directory '"));
     EXPECT_EQ(folder.contentOf("shorter"), "x");
 }
 
 TEST_F(LumFileManagerTest, PathsOfFiveThousandBytesGiveAResultAndARecordEach)
 {
     const std::string path = folder / std::string(5000, 'a');
-    const std::vector<std::function<void()>> operations = {
-        [&] { EXPECT_FALSE(files.doesFileExist(path)); },
-        [&] { EXPECT_FALSE(files.deleteFile(path)); },
-        [&] { EXPECT_FALSE(files.renameFile(path, path)); },
-        [&] { EXPECT_TRUE(files.readFileContent(path).empty()); },
-        [&] { EXPECT_FALSE(files.writeFileContent(path, "x")); },
-        [&] { EXPECT_FALSE(files.copyFile(path, path)); },
-        [&] { EXPECT_EQ(files.getFileSize(path), -1); },
-        [&] { EXPECT_FALSE(files.createDirectoriesForPath(path)); },
-        [&] { EXPECT_FALSE(files.createDirectoriesToFileAtPath(path + "\\file")); },
-        [&] { EXPECT_FALSE(files.pathExists(path)); },
-        [&] { EXPECT_FALSE(files.isDirectory(path)); },
-        [&] { EXPECT_TRUE(files.readFileContentWithLock(path, error).empty()); },
-        [&] { EXPECT_FALSE(files.writeFileContentWithLock(path, "x", error)); },
-    };
-    for (std::size_t index = 0; index < operations.size(); ++index) {
-        operations[index]();
-        EXPECT_EQ(recorder->records().size(), 1U) << "operation " << index;
+    for (const OperationRow& row : operations(path)) {
+        SCOPED_TRACE(row.operation);
+        row.call();
+        const std::vector<LumTests::LogRecord> records = recorder->records();
         recorder->clear();
+        ASSERT_EQ(records.size(), 1U);
+        EXPECT_EQ(records[0].function, "LumStorage::LumFileManager::" + row.operation);
+        // Systems differ in why such a path is none.
+        if (row.tellsWhy) {
+            EXPECT_THAT(records[0].message, testing::AnyOf(testing::HasSubstr(path), "Error checking file existence"));
+        } else {
+            EXPECT_EQ(records[0].level, row.level);
+            EXPECT_EQ(records[0].message, row.message);
+        }
     }
+    EXPECT_TRUE(files.readFileContentWithLock(path, error).empty());
+    expectReported(1, "Error opening file '" + path + "' to acquire lock for reading.");
+    EXPECT_FALSE(files.writeFileContentWithLock(path, "x", error));
+    expectReported(1, "Error opening file '" + path + "' to acquire lock for writing.");
+}
+
+TEST_F(LumFileManagerTest, DirectoriesWithNamesOfFiveThousandBytesAreNotMade)
+{
+    const std::string path = folder / std::string(5000, 'a');
+    const auto expectNotMade = [&] {
+        EXPECT_THAT(recorder->records().at(0).message,
+                    testing::StartsWith("Failed to create directory at " + path + " errorCode = "));
+        EXPECT_EQ(recorder->records().size(), 1U);
+        recorder->clear();
+    };
+    EXPECT_FALSE(files.createDirectoriesForPath(path));
+    expectNotMade();
+    EXPECT_FALSE(files.createDirectoriesToFileAtPath(path + "\\file"));
+    expectNotMade();
 }
 
 TEST_F(LumFileManagerTest, ThrowingLoggerChangesNoResult)
@@ -644,6 +721,8 @@ TEST_F(FilesystemQueryTest, StandardWrapperLooksAtTheFileSystem)
     expectRecord(LumLogLevel::Info, "isDirectory", "Path is not a directory: " + (folder / "none"));
     EXPECT_FALSE(files.pathExists(""));
     expectRecord(LumLogLevel::Info, "pathExists", "Path does not exist: ");
+    EXPECT_FALSE(files.isDirectory(""));
+    expectRecord(LumLogLevel::Info, "isDirectory", "Path is not a directory: ");
 }
 
 } // namespace

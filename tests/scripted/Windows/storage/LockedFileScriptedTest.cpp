@@ -1,7 +1,8 @@
 #include "support/ScriptedPlatform.h"
 #include "support/StorageTest.h"
 
-#include <functional>
+#include <sys/mman.h>
+#include <unistd.h>
 
 namespace {
 
@@ -242,6 +243,49 @@ TEST_F(LockedFileScriptedTest, WriteThatFailsAndCannotUnlockIsCode7)
     expectFailure(7, 158, "Error unlocking the file 'C:\\a'.");
 }
 
+#ifndef LUM_HAS_SANITIZER // which keeps books of all memory that is filled
+/// A text of 4 GiB that takes 16 MiB of memory: the same pages again and again.
+class HugeText {
+public:
+    HugeText()
+    {
+        constexpr std::size_t kFourGibibytes = std::size_t{1} << 32U;
+        text.reserve(kFourGibibytes);
+        fold(text.data(), kFourGibibytes);
+        text.resize(kFourGibibytes, 'x');
+    }
+
+    const std::string& get() const { return text; }
+
+private:
+    /// Puts the same pages under all of a range that nobody has touched yet, but for its ends.
+    static void fold(char* start, std::size_t size)
+    {
+        constexpr std::size_t kFold = std::size_t{16} << 20U;
+        const auto pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+        const std::size_t offset = pageSize - reinterpret_cast<std::uintptr_t>(start) % pageSize;
+        const int memory = memfd_create("fold", MFD_CLOEXEC);
+        ASSERT_EQ(ftruncate(memory, kFold), 0);
+        for (std::size_t place = offset; place + kFold <= size; place += kFold) {
+            ASSERT_NE(mmap(start + place, kFold, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, memory, 0),
+                      MAP_FAILED);
+        }
+        close(memory);
+    }
+
+    std::string text;
+};
+
+TEST_F(LockedFileScriptedTest, ContentThatOneCallCannotWriteIsCode6BeforeTheFileIsEmptied)
+{
+    const HugeText text;
+    EXPECT_FALSE(write(text.get()));
+    EXPECT_THAT(fileCalls(), IsEmpty()) << "the file is not even opened";
+    EXPECT_EQ(platform.fileContent, "content");
+    expectFailure(6, EFBIG, "Error writing the content to file 'C:\\a'.");
+}
+#endif
+
 TEST_F(LockedFileScriptedTest, TextsWithPercentSignsAreNoFormats)
 {
     platform.texts[5] = " 100%s %n \r\n";
@@ -308,6 +352,11 @@ TEST_F(TemporaryDirectoryTest, IsTheEnvironmentsIfTheSystemHasNone)
     EXPECT_EQ(files.getTempDirectoryPath(), "D:\\tmp\\\\") << "one is appended in any case";
     expectCallReported("GetTempPathA failed. Error -1073741790: text of 3221225506", 1);
     EXPECT_THAT(platform.calls("ReadEnvironment"), ElementsAre("ReadEnvironment(TEMP)", "ReadEnvironment(TEMP)"));
+    recorder->clear();
+    platform.environment["TEMP"] = "";
+    platform.failCall("GetTempPathA", 3, 5);
+    EXPECT_EQ(files.getTempDirectoryPath(), "\\") << "an empty value is one";
+    expectCallReported("GetTempPathA failed. Error 5: text of 5", 1);
 }
 
 TEST_F(TemporaryDirectoryTest, NameThatDoesNotFitIsAFailure)

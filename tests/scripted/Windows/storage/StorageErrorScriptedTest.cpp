@@ -36,6 +36,9 @@ TEST_F(StorageErrorScriptedTest, TextIsTheSystemsTrimmed)
     EXPECT_THAT(platform.calls(""), ElementsAre("FormatMessageA(flags=0x1300, source=null, code=5, language=0x400, "
                                                 "buffer=set, size=0, arguments=null)",
                                                 "LocalFree(set)"));
+    platform.texts[5] = " \r\n";
+    SetLastError(5);
+    EXPECT_EQ(getLastErrorMessage(code), "") << "a text of white space is one";
 }
 
 TEST_F(StorageErrorScriptedTest, NumberWithoutATextIsNamedAndTheBufferFreedNevertheless)
