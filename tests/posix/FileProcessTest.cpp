@@ -1,4 +1,6 @@
+#include "posix/FoldedMemory.h"
 #include "posix/ForkedTest.h"
+#include "posix/LittleRoom.h"
 #include "support/ChildProgram.h"
 #include "support/FileMode.h"
 #include "support/ScratchFolder.h"
@@ -17,8 +19,6 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mman.h>
-#include <sys/mount.h>
-#include <sys/resource.h>
 #include <sys/time.h>
 #include <unistd.h>
 
@@ -28,6 +28,7 @@ namespace {
 
 using LumTests::ChildProgram;
 using LumTests::FileMode;
+using LumTests::FoldedMemory;
 using LumTests::Fork;
 using LumTests::kReadOperation;
 using LumTests::kWriteOperation;
@@ -222,35 +223,6 @@ TEST_F(FileProcessTest, SignalsInterruptNoCall)
     CloseHandle(file);
 }
 
-/// A range of addresses that takes much and has little memory: the same pages again and again.
-class FoldedMemory {
-public:
-    explicit FoldedMemory(std::size_t wantedSize) : size(wantedSize)
-    {
-        const int memory = memfd_create("folded", MFD_CLOEXEC);
-        EXPECT_EQ(ftruncate(memory, kFold), 0);
-        void* const range = mmap(nullptr, size, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-        start = static_cast<char*>(range);
-        for (std::size_t offset = 0; offset < size; offset += kFold) {
-            const std::size_t part = std::min<std::size_t>(kFold, size - offset);
-            EXPECT_NE(mmap(start + offset, part, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, memory, 0),
-                      MAP_FAILED);
-        }
-        close(memory);
-    }
-    ~FoldedMemory() { munmap(start, size); }
-    FoldedMemory(const FoldedMemory&) = delete;
-    FoldedMemory& operator=(const FoldedMemory&) = delete;
-
-    char* data() const { return start; }
-
-private:
-    static constexpr off_t kFold = off_t{16} << 20U;
-
-    const std::size_t size;
-    char* start = nullptr;
-};
-
 TEST_F(FileProcessTest, AFileOfThreeGibibytesIsReadWhole)
 {
     HANDLE const file = openFile(path, kReadOperation);
@@ -276,22 +248,6 @@ TEST_F(FileProcessTest, MoreThanTwoGibibytesAreWrittenWhole)
     CloseHandle(file);
 }
 
-/// A file system with room for 64 KiB, seen by this process only. Not everybody may have one.
-bool mountSmall(const std::string& place)
-{
-    const bool isApart = unshare(CLONE_NEWNS) == 0 || unshare(CLONE_NEWUSER | CLONE_NEWNS) == 0;
-    return isApart && mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
-           mount("none", place.c_str(), "tmpfs", 0, "size=64k") == 0;
-}
-
-/// Where that is not permitted, the process may write no larger files.
-bool limitFiles()
-{
-    std::signal(SIGXFSZ, SIG_IGN);
-    const rlimit limit = {65536, 65536};
-    return setrlimit(RLIMIT_FSIZE, &limit) == 0;
-}
-
 /// The write fails with that number after it has written what there was room for.
 int writeTooMuch(const std::string& path, int error)
 {
@@ -311,14 +267,16 @@ int writeTooMuch(const std::string& path, int error)
 TEST_F(FileProcessTest, AWriteWithoutRoomFails)
 {
     Fork small([&] {
-        return mountSmall(folder.path()) ? writeTooMuch(path, ENOSPC) : limitFiles() ? writeTooMuch(path, EFBIG) : 1;
+        return LumTests::mountLittle(folder.path()) ? writeTooMuch(path, ENOSPC)
+               : LumTests::limitFiles()             ? writeTooMuch(path, EFBIG)
+                                                    : 1;
     });
     EXPECT_EQ(small.wait(), 0);
 }
 
 TEST_F(FileProcessTest, AWriteBeyondTheProcesssLimitFails)
 {
-    Fork limited([&] { return limitFiles() ? writeTooMuch(path, EFBIG) : 1; });
+    Fork limited([&] { return LumTests::limitFiles() ? writeTooMuch(path, EFBIG) : 1; });
     EXPECT_EQ(limited.wait(), 0);
 }
 

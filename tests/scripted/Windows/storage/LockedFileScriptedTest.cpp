@@ -1,7 +1,10 @@
+#include "posix/FoldedMemory.h"
 #include "support/ScriptedPlatform.h"
 #include "support/StorageTest.h"
 
-#include <sys/mman.h>
+#include <cerrno>
+#include <cstdint>
+
 #include <unistd.h>
 
 namespace {
@@ -244,35 +247,23 @@ TEST_F(LockedFileScriptedTest, WriteThatFailsAndCannotUnlockIsCode7)
 }
 
 #ifndef LUM_HAS_SANITIZER // which keeps books of all memory that is filled
-/// A text of 4 GiB that takes 16 MiB of memory: the same pages again and again.
+/// A text of 4 GiB that takes little memory.
 class HugeText {
 public:
     HugeText()
     {
         constexpr std::size_t kFourGibibytes = std::size_t{1} << 32U;
         text.reserve(kFourGibibytes);
-        fold(text.data(), kFourGibibytes);
+        // Nobody has touched the room yet, so that between its first and its last page it can be any memory.
+        const auto pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+        const std::size_t first = pageSize - reinterpret_cast<std::uintptr_t>(text.data()) % pageSize;
+        LumTests::foldMemory(text.data() + first, (kFourGibibytes - first) / pageSize * pageSize);
         text.resize(kFourGibibytes, 'x');
     }
 
     const std::string& get() const { return text; }
 
 private:
-    /// Puts the same pages under all of a range that nobody has touched yet, but for its ends.
-    static void fold(char* start, std::size_t size)
-    {
-        constexpr std::size_t kFold = std::size_t{16} << 20U;
-        const auto pageSize = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-        const std::size_t offset = pageSize - reinterpret_cast<std::uintptr_t>(start) % pageSize;
-        const int memory = memfd_create("fold", MFD_CLOEXEC);
-        ASSERT_EQ(ftruncate(memory, kFold), 0);
-        for (std::size_t place = offset; place + kFold <= size; place += kFold) {
-            ASSERT_NE(mmap(start + place, kFold, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_FIXED, memory, 0),
-                      MAP_FAILED);
-        }
-        close(memory);
-    }
-
     std::string text;
 };
 
