@@ -238,7 +238,8 @@ TEST_F(FileManagerPosixTest, DirectoryWithoutWritePermissionTakesNoFiles)
 TEST_F(FileManagerPosixTest, CopyOntoItselfAndAcrossLinksKeepsItsPromise)
 {
     const std::string path = folder.add("a", "content");
-    EXPECT_TRUE(files.copyFile(path, path)) << "what is left of it is copied";
+    EXPECT_FALSE(files.copyFile(path, path)) << "nothing is left of it";
+    expectError("copyFile", "Error occurred during file copy from " + path + " to " + path);
     EXPECT_EQ(folder.contentOf("a"), "");
     std::filesystem::create_symlink("nowhere", folder.where() / "dangling");
     EXPECT_FALSE(files.doesFileExist(folder / "dangling"));

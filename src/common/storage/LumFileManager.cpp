@@ -115,17 +115,19 @@ void writeWhole(FileStream& file, const std::string& content)
     }
 }
 
-/// Moves all that the source has to the destination.
+/// Moves all that the source has to the destination. As with a standard stream, moving nothing is a failure.
 bool moveContent(FileStream& source, FileStream& destination)
 {
     const std::unique_ptr<char[]> buffer(new char[kCopyStep]);
     std::int64_t count = 0;
+    bool hasMoved = false;
     while ((count = source.read(buffer.get(), kCopyStep)) > 0) {
         if (!destination.write(buffer.get(), static_cast<std::size_t>(count))) {
             return false;
         }
+        hasMoved = true;
     }
-    return count == 0 && destination.close();
+    return hasMoved && count == 0 && destination.close();
 }
 
 /// Cuts the text up to the next separator, and that separator, off `rest`.

@@ -67,6 +67,7 @@ public:
 
     /// Copies the content of a file, byte for byte, over the destination or to a new file. Both are opened first, so
     /// the destination is emptied even if the source cannot be opened, and a file that is copied onto itself is lost.
+    /// Copying nothing counts as a failure: of an empty source there is an empty copy, and a record.
     virtual bool copyFile(const std::string& source, const std::string& destination);
 
     /// The file's size in bytes, or -1.

@@ -264,13 +264,20 @@ TEST_F(LumFileManagerTest, FileThatCannotBeOpenedIsNotWritten)
 
 TEST_F(LumFileManagerTest, FileIsCopiedByteForByte)
 {
-    for (const std::string& content : {everyByte(), std::string("\r\n\x1A\n"), std::string(), longContent()}) {
+    for (const std::string& content : {everyByte(), std::string("\r\n\x1A\n"), longContent()}) {
         folder.add("b", "a content that is replaced");
         EXPECT_TRUE(files.copyFile(folder.add("a", content), folder / "b"));
         EXPECT_EQ(folder.contentOf("b"), content);
         EXPECT_EQ(folder.contentOf("a"), content);
     }
     expectSilent();
+}
+
+TEST_F(LumFileManagerTest, CopyingNothingIsAFailureThatLeavesAnEmptyCopy)
+{
+    EXPECT_FALSE(files.copyFile(folder.add("a", ""), folder.add("b", "a content that is replaced")));
+    expectError("copyFile", "Error occurred during file copy from " + (folder / "a") + " to " + (folder / "b"));
+    EXPECT_EQ(folder.contentOf("b"), "");
 }
 
 TEST_F(LumFileManagerTest, BothFilesOfACopyAreOpenedBeforeEitherIsChecked)
