@@ -78,8 +78,9 @@ std::vector<std::vector<double>> timesOf(const std::vector<std::function<void()>
 
 } // namespace
 
-StorageBenchmark::StorageBenchmark(BenchOptions newOptions, std::filesystem::path newFolder)
-    : options(std::move(newOptions)), folder(std::move(newFolder))
+StorageBenchmark::StorageBenchmark(BenchOptions newOptions, std::filesystem::path newMemory,
+                                   std::filesystem::path newDisk)
+    : options(std::move(newOptions)), memory(std::move(newMemory)), disk(std::move(newDisk))
 {
 }
 
@@ -89,6 +90,7 @@ BenchReport StorageBenchmark::Run()
     for (const std::size_t size : {4 * kKibibyte, kMebibyte, 64 * kMebibyte}) {
         content = makeContent(size);
         RawFiles::Write(PathOf("source"), content);
+        RawFiles::Write(DiskPathOf("source"), content);
         for (const Case& each : CasesOf(size)) {
             if (options.WantsCase(each.name)) {
                 Measure(each, report);
@@ -150,8 +152,8 @@ StorageBenchmark::Case StorageBenchmark::LockedWriteCase(std::size_t size)
 
 StorageBenchmark::Case StorageBenchmark::CopyCase(std::size_t size)
 {
-    const std::string source = PathOf("source");
-    const std::string target = PathOf("target");
+    const std::string source = DiskPathOf("source");
+    const std::string target = DiskPathOf("target");
     return {"copy " + nameOf(size),
             size,
             [=] { require(files.copyFile(source, target), "copyFile"); },

@@ -12,12 +12,13 @@
 
 namespace LumBench {
 
-/// The file manager's whole-file operations beside the system's own calls, the standard streams and cp, on files that
-/// are in memory.
+/// The file manager's whole-file operations beside the system's own calls, the standard streams and cp. The files are
+/// in memory, as a disk's time would hide the library's, but for copies: how the file system makes room is what they
+/// cost.
 class StorageBenchmark {
 public:
-    /// The files are made in the folder.
-    StorageBenchmark(BenchOptions newOptions, std::filesystem::path newFolder);
+    /// Files that are copied are made in the disk's folder, all others in the memory's.
+    StorageBenchmark(BenchOptions newOptions, std::filesystem::path newMemory, std::filesystem::path newDisk);
 
     BenchReport Run();
 
@@ -50,10 +51,12 @@ private:
     Case CopyCase(std::size_t size);
     void Measure(const Case& measured, BenchReport& report) const;
 
-    std::string PathOf(const std::string& name) const { return (folder / name).string(); }
+    std::string PathOf(const std::string& name) const { return (memory / name).string(); }
+    std::string DiskPathOf(const std::string& name) const { return (disk / name).string(); }
 
     const BenchOptions options;
-    const std::filesystem::path folder;
+    const std::filesystem::path memory;
+    const std::filesystem::path disk;
     LumStorage::LumFileManager files{nullptr};
     std::string content;
 };

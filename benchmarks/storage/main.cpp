@@ -17,7 +17,7 @@ using LumLocalServer::TemporaryFolder;
 /// A call that waits must not keep the program for ever.
 constexpr unsigned int kLimitSeconds = 600;
 
-/// Has the files made where no disk takes part: a disk's time would hide the library's.
+/// Has temporary folders made where no disk takes part, if there is such a place.
 void preferMemory()
 {
     constexpr const char* kMemory = "/dev/shm";
@@ -33,13 +33,18 @@ void run(const BenchOptions& options)
 {
     LumLocalServer::HoldInterrupts();
     alarm(kLimitSeconds);
+    TemporaryFolder disk("lum-bench-storage");
     preferMemory();
-    TemporaryFolder folder("lum-bench-storage");
-    const InterruptWatch interrupts([&] { folder.Remove(); });
+    TemporaryFolder memory("lum-bench-storage");
+    const InterruptWatch interrupts([&] {
+        memory.Remove();
+        disk.Remove();
+    });
 
-    StorageBenchmark benchmark(options, folder.Path());
+    StorageBenchmark benchmark(options, memory.Path(), disk.Path());
     const BenchReport report = benchmark.Run();
-    std::cout << "Whole files in " << folder.Path().parent_path().string()
+    std::cout << "Whole files in " << memory.Path().parent_path().string() << ", copies in "
+              << disk.Path().parent_path().string()
               << "; microseconds for one operation, open and close included. A ratio above 1 means that\n"
                  "ours is better.\n\n";
     report.PrintTable(std::cout);
