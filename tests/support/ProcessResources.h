@@ -10,4 +10,7 @@ std::size_t usedMemory();
 /// Descriptors or handles that this process has open.
 std::size_t openDescriptorCount();
 
+/// Threads of this process that have not ended.
+std::size_t threadCount();
+
 } // namespace LumTests

@@ -182,6 +182,30 @@ TEST_F(HttpClientCliAdapterTest, InvalidBytesAnywhereThrowTheMultiByteMessage)
     EXPECT_TRUE(client->requests().empty());
 }
 
+TEST_F(HttpClientCliAdapterTest, TextsAreConvertedInTheirOrderAndTheFirstThatFailsIsReported)
+{
+    const JapaneseTexts encoding;
+    const std::string large(1U << 20U, 'x');
+    const auto typeOf = [&](const std::string& method, const std::string& url, const Headers& headers,
+                            const std::string& body) {
+        const AllocationLimit limit(1U << 20U);
+        return thrownWhenSending(method, url, headers, body)->type;
+    };
+    const std::string tooLarge = "System.InsufficientMemoryException";
+    EXPECT_EQ(typeOf(large, kInvalidByte, {}, ""), tooLarge);
+    EXPECT_EQ(typeOf("GET", large, {{kInvalidByte, ""}}, ""), tooLarge);
+    EXPECT_EQ(typeOf("GET", "u", {{"A", large}, {kInvalidByte, ""}}, ""), tooLarge);
+    EXPECT_EQ(typeOf("GET", "u", {{"A", kInvalidByte}}, large), "System.ArgumentException");
+}
+
+TEST_F(HttpClientCliAdapterTest, OfAResponseTheBodyIsConvertedBeforeTheHeaders)
+{
+    FakeResponse response;
+    response.body = std::nullopt;
+    response.headers = Lines{std::u16string(u"A: ") + char16_t{0xD800}};
+    expectNullArgument(thrownWhenReceiving(response));
+}
+
 TEST_F(HttpClientCliAdapterTest, AnUnpairedSurrogateIsRefusedOrReplaced)
 {
     FakeResponse response;
@@ -408,6 +432,19 @@ TEST_F(SocksHttpClientCliAdapterTest, InvalidParametersThrow)
     expectArgumentException(thrownBy(host, [&] { adapter.SetSocksParameters(kInvalidByte, "u"); }), kUndecodable);
     expectArgumentException(thrownBy(host, [&] { adapter.SetSocksParameters("t", kInvalidByte); }), kUndecodable);
     EXPECT_TRUE(client->parameters().empty());
+}
+
+TEST_F(SocksHttpClientCliAdapterTest, TheTicketIsConvertedFirst)
+{
+    const JapaneseTexts encoding;
+    SocksHttpClientCliAdapter adapter(host.lend(client));
+    const std::string large(1U << 20U, 'x');
+    const auto typeOf = [&](const std::string& ticket, const std::string& url) {
+        const AllocationLimit limit(1U << 20U);
+        return thrownBy(host, [&] { adapter.SetSocksParameters(ticket, url); })->type;
+    };
+    EXPECT_EQ(typeOf(large, kInvalidByte), "System.InsufficientMemoryException");
+    EXPECT_EQ(typeOf(kInvalidByte, large), "System.ArgumentException");
 }
 
 TEST_F(SocksHttpClientCliAdapterTest, WhatTheHostThrowsFailsTheConstruction)

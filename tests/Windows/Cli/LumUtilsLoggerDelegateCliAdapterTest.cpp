@@ -8,6 +8,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cwchar>
 #include <memory>
 #include <string>
 #include <thread>
@@ -108,6 +110,15 @@ TEST_F(LoggerAdapterTest, AMessageOfAnyLengthIsDeliveredWhole)
         const std::string text(length, 'x');
         EXPECT_EQ(logged("<%s>", text.c_str()).message, u"<" + std::u16string(length, u'x') + u">");
     }
+}
+
+TEST_F(LoggerAdapterTest, ARecordThatCannotBeFormattedIsDropped)
+{
+    // A wide character that no encoding has. Some runtimes write nothing for it instead of failing.
+    constexpr unsigned int kNoCharacter = 0xD800;
+    const bool isRefused = std::snprintf(nullptr, 0, "%lc", static_cast<std::wint_t>(kNoCharacter)) < 0;
+    logger->logInfo("file.cpp", "Space::function", "%lc", 7, kNoCharacter);
+    EXPECT_EQ(managed->records().size(), isRefused ? 0U : 1U);
 }
 
 TEST_F(LoggerAdapterTest, AMessageIsCutAtItsFirstNul)

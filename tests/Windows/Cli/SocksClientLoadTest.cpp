@@ -101,9 +101,11 @@ TEST(SocksClientLoad, RequestsInARowKeepMemoryThreadsAndHandlesFlat)
     requests.run(Quirks::kProxiedRequestsInARow / 10);
     const std::size_t memory = usedMemory();
     const std::size_t descriptors = openDescriptorCount();
+    const std::size_t threads = threadCount();
     requests.run(Quirks::kProxiedRequestsInARow);
     EXPECT_TRUE(kHasSanitizer || usedMemory() <= memory + kSlack);
     EXPECT_TRUE(waitUntil([&] { return openDescriptorCount() <= descriptors + Quirks::kDescriptorSlack; }));
+    EXPECT_TRUE(waitUntil([&] { return threadCount() <= threads; }));
     EXPECT_TRUE(waitUntil([&] { return host.nativeHandles() == 2; }));
     requests.close();
     EXPECT_TRUE(waitUntil([&] { return host.nativeHandles() == 0; }));

@@ -8,6 +8,16 @@
 
 namespace LumTests {
 
+namespace {
+
+std::size_t entryCount(const char* folder)
+{
+    const std::filesystem::directory_iterator entries(folder);
+    return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+}
+
+} // namespace
+
 std::size_t usedMemory()
 {
     std::ifstream file("/proc/self/statm");
@@ -19,8 +29,12 @@ std::size_t usedMemory()
 
 std::size_t openDescriptorCount()
 {
-    const std::filesystem::directory_iterator descriptors("/proc/self/fd");
-    return static_cast<std::size_t>(std::distance(begin(descriptors), end(descriptors)));
+    return entryCount("/proc/self/fd");
+}
+
+std::size_t threadCount()
+{
+    return entryCount("/proc/self/task");
 }
 
 } // namespace LumTests

@@ -34,21 +34,13 @@ void pinModule()
 void fail(HttpClientAsyncContext& context, const char* function, const char* reason)
 {
     context.Fail();
-    try {
-        LUM_LOG(context.logger, Error, function, "SOCKS HTTP request error: %s", reason);
-    } catch (...) {
-        // Nobody is left to be told.
-    }
+    LUM_TRY_LOG(context.logger, Error, function, "SOCKS HTTP request error: %s", reason);
 }
 
 void failWithoutReason(HttpClientAsyncContext& context)
 {
     context.Fail();
-    try {
-        LUM_LOG(context.logger, Error, kWorkerFunction, "SOCKS HTTP request error: Unknown exception");
-    } catch (...) {
-        // Nobody is left to be told.
-    }
+    LUM_TRY_LOG(context.logger, Error, kWorkerFunction, "SOCKS HTTP request error: Unknown exception");
 }
 
 std::string messageOf(const LumUtilsCli::ManagedException& exception)
@@ -152,7 +144,7 @@ std::shared_ptr<ILumAsynchronousTransaction> LumAsynchronousSocksHttpClient::Per
         context->followRedirects = followRedirects;
         context->timeoutSeconds = timeoutSeconds;
     } catch (const std::exception& exception) {
-        LUM_LOG(socksLogger, Error, kPerformFunction, "SOCKS HTTP request error: %s", exception.what());
+        LUM_TRY_LOG(socksLogger, Error, kPerformFunction, "SOCKS HTTP request error: %s", exception.what());
         return nullptr;
     }
     transaction->SetContext(context);
