@@ -93,3 +93,10 @@ LUM_PROBE LumCliHandle LumProbeLog(const Logger* logger, std::int32_t level, con
         return thrown.Release();
     }
 }
+
+/// Hands a record to the table's function as it is, whatever its level.
+LUM_PROBE LumCliHandle LumProbeCallLog(const LumCliHostTable* table, LumCliHandle managedLogger,
+                                       const LumCliLogRecord* record)
+{
+    return table->log(managedLogger, record);
+}

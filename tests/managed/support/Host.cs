@@ -31,6 +31,12 @@ namespace LumManagedTests
             return Directory.GetDirectories("/proc/self/task").Length;
         }
 
+        /// <summary>The files, sockets and so on that this process has open.</summary>
+        internal static int DescriptorCount()
+        {
+            return Directory.GetFileSystemEntries("/proc/self/fd").Length;
+        }
+
         /// <summary>Waits until the condition holds; false if it never does.</summary>
         internal static bool WaitUntil(Func<bool> condition, int seconds = 60)
         {

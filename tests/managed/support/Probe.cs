@@ -128,5 +128,8 @@ namespace LumManagedTests
 
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl)]
         internal static extern IntPtr LumProbeLog(IntPtr logger, int level, Record* record);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl)]
+        internal static extern IntPtr LumProbeCallLog(void* table, IntPtr managedLogger, void* record);
     }
 }

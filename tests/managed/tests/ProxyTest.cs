@@ -211,6 +211,29 @@ namespace LumManagedTests
         }
 
         [Test(DotNetOnly = true)]
+        public void TwoHundredRequestsAreAtTheServerAtOnceThroughTheProxy()
+        {
+            const int count = 200;
+            const string key = "?key=two-hundred";
+            using (var host = new ProxyHttpClient(Port("LUM_TEST_SOCKS_PORT")))
+            using (var client = new NativeClient(logger, host))
+            {
+                NativeRequest[] requests =
+                    Enumerable.Range(0, count).Select(_ => client.Get(Scripted("/stall" + key))).ToArray();
+                Check.True(Host.WaitUntil(() => direct.PerformGet(Scripted("/count" + key)).Body == "200", 25),
+                           "not all have arrived before the first is answered");
+                direct.PerformGet(Scripted("/release" + key)).MustBeSuccess();
+                foreach (NativeRequest request in requests)
+                {
+                    RequestOutcome outcome = request.Wait();
+                    outcome.MustBeSuccess();
+                    Check.Equal("0123456789", outcome.Body);
+                    request.Dispose();
+                }
+            }
+        }
+
+        [Test(DotNetOnly = true)]
         public void TheClientMayBeDestroyedWhileRequestsAreAtTheProxy()
         {
             using (var host = new ProxyHttpClient(Port("LUM_TEST_SOCKS_PORT")))

@@ -28,7 +28,7 @@ std::size_t threadCount()
     thread.dwSize = sizeof(thread);
     std::size_t count = 0;
     for (BOOL isThere = Thread32First(threads, &thread); isThere != FALSE; isThere = Thread32Next(threads, &thread)) {
-        count += thread.th32OwnerProcessID == GetCurrentProcessId() ? 1 : 0;
+        count += thread.th32OwnerProcessID == GetCurrentProcessId() ? 1U : 0U;
     }
     CloseHandle(threads);
     return count;

@@ -13,8 +13,8 @@ namespace LumNetworkingCli
         private static long allocatedCount;
         private static long releasedCount;
 
-        // For an exception that no handle can be made for. It is never released.
-        private static readonly IntPtr OutOfMemory =
+        /// <summary>For an exception that no handle can be made for. It is never released.</summary>
+        internal static readonly IntPtr OutOfMemory =
             GCHandle.ToIntPtr(GCHandle.Alloc(new OutOfMemoryException(), GCHandleType.Normal));
 
         /// <summary>How many handles were made so far.</summary>
