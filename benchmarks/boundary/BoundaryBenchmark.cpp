@@ -6,9 +6,8 @@
 #include "common/utils/LumLog.h"
 #include "support/BenchReport.h"
 
-#include <condition_variable>
+#include <future>
 #include <iostream>
-#include <mutex>
 #include <stdexcept>
 #include <thread>
 
@@ -58,35 +57,27 @@ public:
     void Perform(const std::string& body, int count)
     {
         for (int i = 0; i < count; ++i) {
-            isDone = false;
-            const auto transaction = client.Post(url, {}, body, Completion(body.size()), false, 0);
-            std::unique_lock<std::mutex> lock(mutex);
-            done.wait(lock, [this] { return isDone; });
-        }
-        if (hasFailed) {
-            throw std::runtime_error("a request has failed");
+            // Shared: the one who waits may go on before the worker has let go of it.
+            const auto isGood = std::make_shared<std::promise<bool>>();
+            std::future<bool> end = isGood->get_future();
+            const auto transaction = client.Post(url, {}, body, Completion(isGood, body.size()), false, 0);
+            if (!end.get()) {
+                throw std::runtime_error("a request has failed");
+            }
         }
     }
 
 private:
-    LumNetworking::HttpCompletion Completion(std::size_t size)
+    static LumNetworking::HttpCompletion Completion(const std::shared_ptr<std::promise<bool>>& isGood, std::size_t size)
     {
-        return [this, size](HttpRequestResult result, const std::unique_ptr<HttpResponse>& response, const auto&,
-                            const auto&) {
-            // Told with the lock held: the one who waits goes on only when this is over.
-            const std::lock_guard<std::mutex> lock(mutex);
-            hasFailed = hasFailed || result != HttpRequestResult::SUCCESS || response->body.size() != size;
-            isDone = true;
-            done.notify_one();
+        return [isGood, size](HttpRequestResult result, const std::unique_ptr<HttpResponse>& response, const auto&,
+                              const auto&) {
+            isGood->set_value(result == HttpRequestResult::SUCCESS && response->body.size() == size);
         };
     }
 
     LumAsynchronousSocksHttpClient client;
     LumNetworking::UrlComponents url;
-    std::mutex mutex;
-    std::condition_variable done;
-    bool isDone = false;
-    bool hasFailed = false;
 };
 
 void measureRequests(BenchReport& report, const BenchHost& host,
