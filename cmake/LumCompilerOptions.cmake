@@ -6,8 +6,8 @@ set(CMAKE_CXX_EXTENSIONS OFF)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
-set(LUM_SANITIZER "" CACHE STRING "Sanitizer to build with: empty, address or thread")
-set_property(CACHE LUM_SANITIZER PROPERTY STRINGS "" address thread)
+set(LUM_SANITIZER "" CACHE STRING "Sanitizer to build with: empty, address, thread or fuzzer")
+set_property(CACHE LUM_SANITIZER PROPERTY STRINGS "" address thread fuzzer)
 
 # Log records carry the path of their source file: keep the build machine's folders out of it.
 function(lum_target_options target)
@@ -19,11 +19,19 @@ function(lum_target_options target)
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wnon-virtual-dtor
     -Woverloaded-virtual -Wnull-dereference -Wformat=2 -Werror
     "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
-  if(LUM_SANITIZER STREQUAL "address")
+  if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    # It also warns of a format whose values come as a list, which is how finished formats are handed on.
+    target_compile_options(${target} PRIVATE -Wno-format-nonliteral)
+  endif()
+  if(LUM_SANITIZER STREQUAL "address" OR LUM_SANITIZER STREQUAL "fuzzer")
     # The check of vptr needs descriptors of its own, which the tests of a want of them do not leave it.
     target_compile_options(${target} PRIVATE -fsanitize=address,undefined -fno-sanitize=vptr -fno-sanitize-recover=all
       -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=address,undefined)
+    if(LUM_SANITIZER STREQUAL "fuzzer")
+      # What the fuzzer learns its way by. Only its own programs have its main function.
+      target_compile_options(${target} PRIVATE -fsanitize=fuzzer-no-link)
+    endif()
   elseif(LUM_SANITIZER STREQUAL "thread")
     target_compile_options(${target} PRIVATE -fsanitize=thread -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=thread)

@@ -1,13 +1,14 @@
-#include "common/utils/codec/Base64Codec.h"
-#include "common/utils/codec/CodecPaths.h"
+#include "peers/OpensslBase64.h"
 
-#include <openssl/evp.h>
+#include "common/utils/codec/CodecPaths.h"
 
 /// Base64 beside OpenSSL's, on every path.
 
 namespace {
 
 using namespace LumUtils::Codec;
+using LumTests::decodedByOpenssl;
+using LumTests::encodedByOpenssl;
 
 class Base64PeerTest : public testing::TestWithParam<LumTests::CodecPath> {
 protected:
@@ -15,23 +16,6 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Paths, Base64PeerTest, testing::ValuesIn(LumTests::codecPaths()), LumTests::nameOfPath);
-
-std::string encodedByOpenssl(const std::string& bytes)
-{
-    std::basic_string<unsigned char> text(base64Length(bytes.size()) + 1, 0); // it ends its text with a NUL
-    const int length = EVP_EncodeBlock(text.data(), reinterpret_cast<const unsigned char*>(bytes.data()),
-                                       static_cast<int>(bytes.size()));
-    return std::string(text.begin(), text.begin() + length);
-}
-
-std::string decodedByOpenssl(const std::string& text)
-{
-    std::basic_string<unsigned char> bytes(text.size() / 4 * 3, 0);
-    const int length = EVP_DecodeBlock(bytes.data(), reinterpret_cast<const unsigned char*>(text.data()),
-                                       static_cast<int>(text.size()));
-    const auto padding = std::count(text.begin(), text.end(), '='); // it counts padding as bytes
-    return length < 0 ? "invalid" : std::string(bytes.begin(), bytes.begin() + length - padding);
-}
 
 std::string randomBytes(std::mt19937& random, std::size_t length)
 {

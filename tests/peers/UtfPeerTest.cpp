@@ -1,15 +1,14 @@
 #include "common/utils/codec/CodecPaths.h"
 #include "common/utils/codec/UtfCodec.h"
-
-#include <unicode/ustring.h>
-
-#include <optional>
+#include "peers/IcuConversion.h"
 
 /// The UTF conversions beside ICU's, on every path.
 
 namespace {
 
 using namespace LumUtils::Codec;
+using LumTests::toNarrowByIcu;
+using LumTests::toWideByIcu;
 using LumUtils::WideString;
 
 class UtfPeerTest : public testing::TestWithParam<LumTests::CodecPath> {
@@ -18,29 +17,6 @@ protected:
 };
 
 INSTANTIATE_TEST_SUITE_P(Paths, UtfPeerTest, testing::ValuesIn(LumTests::codecPaths()), LumTests::nameOfPath);
-
-std::optional<WideString> toWideByIcu(const std::string& text)
-{
-    std::u16string units(text.size() + 1, u'\0');
-    std::int32_t length = 0;
-    UErrorCode error = U_ZERO_ERROR;
-    u_strFromUTF8(units.data(), static_cast<std::int32_t>(units.size()), &length, text.data(),
-                  static_cast<std::int32_t>(text.size()), &error);
-    return U_SUCCESS(error) ? std::optional<WideString>(WideString(units.begin(), units.begin() + length))
-                            : std::nullopt;
-}
-
-std::optional<std::string> toNarrowByIcu(const WideString& text)
-{
-    const std::u16string units(text.begin(), text.end());
-    std::string bytes(text.size() * 3 + 1, '\0');
-    std::int32_t length = 0;
-    UErrorCode error = U_ZERO_ERROR;
-    u_strToUTF8(bytes.data(), static_cast<std::int32_t>(bytes.size()), &length, units.data(),
-                static_cast<std::int32_t>(units.size()), &error);
-    bytes.resize(U_SUCCESS(error) ? static_cast<std::size_t>(length) : 0);
-    return U_SUCCESS(error) ? std::optional<std::string>(bytes) : std::nullopt;
-}
 
 /// Mostly of the given number of bytes per code point.
 WideString randomText(std::mt19937& random, std::size_t length, std::size_t bytes)

@@ -109,6 +109,9 @@ has_clang_format() { clang_tool clang-format >/dev/null; }
 define_need clang_tidy "clang-tidy 14" "clang-tidy"
 has_clang_tidy() { clang_tool clang-tidy >/dev/null; }
 
+define_need fuzzer "clang 14 with its fuzzer" "clang-14 libclang-rt-14-dev"
+has_fuzzer() { has_command clang++-14 && [[ -e "$(clang++-14 -print-file-name=libclang_rt.fuzzer-x86_64.a)" ]]; }
+
 define_need shellcheck "shellcheck" "shellcheck"
 has_shellcheck() { has_command shellcheck; }
 
@@ -153,6 +156,7 @@ LINUX_BUILD=(compiler cmake ninja googletest libcurl json)
 TEST_SERVERS=(nginx openssl certificates)
 MANAGED_BUILD=(dotnet netstandard)
 TEST_PEERS=(libcrypto icu)
+FUZZ_BUILD=("${LINUX_BUILD[@]}" "${TEST_PEERS[@]}" fuzzer)
 BENCH_PEERS=(cpprest libcrypto icu boost glib libuuid uriparser)
 
 # clang_tool NAME: the command of the version that the project is checked with.

@@ -1,13 +1,14 @@
 # shellcheck shell=bash
 # The test suites: what each needs, which programs it runs and how. A new suite is a row in each table.
 
-SUITES=(linux managed windows-x86 windows-x64)
+SUITES=(linux managed windows-x86 windows-x64 fuzz)
 
 declare -A SUITE_NEEDS=(
     [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${TEST_PEERS[*]} gdb"
     [managed]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${MANAGED_BUILD[*]} mono microsocks dante"
     [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 wine wine_tls wine32 wine32_tls"
     [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 wine wine_tls"
+    [fuzz]="${FUZZ_BUILD[*]}"
 )
 
 declare -A SUITE_RUNNER=(
@@ -15,10 +16,11 @@ declare -A SUITE_RUNNER=(
     [managed]=run_managed_suite
     [windows-x86]=run_windows_suite
     [windows-x64]=run_windows_suite
+    [fuzz]=run_fuzz_suite
 )
 
 declare -A SUITE_PROGRAMS=(
-    [linux]="lum_unit_tests lum_peer_tests lum_boundary_tests lum_shared_tests lum_compile_tests lum_scripted_tests lum_posix_tests lum_platform_tests lum_transport_tests"
+    [linux]="lum_unit_tests lum_peer_tests fuzz/lum_fuzz_corpus fuzz/lum_fuzz_header_corpus lum_boundary_tests lum_shared_tests lum_compile_tests lum_scripted_tests lum_posix_tests lum_platform_tests lum_transport_tests"
     [windows-x86]="lum_unit_tests lum_boundary_tests lum_platform_tests lum_transport_tests"
     [windows-x64]="lum_unit_tests lum_boundary_tests lum_platform_tests lum_transport_tests"
 )

@@ -50,6 +50,13 @@ public:
         return std::move(slot->object);
     }
 
+    /// How many handles are open.
+    std::size_t Count()
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        return slots.size() - freeSlots.size();
+    }
+
 private:
     struct Slot {
         std::shared_ptr<Object> object;

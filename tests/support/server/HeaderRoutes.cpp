@@ -113,6 +113,13 @@ Next sendHeaderSpaces(Exchange& exchange)
     return sendHeaderLines(exchange, "X-Spaces: \t value with  spaces \t \r\nX-Colons:a:b: c\r\n");
 }
 
+/// The bytes that the query holds, and nothing else.
+Next sendRaw(Exchange& exchange)
+{
+    exchange.Send(exchange.request.Text("bytes"));
+    return Next::Close;
+}
+
 } // namespace
 
 void addHeaderRoutes(RouteTable& routes)
@@ -130,6 +137,7 @@ void addHeaderRoutes(RouteTable& routes)
     routes["/headers/nocolon"] = {sendHeaderWithoutColon};
     routes["/headers/bytes"] = {sendHeaderBytes};
     routes["/headers/spaces"] = {sendHeaderSpaces};
+    routes["/raw"] = {sendRaw};
 }
 
 } // namespace LumTestServer

@@ -71,6 +71,7 @@ HttpDriver::HttpDriver()
     : epoll(epoll_create1(EPOLL_CLOEXEC)), wakeEvent(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
       multi(newMultiHandle(), curl_multi_cleanup)
 {
+    idle.reserve(kMostIdleTransfers);
     curl_multi_setopt(multi.get(), CURLMOPT_SOCKETFUNCTION, OnSocket);
     curl_multi_setopt(multi.get(), CURLMOPT_SOCKETDATA, this);
     curl_multi_setopt(multi.get(), CURLMOPT_TIMERFUNCTION, OnTimer);
@@ -116,7 +117,7 @@ void HttpDriver::Start(const std::shared_ptr<HttpRequest>& request)
         request->OnFinished(ERROR_NOT_ENOUGH_MEMORY);
         return;
     }
-    curl_multi_add_handle(multi.get(), active.back()->Easy());
+    AddToMulti(*active.back());
     if (!hasUnannounced) {
         hasUnannounced = true;
         announcementTime = Clock::now() + kAnswerDelay;
@@ -130,12 +131,7 @@ std::unique_ptr<HttpTransfer> HttpDriver::TakeTransfer()
         idle.pop_back();
         return transfer;
     }
-    auto transfer = std::make_unique<HttpTransfer>();
-    curl_easy_setopt(transfer->Easy(), CURLOPT_OPENSOCKETFUNCTION, OnOpenSocket);
-    curl_easy_setopt(transfer->Easy(), CURLOPT_OPENSOCKETDATA, this);
-    curl_easy_setopt(transfer->Easy(), CURLOPT_CLOSESOCKETFUNCTION, OnCloseSocket);
-    curl_easy_setopt(transfer->Easy(), CURLOPT_CLOSESOCKETDATA, this);
-    return transfer;
+    return std::make_unique<HttpTransfer>(SocketCalls{this, OnOpenSocket, OnCloseSocket});
 }
 
 void HttpDriver::Resume(const HttpRequest& request)
@@ -251,16 +247,35 @@ void HttpDriver::FinishEnded()
         void* self = nullptr;
         curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &self);
         auto& ended = *static_cast<HttpTransfer*>(self);
-        if (ended.GoesOnToRedirect(result)) {
-            curl_multi_remove_handle(multi.get(), ended.Easy());
-            curl_multi_add_handle(multi.get(), ended.Easy());
+        if (ended.EndedInRedirect(result)) {
+            FollowRedirect(ended);
             continue;
         }
         std::unique_ptr<HttpTransfer> transfer = Release(ended);
         transfer->Finish(result);
-        if (idle.size() < kMostIdleTransfers) {
+        if (HttpTransfer::CanUseHandlesAgain() && idle.size() < kMostIdleTransfers) {
             idle.push_back(std::move(transfer));
         }
+    }
+}
+
+void HttpDriver::FollowRedirect(HttpTransfer& transfer)
+{
+    curl_multi_remove_handle(multi.get(), transfer.Easy());
+    try {
+        transfer.GoOnToRedirect();
+    } catch (const std::bad_alloc&) {
+        Release(transfer)->Fail(ERROR_NOT_ENOUGH_MEMORY);
+        return;
+    }
+    AddToMulti(transfer);
+}
+
+/// Has curl drive the transfer. What it cannot take up fails.
+void HttpDriver::AddToMulti(HttpTransfer& transfer)
+{
+    if (curl_multi_add_handle(multi.get(), transfer.Easy()) != CURLM_OK) {
+        Release(transfer)->Fail(ERROR_NOT_ENOUGH_MEMORY);
     }
 }
 

@@ -68,6 +68,8 @@ private:
     void Unregister(curl_socket_t socket);
     void OnReady(curl_socket_t socket, int events);
     void FinishEnded();
+    void FollowRedirect(HttpTransfer& transfer);
+    void AddToMulti(HttpTransfer& transfer);
     void AnnounceSent();
 
     const Descriptor epoll;

@@ -13,6 +13,7 @@ public:
     HINTERNET Add(const std::shared_ptr<HttpHandle>& object);
     std::shared_ptr<HttpHandle> Find(HINTERNET value) { return table.Find(value); }
     std::shared_ptr<HttpHandle> Remove(HINTERNET value) { return table.Remove(value); }
+    std::size_t Count() { return table.Count(); }
 
 private:
     HandleTable<HttpHandle, HandleKind::Http> table;

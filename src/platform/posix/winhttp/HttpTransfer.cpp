@@ -25,6 +25,12 @@ constexpr std::size_t kUsualHeaderBlock = 512;
 
 constexpr DWORD kNoTimeout = 0xFFFFFFFF;
 
+/// Whether it has three digits. (Curl takes any number that follows a version of one digit.)
+bool isStatus(long status)
+{
+    return status >= 100 && status <= 999;
+}
+
 bool isInformational(long status)
 {
     return status >= 100 && status < 200;
@@ -115,13 +121,13 @@ bool hasProxyEnvironment()
     return hasAny;
 }
 
-CURL* newEasyHandle()
+/// Sets an option for which curl may need memory.
+template <typename Value>
+void setOption(CURL* easy, CURLoption option, Value value)
 {
-    CURL* const easy = curl_easy_init();
-    if (easy == nullptr) {
+    if (curl_easy_setopt(easy, option, value) == CURLE_OUT_OF_MEMORY) {
         throw std::bad_alloc();
     }
-    return easy;
 }
 
 } // namespace
@@ -152,6 +158,8 @@ DWORD winHttpError(CURLcode result)
     case CURLE_UNSUPPORTED_PROTOCOL:
     case CURLE_WEIRD_SERVER_REPLY:
     case CURLE_BAD_CONTENT_ENCODING:
+    case CURLE_BAD_FUNCTION_ARGUMENT:
+        // The last is what curl's own list of headers says of a line that it cannot take in.
         return ERROR_WINHTTP_INVALID_SERVER_RESPONSE;
     case CURLE_PEER_FAILED_VERIFICATION:
     case CURLE_SSL_INVALIDCERTSTATUS:
@@ -168,32 +176,70 @@ DWORD winHttpError(CURLcode result)
     }
 }
 
-HttpTransfer::HttpTransfer() : easy(newEasyHandle())
+HttpTransfer::HttpTransfer(const SocketCalls& calls) : socketCalls(calls), easy(NewHandle()) {}
+
+bool HttpTransfer::CanUseHandlesAgain()
 {
-    curl_easy_setopt(easy, CURLOPT_PRIVATE, this);
-    curl_easy_setopt(easy, CURLOPT_WRITEFUNCTION, OnBody);
-    curl_easy_setopt(easy, CURLOPT_WRITEDATA, this);
-    curl_easy_setopt(easy, CURLOPT_HEADERFUNCTION, OnHeaderLine);
-    curl_easy_setopt(easy, CURLOPT_HEADERDATA, this);
-    curl_easy_setopt(easy, CURLOPT_NOSIGNAL, 1L);
-    curl_easy_setopt(easy, CURLOPT_PROTOCOLS_STR, "http,https");
-    curl_easy_setopt(easy, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
-    curl_easy_setopt(easy, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
-    curl_easy_setopt(easy, CURLOPT_PATH_AS_IS, 1L);
-    curl_easy_setopt(easy, CURLOPT_BUFFERSIZE, kReceiveBuffer);
-    curl_easy_setopt(easy, CURLOPT_UPLOAD_BUFFERSIZE, kSendBuffer);
-    curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, connectTimeout(setConnectTimeout));
+    constexpr unsigned int kFirstGoodVersion = 0x080000;
+    static const bool isGood = curl_version_info(CURLVERSION_NOW)->version_num >= kFirstGoodVersion;
+    return isGood;
+}
+
+/// A handle with all that does not change from request to request.
+HttpTransfer::EasyHandle HttpTransfer::NewHandle()
+{
+    EasyHandle handle(curl_easy_init(), curl_easy_cleanup);
+    if (!handle) {
+        throw std::bad_alloc();
+    }
+    CURL* const made = handle.get();
+    curl_easy_setopt(made, CURLOPT_PRIVATE, this);
+    curl_easy_setopt(made, CURLOPT_WRITEFUNCTION, OnBody);
+    curl_easy_setopt(made, CURLOPT_WRITEDATA, this);
+    curl_easy_setopt(made, CURLOPT_HEADERFUNCTION, OnHeaderLine);
+    curl_easy_setopt(made, CURLOPT_HEADERDATA, this);
+    curl_easy_setopt(made, CURLOPT_OPENSOCKETFUNCTION, socketCalls.open);
+    curl_easy_setopt(made, CURLOPT_OPENSOCKETDATA, socketCalls.self);
+    curl_easy_setopt(made, CURLOPT_CLOSESOCKETFUNCTION, socketCalls.close);
+    curl_easy_setopt(made, CURLOPT_CLOSESOCKETDATA, socketCalls.self);
+    curl_easy_setopt(made, CURLOPT_NOSIGNAL, 1L);
+    setOption(made, CURLOPT_PROTOCOLS_STR, "http,https");
+    curl_easy_setopt(made, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
+    curl_easy_setopt(made, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
+    curl_easy_setopt(made, CURLOPT_PATH_AS_IS, 1L);
+    setOption(made, CURLOPT_BUFFERSIZE, kReceiveBuffer);
+    setOption(made, CURLOPT_UPLOAD_BUFFERSIZE, kSendBuffer);
+    curl_easy_setopt(made, CURLOPT_CONNECTTIMEOUT_MS, connectTimeout(setConnectTimeout));
     if (!hasProxyEnvironment()) {
         // Spares curl the look-up for each request.
-        curl_easy_setopt(easy, CURLOPT_PROXY, "");
+        setOption(made, CURLOPT_PROXY, "");
     }
     // Cookies live as long as the request, for its redirects.
-    curl_easy_setopt(easy, CURLOPT_COOKIEFILE, "");
+    setOption(made, CURLOPT_COOKIEFILE, "");
+    return handle;
+}
+
+/// Takes another handle in place of the one that was used. The request's cookies go over.
+void HttpTransfer::RenewHandle()
+{
+    EasyHandle renewed = NewHandle();
+    if (hasCookies) {
+        curl_slist* lines = nullptr;
+        curl_easy_getinfo(easy.get(), CURLINFO_COOKIELIST, &lines);
+        const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> cookies(lines, curl_slist_free_all);
+        for (const curl_slist* cookie = cookies.get(); cookie != nullptr; cookie = cookie->next) {
+            setOption(renewed.get(), CURLOPT_COOKIELIST, cookie->data);
+        }
+    }
+    easy = std::move(renewed);
+    wasPlainGet = false;
+    hasUsualHeaders = false;
 }
 
 HttpTransfer::~HttpTransfer()
 {
-    curl_easy_cleanup(easy);
+    // It refers to the headers.
+    easy.reset();
     curl_slist_free_all(headers);
 }
 
@@ -208,15 +254,16 @@ void HttpTransfer::Begin(std::shared_ptr<HttpRequest> newRequest, std::size_t ne
     origin.clear();
     areHeadersDelivered = false;
     isSentAnnounced = false;
+    callbackError = 0;
     StartHeaderBlock();
-    curl_easy_setopt(easy, CURLOPT_URL, message.url.c_str());
+    setOption(Easy(), CURLOPT_URL, message.url.c_str());
     if (setConnectTimeout != message.connectTimeout) {
         setConnectTimeout = message.connectTimeout;
-        curl_easy_setopt(easy, CURLOPT_CONNECTTIMEOUT_MS, connectTimeout(setConnectTimeout));
+        curl_easy_setopt(Easy(), CURLOPT_CONNECTTIMEOUT_MS, connectTimeout(setConnectTimeout));
     }
     if (hasCookies) {
         hasCookies = false;
-        curl_easy_setopt(easy, CURLOPT_COOKIELIST, "ALL");
+        setOption(Easy(), CURLOPT_COOKIELIST, "ALL");
     }
     SetMethod();
     SetHeaders();
@@ -231,14 +278,14 @@ void HttpTransfer::SetMethod()
     }
     wasPlainGet = isPlainGet;
     if (sendsBody) {
-        curl_easy_setopt(easy, CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(message.bodyLength));
-        curl_easy_setopt(easy, CURLOPT_POSTFIELDS, message.body == nullptr ? "" : message.body);
+        curl_easy_setopt(Easy(), CURLOPT_POSTFIELDSIZE_LARGE, static_cast<curl_off_t>(message.bodyLength));
+        curl_easy_setopt(Easy(), CURLOPT_POSTFIELDS, message.body == nullptr ? "" : message.body);
     } else {
-        curl_easy_setopt(easy, CURLOPT_POSTFIELDS, nullptr);
-        curl_easy_setopt(easy, CURLOPT_HTTPGET, 1L);
+        curl_easy_setopt(Easy(), CURLOPT_POSTFIELDS, nullptr);
+        curl_easy_setopt(Easy(), CURLOPT_HTTPGET, 1L);
     }
     const bool isImplied = verb == (sendsBody ? "POST" : "GET");
-    curl_easy_setopt(easy, CURLOPT_CUSTOMREQUEST, isImplied ? nullptr : verb.c_str());
+    setOption(Easy(), CURLOPT_CUSTOMREQUEST, isImplied ? nullptr : verb.c_str());
 }
 
 /// What the caller gave goes out as it is, and nothing is added but what bypasses the caches: a field with a name only
@@ -266,7 +313,7 @@ void HttpTransfer::SetHeaders()
         AddUnlessGiven("Expect:");
         AddUnlessGiven("Content-Type:");
     }
-    curl_easy_setopt(easy, CURLOPT_HTTPHEADER, headers);
+    curl_easy_setopt(Easy(), CURLOPT_HTTPHEADER, headers);
 }
 
 void HttpTransfer::AddUnlessGiven(std::string_view field)
@@ -300,15 +347,23 @@ void HttpTransfer::AddHeader(const std::string& line)
     headers = longer;
 }
 
-bool HttpTransfer::GoesOnToRedirect(CURLcode result)
+bool HttpTransfer::EndedInRedirect(CURLcode result) const
+{
+    return result == CURLE_OK && IsRedirecting() && redirects < kMostRedirects && RedirectTarget() != nullptr;
+}
+
+/// The absolute URL that the redirect leads to, or null.
+const char* HttpTransfer::RedirectTarget() const
 {
     char* target = nullptr;
-    if (result != CURLE_OK || !IsRedirecting() || redirects == kMostRedirects ||
-        curl_easy_getinfo(easy, CURLINFO_REDIRECT_URL, &target) != CURLE_OK || target == nullptr) {
-        return false;
-    }
+    curl_easy_getinfo(Easy(), CURLINFO_REDIRECT_URL, &target);
+    return target;
+}
+
+void HttpTransfer::GoOnToRedirect()
+{
     ++redirects;
-    const std::string url = target;
+    const std::string url = RedirectTarget();
     origin = originOf(url);
     const long status = Status();
     const bool becomesGet = status == kSeeOther || (verb == "POST" && (status == kMoved || status == kFound));
@@ -316,17 +371,21 @@ bool HttpTransfer::GoesOnToRedirect(CURLcode result)
         verb = "GET";
         sendsBody = false;
     }
-    curl_easy_setopt(easy, CURLOPT_URL, url.c_str());
+    if (!CanUseHandlesAgain()) {
+        RenewHandle();
+    }
+    setOption(Easy(), CURLOPT_URL, url.c_str());
     SetMethod();
     SetHeaders();
     StartHeaderBlock();
-    return true;
 }
 
 void HttpTransfer::Finish(CURLcode result)
 {
     AnnounceIfSent();
-    if (result != CURLE_OK || areHeadersDelivered) {
+    if (callbackError != 0) {
+        Fail(callbackError);
+    } else if (result != CURLE_OK || areHeadersDelivered) {
         Fail(winHttpError(result));
     } else if (!isHeaderBlockComplete) {
         Fail(ERROR_WINHTTP_CONNECTION_ERROR);
@@ -357,39 +416,43 @@ bool HttpTransfer::HasGoneOut() const
 {
     long requestSize = 0;
     curl_off_t uploaded = 0;
-    curl_easy_getinfo(easy, CURLINFO_REQUEST_SIZE, &requestSize);
-    curl_easy_getinfo(easy, CURLINFO_SIZE_UPLOAD_T, &uploaded);
+    curl_easy_getinfo(Easy(), CURLINFO_REQUEST_SIZE, &requestSize);
+    curl_easy_getinfo(Easy(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
     const bool isComplete = requestSize > 0 && uploaded >= static_cast<curl_off_t>(request->Message().bodyLength);
     return isComplete || redirects > 0;
 }
 
 std::size_t HttpTransfer::OnHeaderLine(char* data, std::size_t size, std::size_t count, void* self)
 {
+    auto& transfer = *static_cast<HttpTransfer*>(self);
     try {
-        static_cast<HttpTransfer*>(self)->AddHeaderLine(std::string_view(data, size * count));
-        return size * count;
+        transfer.callbackError = transfer.AddHeaderLine(std::string_view(data, size * count));
     } catch (const std::bad_alloc&) {
-        return 0;
+        transfer.callbackError = ERROR_NOT_ENOUGH_MEMORY;
     }
+    return transfer.callbackError == 0 ? size * count : 0;
 }
 
 /// Collects the header block of the last response: those of interim responses and of followed redirects are dropped.
-void HttpTransfer::AddHeaderLine(std::string_view line)
+/// Returns 0, or the error with which the transfer ends.
+DWORD HttpTransfer::AddHeaderLine(std::string_view line)
 {
     if (areHeadersDelivered) {
         // A trailer of the body.
-        return;
+        return 0;
     }
     if (isLineEnd(line)) {
-        EndHeaderBlock();
-        return;
+        return EndHeaderBlock();
     }
     if (line.substr(0, 5) == "HTTP/") {
         StartHeaderBlock();
     }
     hasLocation = hasLocation || isField(line, "Location:");
     hasCookies = hasCookies || isField(line, "Set-Cookie:");
-    const bool isFolded = !headerBlock.empty() && (line.front() == ' ' || line.front() == '\t');
+    const bool isFolded = line.front() == ' ' || line.front() == '\t';
+    if (isFolded && !HasHeader()) {
+        return ERROR_WINHTTP_INVALID_SERVER_RESPONSE;
+    }
     if (isFolded) {
         headerBlock.resize(headerBlock.size() - 2);
         headerBlock += ' ';
@@ -397,6 +460,13 @@ void HttpTransfer::AddHeaderLine(std::string_view line)
     }
     headerBlock += withoutLineEnd(line);
     headerBlock += "\r\n";
+    return 0;
+}
+
+/// Whether the block has more than the status line.
+bool HttpTransfer::HasHeader() const
+{
+    return headerBlock.find('\n') + 1 < headerBlock.size();
 }
 
 void HttpTransfer::StartHeaderBlock()
@@ -407,22 +477,26 @@ void HttpTransfer::StartHeaderBlock()
     isHeaderBlockComplete = false;
 }
 
-void HttpTransfer::EndHeaderBlock()
+DWORD HttpTransfer::EndHeaderBlock()
 {
     headerBlock += "\r\n";
     isHeaderBlockComplete = true;
+    if (!isStatus(Status())) {
+        return ERROR_WINHTTP_INVALID_SERVER_RESPONSE;
+    }
     if (isInformational(Status()) || IsRedirecting()) {
-        return;
+        return 0;
     }
     areHeadersDelivered = true;
     AnnounceIfSent();
     request->OnHeaders(static_cast<DWORD>(Status()), headerBlock);
+    return 0;
 }
 
 long HttpTransfer::Status() const
 {
     long status = 0;
-    curl_easy_getinfo(easy, CURLINFO_RESPONSE_CODE, &status);
+    curl_easy_getinfo(Easy(), CURLINFO_RESPONSE_CODE, &status);
     return status;
 }
 
@@ -434,7 +508,7 @@ bool HttpTransfer::IsRedirecting() const
 
 std::size_t HttpTransfer::OnBody(char* data, std::size_t size, std::size_t count, void* self)
 {
-    const auto& transfer = *static_cast<HttpTransfer*>(self);
+    auto& transfer = *static_cast<HttpTransfer*>(self);
     const std::size_t length = size * count;
     try {
         if (!transfer.areHeadersDelivered) {
@@ -443,6 +517,7 @@ std::size_t HttpTransfer::OnBody(char* data, std::size_t size, std::size_t count
         }
         return transfer.request->OnData(data, length) ? length : CURL_WRITEFUNC_PAUSE;
     } catch (const std::bad_alloc&) {
+        transfer.callbackError = ERROR_NOT_ENOUGH_MEMORY;
         return CURL_WRITEFUNC_ERROR;
     }
 }

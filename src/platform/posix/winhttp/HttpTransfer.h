@@ -10,16 +10,28 @@
 
 namespace LumPlatform {
 
+/// Opens and closes the sockets of a transfer; curl's callbacks with their argument.
+struct SocketCalls {
+    void* self;
+    curl_opensocket_callback open;
+    curl_closesocket_callback close;
+};
+
 /// One curl easy handle and what it needs to carry one request after the other. Only the thread that drives the
-/// transfers touches it.
+/// transfers touches it. What takes memory throws std::bad_alloc; the transfer is then only good for Fail.
 class HttpTransfer {
 public:
-    HttpTransfer();
+    explicit HttpTransfer(const SocketCalls& calls);
     ~HttpTransfer();
     HttpTransfer(const HttpTransfer&) = delete;
     HttpTransfer& operator=(const HttpTransfer&) = delete;
 
-    CURL* Easy() const { return easy; }
+    /// Whether a handle may carry one response after the other. Before version 8.0 curl keeps a pointer to the last
+    /// header of the response before, which is gone, and a server that begins its headers with a folded line has curl
+    /// read and write there.
+    static bool CanUseHandlesAgain();
+
+    CURL* Easy() const { return easy.get(); }
 
     /// Prepares the transfer for the request, which it then holds.
     void Begin(std::shared_ptr<HttpRequest> newRequest, std::size_t newPlace);
@@ -28,8 +40,11 @@ public:
     std::size_t Place() const { return place; }
     void SetPlace(std::size_t newPlace) { place = newPlace; }
 
-    /// Whether the transfer ended in a redirect that is to be followed; it is then prepared to go on there.
-    bool GoesOnToRedirect(CURLcode result);
+    /// Whether the transfer ended in a redirect that is to be followed.
+    bool EndedInRedirect(CURLcode result) const;
+
+    /// Prepares the transfer to go on where the redirect leads. It must not be driven at that moment.
+    void GoOnToRedirect();
 
     /// Tells the request how the transfer ended and lets go of it.
     void Finish(CURLcode result);
@@ -44,25 +59,31 @@ private:
     static std::size_t OnHeaderLine(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self);
 
+    using EasyHandle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
+
+    EasyHandle NewHandle();
+    void RenewHandle();
+    const char* RedirectTarget() const;
     void SetMethod();
     void SetHeaders();
     void AddHeader(const std::string& line);
     void AddUnlessGiven(std::string_view field);
     bool MayBeSent(const std::string& headerLine) const;
     void StartHeaderBlock();
-    void AddHeaderLine(std::string_view line);
-    void EndHeaderBlock();
+    DWORD AddHeaderLine(std::string_view line);
+    bool HasHeader() const;
+    DWORD EndHeaderBlock();
     long Status() const;
     bool IsRedirecting() const;
     bool HasGoneOut() const;
-    void DeliverHeaders();
 
-    CURL* const easy;
+    const SocketCalls socketCalls;
+    /// What curl was told last: the time-out, which is 0 as with none, and whether the method is GET without a body.
+    DWORD setConnectTimeout = 0;
+    bool wasPlainGet = false;
+    EasyHandle easy;
     std::size_t place = 0;
     curl_slist* headers = nullptr;
-    /// What curl was told last: whether the method is GET without a body, and the time-out, which is 0 as with none.
-    bool wasPlainGet = false;
-    DWORD setConnectTimeout = 0;
     /// Whether these are the headers of a request without any of its own, and without a body.
     bool hasUsualHeaders = false;
     std::shared_ptr<HttpRequest> request;
@@ -82,6 +103,9 @@ private:
 
     bool areHeadersDelivered = false;
     bool isSentAnnounced = false;
+
+    /// Why a callback has ended the transfer; curl only knows that it did.
+    DWORD callbackError = 0;
 };
 
 /// The number under which the reference platform reports the failure.

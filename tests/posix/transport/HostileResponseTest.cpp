@@ -1,0 +1,43 @@
+#include "Windows/networking/TransportTest.h"
+
+namespace LumTests {
+
+/// Responses that no server of good will sends; what each becomes is this platform's own.
+class HostileResponseTest : public TransportTest {
+protected:
+    Outcome GetRaw(const std::string& bytes)
+    {
+        return Get(TestServers::scripted("/raw?bytes=" + TestServers::queryValue(bytes)));
+    }
+};
+
+TEST_F(HostileResponseTest, AStatusOfMoreThanThreeDigitsIsNoHttp)
+{
+    expectFailure(GetRaw("HTTP/26744 1\r\n\r\nx"), *logger, kRequestError, 12152);
+}
+
+TEST_F(HostileResponseTest, AFoldedLineThatNoHeaderPrecedesIsNoHttp)
+{
+    expectFailure(GetRaw("HTTP/1.1 200 OK\r\n X: 1\r\n\r\n"), *logger, kRequestError, 12152);
+}
+
+TEST_F(HostileResponseTest, AFoldedFirstLineTouchesNothingOfTheResponseBefore)
+{
+    for (int round = 0; round < 20; ++round) {
+        logger->clear();
+        expectSuccess(GetRaw("HTTP/1.1 200 OK\r\nX-Before: value\r\nContent-Length: 0\r\n\r\n"));
+        expectFailure(GetRaw("HTTP/1.1 200 OK\n X: 1\r\n\r\n"), *logger, kRequestError, 12152);
+    }
+}
+
+TEST_F(HostileResponseTest, AFoldedFirstLineTouchesNothingOfTheRedirectBefore)
+{
+    const std::string folded = "/raw?bytes=" + TestServers::queryValue("HTTP/1.1 200 OK\n X: 1\r\n\r\n");
+    for (int round = 0; round < 20; ++round) {
+        logger->clear();
+        expectFailure(Get(TestServers::scripted("/redirect?to=" + TestServers::queryValue(folded))), *logger,
+                      kRequestError, 12152);
+    }
+}
+
+} // namespace LumTests
