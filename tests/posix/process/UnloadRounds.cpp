@@ -5,10 +5,8 @@
 
 #include <chrono>
 #include <cstddef>
-#include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <iterator>
 #include <thread>
 
 #include <dlfcn.h>
@@ -20,14 +18,8 @@ namespace {
 constexpr int kRounds = 3;
 constexpr long kBodySize = 1234;
 
-std::ptrdiff_t threadCount()
-{
-    const std::filesystem::directory_iterator tasks("/proc/self/task");
-    return std::distance(begin(tasks), end(tasks));
-}
-
 /// Whether the process has so many threads; one that was joined may be listed for a moment longer.
-bool hasThreads(std::ptrdiff_t count)
+bool hasThreads(std::size_t count)
 {
     for (int look = 0; look < 100 && threadCount() != count; ++look) {
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
@@ -66,7 +58,7 @@ bool runRound(const std::string& path)
     const auto start = reinterpret_cast<void (*)(const char*)>(dlsym(plugin, "start"));
     bool holds = expect(fetch(TestServers::scripted("/bytes?n=1234").c_str()) == kBodySize, "the body is fetched");
     start(TestServers::silent().c_str());
-    const std::ptrdiff_t threadsWhileLoaded = threadCount();
+    const std::size_t threadsWhileLoaded = threadCount();
     holds = expect(dlclose(plugin) == 0, "the plug-in can be unloaded") && holds;
     holds = expect(threadCount() < threadsWhileLoaded, "the layer had threads") && holds;
     return expect(!isMapped(path), "the plug-in is really unloaded") && holds;
@@ -78,7 +70,7 @@ bool loadAndUnload(const std::string& plugin)
 {
     // The first round opens what stays with the process.
     bool holds = runRound(plugin);
-    const std::ptrdiff_t threadsBefore = threadCount();
+    const std::size_t threadsBefore = threadCount();
     const std::size_t descriptorsBefore = openDescriptorCount();
     for (int round = 1; round < kRounds; ++round) {
         holds = runRound(plugin) && holds;
