@@ -4,10 +4,14 @@
 #include <array>
 #include <charconv>
 #include <string_view>
+#include <utility>
 
 namespace LumNetworking {
 
 namespace {
+
+constexpr std::string_view kSecureScheme = "https://";
+constexpr std::string_view kPlainScheme = "http://";
 
 constexpr std::uint32_t kHighestPort = 65535;
 
@@ -41,17 +45,37 @@ constexpr bool isUnreserved(char character)
     return isAlphanumeric(character) || character == '-' || character == '_' || character == '.' || character == '~';
 }
 
-/// A table instead of comparisons: whether each byte is copied when it is encoded.
-constexpr std::array<bool, 256> makeUnreserved()
+/// Tables instead of comparisons: what holds for each byte.
+template <typename Value>
+constexpr std::array<Value, 256> tableOf(Value (*valueOf)(char))
 {
-    std::array<bool, 256> unreserved{};
-    for (std::size_t byte = 0; byte < unreserved.size(); ++byte) {
-        unreserved[byte] = isUnreserved(static_cast<char>(byte));
+    std::array<Value, 256> table{};
+    for (std::size_t byte = 0; byte < table.size(); ++byte) {
+        table[byte] = valueOf(static_cast<char>(byte));
     }
-    return unreserved;
+    return table;
 }
 
-constexpr std::array<bool, 256> kUnreserved = makeUnreserved();
+/// What a byte means in a query. A key ends at the last two, a value at the last one.
+enum class QueryByte : unsigned char { Plain, Escape, EndOfKey, EndOfValue };
+
+constexpr QueryByte queryByte(char character)
+{
+    switch (character) {
+    case '%':
+        return QueryByte::Escape;
+    case '=':
+        return QueryByte::EndOfKey;
+    case '&':
+        return QueryByte::EndOfValue;
+    default:
+        return QueryByte::Plain;
+    }
+}
+
+constexpr std::array<bool, 256> kAlphanumeric = tableOf(isAlphanumeric);
+constexpr std::array<bool, 256> kUnreserved = tableOf(isUnreserved);
+constexpr std::array<QueryByte, 256> kQueryBytes = tableOf(queryByte);
 
 /// These write into room that is there and return where the next character goes.
 char* write(char* out, std::string_view text)
@@ -127,19 +151,24 @@ int hexValue(char character)
     return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
 }
 
-std::string decode(std::string_view text)
+/// An escape is three characters; what only looks like one stands for itself.
+void decodeInPlace(std::string& text)
 {
-    std::size_t escape = text.find('%');
-    std::string out(text.substr(0, escape));
-    while (escape != std::string_view::npos) {
-        text.remove_prefix(escape);
-        const bool isEscape = text.size() > 2 && hexValue(text[1]) >= 0 && hexValue(text[2]) >= 0;
-        out += isEscape ? static_cast<char>(hexValue(text[1]) * 16 + hexValue(text[2])) : '%';
-        text.remove_prefix(isEscape ? 3 : 1);
-        escape = text.find('%');
-        out += text.substr(0, escape);
+    char* out = text.data();
+    const char* const end = out + text.size();
+    for (const char* at = out; at != end; ++at) {
+        const bool isEscape = *at == '%' && end - at > 2 && hexValue(at[1]) >= 0 && hexValue(at[2]) >= 0;
+        *out++ = isEscape ? static_cast<char>(hexValue(at[1]) * 16 + hexValue(at[2])) : *at;
+        at += isEscape ? 2 : 0;
     }
-    return out;
+    text.resize(static_cast<std::size_t>(out - text.data()));
+}
+
+std::string decoded(std::string_view text)
+{
+    std::string result(text);
+    decodeInPlace(result);
+    return result;
 }
 
 /// The text up to the first separator; `rest` becomes what follows it.
@@ -151,52 +180,20 @@ std::string_view splitOff(std::string_view& rest, char separator)
     return head;
 }
 
-/// Four groups of one to three digits; the values of the groups are not checked.
-bool isDottedIpv4(std::string_view host)
-{
-    std::size_t dots = 0;
-    std::size_t digits = 0;
-    for (const char character : host) {
-        if (isDigit(character)) {
-            ++digits;
-        } else if (character == '.') {
-            ++dots;
-            if (digits == 0) {
-                return false;
-            }
-            digits = 0;
-        } else {
-            return false;
-        }
-        if (digits > 3) {
-            return false;
-        }
-    }
-    return dots == 3 && digits > 0;
-}
-
+/// A dotted IPv4 address is such a name too. The beginning counts as a dot: neither mark may stand after one.
 bool isHostName(std::string_view host)
 {
-    for (std::size_t index = 0; index < host.size(); ++index) {
-        const bool isFirst = index == 0;
-        const char previous = isFirst ? '\0' : host[index - 1];
-        const char character = host[index];
-        if (isAlphanumeric(character)) {
-            continue;
-        }
-        if (character == '.') {
-            if (isFirst || previous == '.' || previous == '-') {
+    char previous = '.';
+    for (const char character : host) {
+        if (!kAlphanumeric[static_cast<unsigned char>(character)]) {
+            const bool isMark = character == '-' || (character == '.' && previous != '-');
+            if (!isMark || previous == '.') {
                 return false;
             }
-        } else if (character == '-') {
-            if (isFirst || index + 1 == host.size() || previous == '.') {
-                return false;
-            }
-        } else {
-            return false;
         }
+        previous = character;
     }
-    return true;
+    return previous != '-';
 }
 
 bool isValidHost(std::string_view host)
@@ -207,7 +204,7 @@ bool isValidHost(std::string_view host)
     if (host.front() == '[' && host.back() == ']') {
         return host.size() > 2;
     }
-    return isDottedIpv4(host) || isHostName(host);
+    return isHostName(host);
 }
 
 bool parsePort(std::string_view digits, std::uint32_t& port)
@@ -229,21 +226,25 @@ bool parsePort(std::string_view digits, std::uint32_t& port)
     return value != 0;
 }
 
+/// Takes the prefix off the text, if it is there in whatever case.
+bool takeOff(std::string_view& text, std::string_view lowerCasePrefix)
+{
+    if (!equalsIgnoringCase(text.substr(0, lowerCasePrefix.size()), lowerCasePrefix)) {
+        return false;
+    }
+    text.remove_prefix(lowerCasePrefix.size());
+    return true;
+}
+
 /// Takes the scheme and its separator off the text.
 UrlParseStatus parseScheme(std::string_view& text, UrlComponents& out)
 {
-    constexpr std::string_view kSeparator = "://";
-    const std::size_t end = text.find(kSeparator);
-    if (end == std::string_view::npos) {
-        return UrlParseStatus::MissingScheme;
+    out.isSecure = takeOff(text, kSecureScheme);
+    if (out.isSecure || takeOff(text, kPlainScheme)) {
+        return UrlParseStatus::Parsed;
     }
-    const std::string_view scheme = text.substr(0, end);
-    out.isSecure = equalsIgnoringCase(scheme, "https");
-    if (!out.isSecure && !equalsIgnoringCase(scheme, "http")) {
-        return UrlParseStatus::UnsupportedScheme;
-    }
-    text.remove_prefix(end + kSeparator.size());
-    return UrlParseStatus::Parsed;
+    return text.find("://") == std::string_view::npos ? UrlParseStatus::MissingScheme
+                                                      : UrlParseStatus::UnsupportedScheme;
 }
 
 /// The length of the host at the start of the authority, or npos for a bracket that is not closed.
@@ -273,7 +274,7 @@ UrlParseStatus parseAuthority(std::string_view& text, UrlComponents& out)
     if (!isValidHost(host)) {
         return UrlParseStatus::InvalidAuthority;
     }
-    out.host = std::string(host);
+    out.host = host;
     text.remove_prefix(authority.size());
     if (text.empty()) {
         text = "/";
@@ -281,22 +282,65 @@ UrlParseStatus parseAuthority(std::string_view& text, UrlComponents& out)
     return UrlParseStatus::Parsed;
 }
 
+/// A key or a value as it stands in a query.
+struct QueryPart {
+    std::string_view text;
+    bool hasEscape = false;
+};
+
+/// Takes the text before the next such byte off the query, and leaves the byte there.
+QueryPart takePart(std::string_view& query, QueryByte end)
+{
+    QueryPart part;
+    std::size_t length = 0;
+    for (; length < query.size(); ++length) {
+        const QueryByte byte = kQueryBytes[static_cast<unsigned char>(query[length])];
+        if (byte >= end) {
+            break;
+        }
+        part.hasEscape |= byte == QueryByte::Escape;
+    }
+    part.text = query.substr(0, length);
+    query.remove_prefix(length);
+    return part;
+}
+
+/// The last of several values of one key counts. Most queries are in the order of their keys, so that the place is the
+/// end; nothing is copied on the way there.
+void setParameter(std::map<std::string, std::string>& parameters, const QueryPart& key, const QueryPart& value)
+{
+    const std::size_t count = parameters.size();
+    const auto place = key.hasEscape ? parameters.emplace_hint(parameters.end(), decoded(key.text), value.text)
+                                     : parameters.emplace_hint(parameters.end(), key.text, value.text);
+    if (parameters.size() == count) {
+        place->second = value.text;
+    }
+    if (value.hasEscape) {
+        decodeInPlace(place->second);
+    }
+}
+
 void parseQuery(std::string_view query, std::map<std::string, std::string>& parameters)
 {
     while (!query.empty()) {
-        std::string_view value = splitOff(query, '&');
-        if (value.empty()) {
-            continue;
+        const QueryPart key = takePart(query, QueryByte::EndOfKey);
+        QueryPart value;
+        const bool hasValue = !query.empty() && query.front() == '=';
+        if (hasValue) {
+            query.remove_prefix(1);
+            value = takePart(query, QueryByte::EndOfValue);
         }
-        const std::string_view key = splitOff(value, '=');
-        parameters.insert_or_assign(parameters.end(), decode(key), decode(value));
+        query.remove_prefix(query.empty() ? 0 : 1);
+        if (hasValue || !key.text.empty()) {
+            setParameter(parameters, key, value);
+        }
     }
 }
 
 void parsePathAndQuery(std::string_view text, UrlComponents& out)
 {
     std::string_view query = text.substr(0, text.find('#'));
-    out.path = std::string(splitOff(query, '?'));
+    out.path = splitOff(query, '?');
     parseQuery(query, out.queryParameters);
 }
 
@@ -312,7 +356,7 @@ std::string UrlComponents::GetPathAndQuery() const
 
 std::string UrlComponents::GetUrl() const
 {
-    const std::string_view scheme = isSecure ? "https://" : "http://";
+    const std::string_view scheme = isSecure ? kSecureScheme : kPlainScheme;
     std::string url(scheme.size() + host.size() + 1 + kMostOfPort + mostOfPathAndQuery(*this), '\0');
     char* end = write(url.data(), scheme);
     end = writePort(write(end, host), port);

@@ -338,6 +338,8 @@ TEST(UrlComponentsTest, QueryIsSplitAndDecoded)
         {"?a=1&a=2", {{"a", "2"}}},
         {"?a=1&a", {{"a", ""}}},
         {"?a=1&%61=2", {{"a", "2"}}},
+        {"?%61=%31&b=1&a=%32", {{"a", "2"}, {"b", "1"}}},
+        {"?b=1&a=%31&c=2&a=%33", {{"a", "3"}, {"b", "1"}, {"c", "2"}}},
         {"?a=1&A=2", {{"A", "2"}, {"a", "1"}}},
         {"?&", {}},
         {"?&&a=b&&", {{"a", "b"}}},
@@ -494,6 +496,24 @@ TEST(UrlComponentsTest, EveryByteOfAQueryComesBack)
         url.queryParameters[std::string(1, static_cast<char>(value))] = std::string(1, static_cast<char>(value));
     }
     EXPECT_TRUE(same(parsed(url.GetUrl()), url));
+}
+
+TEST(UrlComponentsTest, UrlsOfEveryLengthArePrinted)
+{
+    UrlComponents url;
+    url.host = "h";
+    for (std::size_t length = 0; length < 600; ++length) {
+        url.path = "/" + std::string(length, 'p');
+        url.queryParameters.clear();
+        EXPECT_EQ(url.GetUrl(), "http://h" + url.path);
+        url.queryParameters["k"] = std::string(length, '&');
+        std::string encoded;
+        for (std::size_t count = 0; count < length; ++count) {
+            encoded += "%26";
+        }
+        EXPECT_EQ(url.GetUrl(), "http://h" + url.path + "?k=" + encoded);
+        EXPECT_EQ(url.GetPathAndQuery(), url.path + "?k=" + encoded);
+    }
 }
 
 TEST(UrlComponentsTest, ParsedUrlsComeBackFromTheirPrintedForm)
