@@ -93,8 +93,7 @@ FileHandle openOrMake(const std::string& path, DWORD share)
 bool makeRoom(std::vector<char>& content, DWORD size)
 {
     try {
-        content.reserve(size);
-        LumPlatform::ExpectFilling(content.data(), size);
+        LumPlatform::ReserveToFill(content, size);
         content.resize(size);
         return true;
     } catch (const std::exception&) {

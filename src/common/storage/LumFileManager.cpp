@@ -71,8 +71,7 @@ bool reserve(std::vector<char>& content, std::int64_t size)
     if (size < 0 || static_cast<std::uint64_t>(size) > content.max_size()) {
         return false;
     }
-    content.reserve(static_cast<std::size_t>(size));
-    LumPlatform::ExpectFilling(content.data(), static_cast<std::size_t>(size));
+    LumPlatform::ReserveToFill(content, static_cast<std::size_t>(size));
     return true;
 }
 

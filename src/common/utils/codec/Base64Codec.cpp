@@ -1,5 +1,7 @@
 #include "common/utils/codec/Base64Codec.h"
 
+#include "platform/LumMemory.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -37,7 +39,7 @@ constexpr std::array<std::uint8_t, 256> kValues = makeValues();
 
 /// A longer text goes through a buffer of this many characters and is then appended: filling a string of the final
 /// length with zeros first would cost about as much as the conversion. Whole groups of the vector kernels fit.
-constexpr std::size_t kBufferCharacters = 4096;
+constexpr std::size_t kBufferCharacters = 16384;
 constexpr std::size_t kBufferBytes = kBufferCharacters / 4 * 3;
 
 [[noreturn]] void throwInvalid()
@@ -137,7 +139,7 @@ std::string decodeWhole(const CodecKernels& kernels, const char* text, std::size
         return bytes;
     }
     std::string bytes;
-    bytes.reserve(most);
+    LumPlatform::ReserveToFill(bytes, most);
     appendDecoded(kernels, text, length, bytes);
     return bytes;
 }
@@ -190,7 +192,7 @@ std::string base64Encode(const CodecKernels& kernels, const void* bytes, std::si
         return text;
     }
     std::string text;
-    text.reserve(base64Length(length));
+    LumPlatform::ReserveToFill(text, base64Length(length));
     appendBase64(kernels, from, length, urlSafe, text);
     return text;
 }

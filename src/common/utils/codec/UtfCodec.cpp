@@ -1,5 +1,7 @@
 #include "common/utils/codec/UtfCodec.h"
 
+#include "platform/LumMemory.h"
+
 #include <algorithm>
 
 namespace LumUtils::Codec {
@@ -198,7 +200,7 @@ Text convertAll(Progress (*convert)(const CodecKernels&, View, typename Text::va
 {
     typename Text::value_type buffer[kBuffer];
     Text converted;
-    converted.reserve(length);
+    LumPlatform::ReserveToFill(converted, length);
     while (!text.empty()) {
         const Progress done = convert(kernels, text, buffer, kBuffer);
         converted.append(buffer, done.written);
