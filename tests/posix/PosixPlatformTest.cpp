@@ -138,13 +138,12 @@ TEST(PosixPlatformTest, TextIsConvertedStrictlyAndFromUtf8Only)
     WCHAR wide[8] = {};
     char narrow[8] = {};
     expectInvalidParameter(MultiByteToWideChar(1252, MB_ERR_INVALID_CHARS, "a", 1, wide, 8), "code page");
-    expectInvalidParameter(MultiByteToWideChar(CP_UTF8, 0, "a", 1, wide, 8), "lenient");
-    expectInvalidParameter(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, "a", -1, wide, 8), "unknown length");
+    expectInvalidParameter(MultiByteToWideChar(CP_THREAD_ACP, 0, "a", -1, wide, 8), "unknown length");
     expectInvalidParameter(WideCharToMultiByte(1252, WC_ERR_INVALID_CHARS, u"a", 1, narrow, 8, nullptr, nullptr),
                            "code page");
     expectInvalidParameter(WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, u"a", 1, narrow, 8, "?", nullptr),
                            "default character");
-    EXPECT_EQ(MultiByteToWideChar(CP_UTF8, MB_ERR_INVALID_CHARS, "abc", 3, wide, 2), 0);
+    EXPECT_EQ(MultiByteToWideChar(CP_THREAD_ACP, MB_ERR_INVALID_CHARS, "abc", 3, wide, 2), 0);
     EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);
     EXPECT_EQ(WideCharToMultiByte(CP_UTF8, WC_ERR_INVALID_CHARS, u"\u20AC", 1, narrow, 2, nullptr, nullptr), 0);
     EXPECT_EQ(GetLastError(), ERROR_INSUFFICIENT_BUFFER);

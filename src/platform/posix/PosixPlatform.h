@@ -23,7 +23,7 @@
 /// | CloseHandle                | an open file                                                                             |
 /// | GetTempPathA               | a buffer; the path is TMPDIR's or /tmp, and ends in a backslash                          |
 /// | GetModuleHandleExW         | PIN and FROM_ADDRESS                                                                     |
-/// | MultiByteToWideChar        | CP_UTF8 with MB_ERR_INVALID_CHARS; CP_THREAD_ACP, which is UTF-8, with or without it     |
+/// | MultiByteToWideChar        | CP_THREAD_ACP, which is UTF-8, with or without MB_ERR_INVALID_CHARS                      |
 /// | WideCharToMultiByte        | CP_UTF8 with WC_ERR_INVALID_CHARS; CP_THREAD_ACP, as strict, with WC_NO_BEST_FIT_CHARS   |
 /// | _time64                    | no address for the result, which it returns                                              |
 /// | _localtime64_s             | any time that the system's calendar has; it may be called from several threads at once   |

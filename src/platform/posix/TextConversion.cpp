@@ -193,8 +193,7 @@ int convert(char32_t (*read)(const From*&, const From*), int (*encode)(char32_t,
 
 bool canDecode(UINT codePage, DWORD flags)
 {
-    return (codePage == CP_UTF8 && flags == MB_ERR_INVALID_CHARS) ||
-           (codePage == CP_THREAD_ACP && (flags == MB_ERR_INVALID_CHARS || flags == 0));
+    return codePage == CP_THREAD_ACP && (flags == MB_ERR_INVALID_CHARS || flags == 0);
 }
 
 bool canEncode(UINT codePage, DWORD flags)
