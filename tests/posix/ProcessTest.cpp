@@ -41,6 +41,11 @@ TEST(LocalTimeTest, IsTheOneOfTheProcesssZone)
     EXPECT_EQ(runProbe("local-time"), 0) << "the probe says on its error stream what it got";
 }
 
+TEST(RandomDeviceTest, FailsAUuidIfItCannotBeOpenedAndNotTheNext)
+{
+    EXPECT_EQ(runProbe("no-random-device"), 0) << "the probe says on its error stream what happened";
+}
+
 TEST(LargeBodyTest, IsHeldOnce)
 {
     EXPECT_EQ(runProbe("large-body"), 0) << "the probe says on its error stream what it cost";

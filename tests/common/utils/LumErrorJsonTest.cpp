@@ -189,6 +189,7 @@ TEST(LumErrorJsonTest, WritingThrowsTheTypeErrorOfTheJsonLibraryForInvalidUtf8)
     for (const std::string& text : invalid) {
         EXPECT_THROW(LumError(text, 5).toJson(), Json::type_error) << text;
         EXPECT_THROW(LumError("d", 5, UserInfo{{"k", text}}).toJson(), Json::type_error) << text;
+        EXPECT_THROW(LumError("d", 5, UserInfo{{"k", text.c_str()}}).toJson(), Json::type_error) << text;
         EXPECT_THROW(LumError("d", 5, UserInfo{{text, 1}}).toJson(), Json::type_error) << text;
     }
     try {
@@ -233,6 +234,15 @@ TEST(LumErrorJsonTest, ReadingIgnoresTheDescription)
         readingOf(R"({"code":5,"description":"another","domain":"d","userInfo":{"a":1},"more":[{"code":9}]})");
     EXPECT_EQ(reading.printed, "");
     EXPECT_EQ(reading.error->getDescription(), "Domain: d, Code: 5, UserInfo: {a: 1}");
+}
+
+TEST(LumErrorJsonTest, ReadingIgnoresADescriptionOfAnyType)
+{
+    for (const char* const description : {"null", "7", "0.5", "true", "[\"x\"]", "{\"code\":9}"}) {
+        const Reading reading = readingOf(std::string("{\"code\":5,\"description\":") + description + "}");
+        EXPECT_EQ(reading.printed, "") << description;
+        EXPECT_EQ(typedText(*reading.error), " | 5 | ") << description;
+    }
 }
 
 TEST(LumErrorJsonTest, WhatIsNoObjectGivesTheFallbackSilently)
@@ -621,6 +631,18 @@ TEST(LumErrorJsonTest, SixtyFourMebibytesAreReadAndWritten)
     EXPECT_TRUE(std::any_cast<std::string>(read->getUserInfo().at("k")) == large);
     EXPECT_TRUE(read->toJson() == "{\"code\":0,\"description\":\"Domain: , Code: 0, UserInfo: {k: " + large +
                                       "}\",\"domain\":\"\",\"userInfo\":{\"k\":\"" + large + "\"}}");
+}
+
+TEST(LumErrorJsonTest, SixtyFourMebibytesThatCannotBeReadComeBackUnchanged)
+{
+    const std::string cutOff = "{\"domain\":\"" + std::string(64 * 1024 * 1024, 'x');
+    const std::string noJson(64 * 1024 * 1024, '}');
+    for (const std::string& text : {std::cref(cutOff), std::cref(noJson)}) {
+        const Reading reading = readingOf(text);
+        EXPECT_TRUE(isFallback(*reading.error, text));
+        EXPECT_EQ(reading.printed.rfind("JSON error: [json.exception.parse_error.101]", 0), 0U);
+        EXPECT_EQ(reading.printed.find('\n'), reading.printed.size() - 1);
+    }
 }
 
 TEST(LumErrorJsonTest, SixtyFourMebibytesOfValuesAreReadAtTheCostOfWhatIsKept)

@@ -144,9 +144,9 @@ TEST(LumTextUtilsTest, EveryCodePointConvertsBothWays)
     EXPECT_TRUE(utf16ToUtf8(units) == narrow);
 }
 
-TEST(LumTextUtilsTest, EveryCodePointOfTheBasicPlaneConvertsAlone)
+TEST(LumTextUtilsTest, EveryCodePointConvertsAlone)
 {
-    for (char32_t codePoint = 0; codePoint <= 0xFFFF; ++codePoint) {
+    for (char32_t codePoint = 0; codePoint <= 0x10FFFF; ++codePoint) {
         if (isSurrogate(codePoint)) {
             continue;
         }
@@ -196,6 +196,15 @@ TEST(LumTextUtilsTest, EveryUnpairedSurrogateGivesNothingAndTheLastError)
         SetLastError(kUntouched);
         ASSERT_TRUE(utf16ToUtf8(text).empty()) << static_cast<unsigned>(unit);
         ASSERT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_UNICODE_TRANSLATION)) << static_cast<unsigned>(unit);
+    }
+}
+
+TEST(LumTextUtilsTest, EverySurrogateWrittenAsUtf8GivesNothingAndTheLastError)
+{
+    for (char32_t surrogate = 0xD800; surrogate <= 0xDFFF; ++surrogate) {
+        SetLastError(kUntouched);
+        ASSERT_TRUE(utf8ToUtf16(encodeUtf8(surrogate)).empty()) << static_cast<unsigned>(surrogate);
+        ASSERT_EQ(GetLastError(), static_cast<DWORD>(ERROR_NO_UNICODE_TRANSLATION)) << static_cast<unsigned>(surrogate);
     }
 }
 

@@ -3,10 +3,12 @@
 #include "Windows/networking/WinHttpClientAsync.h"
 #include "common/networking/LumNetworkingError.h"
 #include "common/utils/LumError.h"
+#include "common/utils/LumUuidUtils.h"
 #include "support/RecordingLogger.h"
 
 #include <future>
 #include <iostream>
+#include <stdexcept>
 #include <vector>
 
 #include <fcntl.h>
@@ -138,6 +140,19 @@ bool startWithoutDescriptors(const std::string& url)
 bool startWithoutThreads(const std::string& url)
 {
     return startWithout<NoThreads>(url);
+}
+
+bool generateUuidWithoutDescriptors()
+{
+    std::string first = "none";
+    try {
+        const AllDescriptors shortage;
+        first = LumUtils::generateUuid();
+    } catch (const std::runtime_error&) {
+        return LumUtils::generateUuid().size() == 36;
+    }
+    std::cerr << "without the device: " << first << '\n';
+    return false;
 }
 
 } // namespace LumTests

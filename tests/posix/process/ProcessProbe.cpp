@@ -226,6 +226,8 @@ int main(int argumentCount, char** arguments)
         return holdLargeBodyOnce() ? 0 : 1;
     } else if (way == "no-descriptors") {
         return LumTests::startWithoutDescriptors(TestServers::scripted("/bytes?n=10")) ? 0 : 1;
+    } else if (way == "no-random-device") {
+        return LumTests::generateUuidWithoutDescriptors() ? 0 : 1;
     } else if (way == "no-threads") {
         return LumTests::startWithoutThreads(TestServers::scripted("/bytes?n=10")) ? 0 : 1;
     } else {

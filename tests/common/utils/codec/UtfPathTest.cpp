@@ -296,6 +296,18 @@ TEST_P(UtfPathTest, EveryLoneSurrogateInEveryPlaceIsInvalid)
     }
 }
 
+TEST_P(UtfPathTest, EverySurrogateWrittenAsUtf8InEveryPlaceIsInvalid)
+{
+    for (char32_t surrogate = 0xD800; surrogate <= 0xDFFF; ++surrogate) {
+        for (const std::size_t place : {0U, 1U, 14U, 15U, 16U, 29U, 30U, 31U, 32U, 61U, 62U, 63U, 64U, 67U}) {
+            std::string text(70, 'x');
+            text.replace(place, 3, encodedUtf8(surrogate));
+            const ExactText<char> exact(text);
+            ASSERT_FALSE(measureUtf8(kernels, {exact.Data(), exact.Size()})) << place;
+        }
+    }
+}
+
 TEST_P(UtfPathTest, PairsInTheWrongOrderAreInvalidInEveryPlace)
 {
     const auto high = static_cast<WideChar>(0xD83D);
