@@ -23,7 +23,7 @@ struct TextPeer {
 };
 
 /// Another library's reader and writer of URLs. `parse` reads the text and lets go of what it found; `print` writes the
-/// URL that `open` read, and returns its length.
+/// URL that `open` read, and returns its length; it may be missing.
 struct UrlPeer {
     std::string name;
     std::function<bool(const std::string& url)> parse;

@@ -26,8 +26,8 @@ void run(const BenchOptions& options)
     std::cout
         << "One core; the best of nine rounds in which all take turns. The library returns new strings; its peers\n"
            "write into room that is there, where they can. Speeds count the bytes, or the UTF-8, on either side\n"
-           "of a conversion. A URL's components hold its parameters one by one and decoded; the peer with parameters\n"
-           "does that work too. A ratio above 1 means that ours is better.\n\n";
+           "of a conversion. A URL's components hold its parameters one by one and decoded; the peers with parameters\n"
+           "do that work too. A ratio above 1 means that ours is better.\n\n";
     report.PrintTable(std::cout);
     report.WriteFiles(options.outputFolder);
     std::cout << "written: " << (options.outputFolder / "utils.json").string() << " and utils.svg\n";
