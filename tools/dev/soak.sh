@@ -10,15 +10,43 @@ all_soaks() {
     done
 }
 
-# run_soak NAME [SECONDS]
-run_soak() {
-    local name="${1:-}" seconds="${2:-$SOAK_SECONDS}"
-    [[ -n "$name" && -e "tests/soak/$name/CMakeLists.txt" ]] ||
-        usage_error "soak what: $(all_soaks | paste -sd ' ')?"
-    [[ "$seconds" =~ ^[1-9][0-9]{0,4}$ ]] || usage_error "for how many seconds? '$seconds' is no number from 1 to 99999"
-    plan "build linux-x64" "run the soak $name for $seconds s"
-    need "${LINUX_BUILD[@]}" || exit 1
-    build_preset linux-x64 "lum_soak_$name" || exit 1
+# The arguments of a soak's program, a word a line.
+soak_arguments() {
+    local name="$1" seconds="$2" seed="$3"
+    say "$seconds"
+    [[ "$name" == networking ]] || return 0
+    printf '%s\n' "${seed:-$((RANDOM * 32768 + RANDOM))}" "$BUILD/soak/networking.svg"
+}
+
+run_one_soak() {
+    local name="$1" seconds="$2" seed="$3" arguments
+    mapfile -t arguments < <(soak_arguments "$name" "$seconds" "$seed")
+    say ""
+    say "Soak $name"
     # What does not end by itself hangs.
-    timeout --kill-after=20 "$((seconds + 120))" "$BUILD/linux-x64/tests/soak/$name/lum_soak_$name" "$seconds"
+    timeout --kill-after=20 "$((seconds + 120))" "$BUILD/linux-x64/tests/soak/$name/lum_soak_$name" "${arguments[@]}"
+}
+
+# run_soak [NAME] [SECONDS [SEED]]
+run_soak() {
+    local names=() name seconds seed failed=0
+    mapfile -t names < <(all_soaks)
+    if [[ "${1:-}" == [a-z]* ]]; then
+        [[ -e "tests/soak/$1/CMakeLists.txt" ]] || usage_error "soak what: $(all_soaks | paste -sd ' ')?"
+        names=("$1")
+        shift
+    fi
+    seconds="${1:-$SOAK_SECONDS}" seed="${2:-}"
+    [[ "$seconds" =~ ^[1-9][0-9]{0,4}$ ]] || usage_error "for how many seconds? '$seconds' is no number from 1 to 99999"
+    [[ "$seed" =~ ^[0-9]{0,18}$ ]] || usage_error "with which seed? '$seed' is no number"
+    plan "build linux-x64" "run for $seconds s: ${names[*]}"
+    need "${LINUX_BUILD[@]}" || exit 1
+    build_preset linux-x64 "${names[@]/#/lum_soak_}" || exit 1
+    mkdir -p "$BUILD/soak"
+    for name in "${names[@]}"; do
+        run_one_soak "$name" "$seconds" "$seed" && continue
+        complain "soak $name failed"
+        failed=1
+    done
+    return "$failed"
 }

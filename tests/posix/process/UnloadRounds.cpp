@@ -2,6 +2,7 @@
 
 #include "support/ProcessResources.h"
 #include "support/TestServers.h"
+#include "support/posix/ThreadCount.h"
 
 #include <chrono>
 #include <cstddef>

@@ -1,0 +1,338 @@
+#include "soak/networking/FaultPlan.h"
+
+#include "soak/networking/Dice.h"
+#include "support/BodyPattern.h"
+
+#include <algorithm>
+#include <iterator>
+#include <sstream>
+
+namespace LumTests {
+
+namespace {
+
+using Step = FaultPlan::Step;
+using End = FaultPlan::End;
+using Verdict = FaultPlan::Verdict;
+using std::chrono::milliseconds;
+
+/// The longest that the server lets a client wait before it goes on.
+constexpr std::uint64_t kLongestStall = 1000;
+constexpr std::uint64_t kShortPause = 30;
+constexpr unsigned int kBodyBits = 16;
+
+milliseconds shortPause(Dice& dice)
+{
+    return milliseconds(dice.OneIn(2) ? 0 : dice.Below(kShortPause));
+}
+
+milliseconds stallTime(Dice& dice)
+{
+    return milliseconds(dice.Below(kLongestStall));
+}
+
+/// Bodies differ from request to request, so that one that reaches the wrong request is found.
+std::string bodyOf(Dice& dice, std::size_t length)
+{
+    std::string body(length, '\0');
+    fillWithBodyPattern(body.data(), body.size(), dice.Below(std::uint64_t{1} << 40U));
+    return body;
+}
+
+std::string statusLine(int status)
+{
+    return "HTTP/1.1 " + std::to_string(status) + " Status\r\n";
+}
+
+std::string contentLength(std::size_t length)
+{
+    return "Content-Length: " + std::to_string(length) + "\r\n";
+}
+
+std::string headOf(const FaultPlan& plan)
+{
+    return statusLine(plan.status) + contentLength(plan.body.size()) + "\r\n";
+}
+
+std::string chunk(const std::string& bytes)
+{
+    std::ostringstream stream;
+    stream << std::hex << bytes.size() << "\r\n" << bytes << "\r\n";
+    return stream.str();
+}
+
+void fillWhole(FaultPlan& plan, Dice& dice)
+{
+    constexpr int kStatuses[] = {200, 200, 200, 201, 404, 500, 503};
+    plan.status = kStatuses[dice.Below(std::size(kStatuses))];
+    plan.body = bodyOf(dice, dice.Size(kBodyBits));
+    plan.steps = {{shortPause(dice), headOf(plan) + plan.body}};
+}
+
+void fillWithoutBody(FaultPlan& plan, Dice& dice)
+{
+    plan.status = dice.OneIn(2) ? 204 : 304;
+    plan.steps = {{shortPause(dice), statusLine(plan.status) + "\r\n"}};
+}
+
+void fillChunked(FaultPlan& plan, Dice& dice)
+{
+    plan.body = bodyOf(dice, dice.Size(kBodyBits));
+    plan.steps = {{shortPause(dice), statusLine(200) + "Transfer-Encoding: chunked\r\n\r\n"}};
+    const std::size_t size = 1 + dice.Size(kBodyBits);
+    for (std::size_t start = 0; start < plan.body.size(); start += size) {
+        plan.steps.push_back({milliseconds(0), chunk(plan.body.substr(start, size))});
+    }
+    plan.steps.push_back({shortPause(dice), "0\r\n\r\n"});
+}
+
+void fillUntilClose(FaultPlan& plan, Dice& dice)
+{
+    plan.body = bodyOf(dice, dice.Size(kBodyBits));
+    plan.steps = {{shortPause(dice), statusLine(200) + "Connection: close\r\n\r\n" + plan.body}};
+    plan.end = End::Close;
+}
+
+void fillInterim(FaultPlan& plan, Dice& dice)
+{
+    fillWhole(plan, dice);
+    plan.steps.insert(plan.steps.begin(),
+                      {shortPause(dice), statusLine(103) + "X-Interim: yes\r\n\r\n" + statusLine(100) + "\r\n"});
+}
+
+void fillSlow(FaultPlan& plan, Dice& dice)
+{
+    plan.body = bodyOf(dice, 1 + dice.Below(100));
+    for (const char byte : headOf(plan) + plan.body) {
+        plan.steps.push_back({milliseconds(dice.Below(5)), std::string(1, byte)});
+    }
+}
+
+/// Stops before the headers or within the body, and goes on or not.
+void fillStall(FaultPlan& plan, Dice& dice)
+{
+    plan.body = bodyOf(dice, 10);
+    const std::string whole = headOf(plan) + plan.body;
+    const std::size_t place = dice.OneIn(2) ? 0 : whole.size() - 5;
+    plan.steps = {{milliseconds(0), whole.substr(0, place)}, {stallTime(dice), ""}};
+    if (dice.OneIn(2)) {
+        plan.steps.push_back({milliseconds(0), whole.substr(place)});
+    } else {
+        plan.end = dice.OneIn(2) ? End::Close : End::Reset;
+        plan.verdict = Verdict::Broken;
+    }
+}
+
+/// Ends at any place before the answer is complete.
+void cutOff(FaultPlan& plan, Dice& dice, End end)
+{
+    plan.body = bodyOf(dice, 1 + dice.Size(kBodyBits));
+    const std::string whole = headOf(plan) + plan.body;
+    const std::size_t place = dice.OneIn(3) ? 0 : static_cast<std::size_t>(dice.Below(whole.size()));
+    plan.steps = {{shortPause(dice), whole.substr(0, place)}, {shortPause(dice), ""}};
+    plan.end = end;
+    plan.verdict = Verdict::Broken;
+}
+
+void fillReset(FaultPlan& plan, Dice& dice)
+{
+    cutOff(plan, dice, End::Reset);
+}
+
+void fillTruncated(FaultPlan& plan, Dice& dice)
+{
+    cutOff(plan, dice, End::Close);
+}
+
+void fillCutChunk(FaultPlan& plan, Dice& dice)
+{
+    const std::string part = bodyOf(dice, 10);
+    plan.steps = {{shortPause(dice), statusLine(200) + "Transfer-Encoding: chunked\r\n\r\n400\r\n" + part}};
+    plan.end = dice.OneIn(2) ? End::Close : End::Reset;
+    plan.verdict = Verdict::Broken;
+}
+
+/// The first byte is none with which an answer begins.
+void fillGarbage(FaultPlan& plan, Dice& dice)
+{
+    plan.steps = {{shortPause(dice), "\x01" + dice.Bytes(dice.Size(kBodyBits))}};
+    plan.end = dice.OneIn(2) ? End::Close : End::Reset;
+    plan.verdict = Verdict::Broken;
+}
+
+/// Answers that are nearly HTTP.
+void fillOddity(FaultPlan& plan, Dice& dice)
+{
+    const std::string oddities[] = {
+        "HTTP/1.1 2OO OK\r\n\r\n",
+        "HTTP/9.9 200 OK\r\nContent-Length: 0\r\n\r\n",
+        "HTTP/1.1 999 Odd\r\nContent-Length: 2\r\n\r\nab",
+        statusLine(200) + "Content-Length: -5\r\n\r\nabcde",
+        statusLine(200) + "Content-Length: 99999999999999999999999999\r\n\r\nab",
+        statusLine(200) + "Content-Length: 3\r\nContent-Length: 7\r\n\r\nabcdefg",
+        statusLine(200) + "Content-Length: 5\r\nTransfer-Encoding: chunked\r\n\r\n5\r\nabcde\r\n0\r\n\r\n",
+        statusLine(200) + "Transfer-Encoding: chunked\r\n\r\nxyz\r\nabc\r\n",
+        statusLine(200) + "Transfer-Encoding: chunked\r\n\r\nFFFFFFFFFFFFFFFFF\r\nabc\r\n",
+        statusLine(200) + "no separator in this line\r\n" + contentLength(0) + "\r\n",
+        statusLine(200) + "X-Nul: a" + std::string(1, '\0') + "b\r\n" + contentLength(0) + "\r\n",
+        statusLine(200) + " folded before anything\r\n" + contentLength(0) + "\r\n",
+        statusLine(200) + ": no name\r\n" + contentLength(0) + "\r\n",
+        statusLine(200) + "Content-Encoding: gzip\r\n" + contentLength(3) + "\r\nabc",
+        statusLine(302) + "Location: http://[::1\r\n" + contentLength(0) + "\r\n",
+        statusLine(302) + "Location: ftp://127.0.0.1/\r\n" + contentLength(0) + "\r\n",
+        statusLine(101) + "Upgrade: other\r\n\r\n" + dice.Bytes(20),
+        "\r\n\r\n" + statusLine(200) + contentLength(0) + "\r\n",
+    };
+    plan.steps = {{shortPause(dice), oddities[dice.Below(std::size(oddities))]}};
+    plan.end = End::Close;
+    plan.verdict = Verdict::Anything;
+}
+
+/// More headers than anybody needs: some are delivered, some are more than the transport takes.
+void fillHugeHeaders(FaultPlan& plan, Dice& dice)
+{
+    std::string lines;
+    if (dice.OneIn(2)) {
+        lines = "X-Huge: " + std::string(dice.Size(18), 'h') + "\r\n";
+    } else {
+        for (std::uint64_t count = dice.Below(3000); count > 0; --count) {
+            lines += "X-Header-" + std::to_string(count) + ": " + std::string(dice.Below(200), 'v') + "\r\n";
+        }
+    }
+    plan.body = bodyOf(dice, 10);
+    plan.steps = {{shortPause(dice), statusLine(200) + lines + contentLength(plan.body.size()) + "\r\n" + plan.body}};
+}
+
+/// The answer comes before the request's body was read; then the connection ends, one way or the other.
+void fillEarly(FaultPlan& plan, Dice& dice)
+{
+    plan.status = 413;
+    plan.body = "early";
+    plan.steps = {{milliseconds(0), statusLine(413) + "Connection: close\r\n" + contentLength(5) + "\r\nearly"},
+                  {milliseconds(dice.Below(100)), ""}};
+    plan.end = dice.OneIn(2) ? End::Close : End::Reset;
+    plan.isEarly = true;
+}
+
+/// More bytes than were announced, which nobody asked for. They come in one piece with the answer, or nobody could tell
+/// them from the answer to the connection's next request.
+void fillSpare(FaultPlan& plan, Dice& dice)
+{
+    plan.body = bodyOf(dice, dice.Below(1000));
+    plan.steps = {{shortPause(dice), headOf(plan) + plan.body + statusLine(200) + contentLength(5) + "\r\nspare"}};
+}
+
+void fillRedirect(FaultPlan& plan, Dice& dice)
+{
+    constexpr int kStatuses[] = {301, 302, 303, 307, 308};
+    plan.status = kStatuses[dice.Below(std::size(kStatuses))];
+    plan.redirect = dice.OneIn(4) ? FaultPlan::Redirect::Endless : FaultPlan::Redirect::ToWhole;
+    const std::string way = plan.redirect == FaultPlan::Redirect::Endless ? "/" : "/whole/";
+    const std::string target = way + std::to_string(plan.number);
+    plan.steps = {
+        {shortPause(dice), statusLine(plan.status) + "Location: " + target + "\r\n" + contentLength(0) + "\r\n"}};
+}
+
+struct Kind {
+    const char* name;
+    std::uint64_t weight;
+    void (*fill)(FaultPlan& plan, Dice& dice);
+};
+
+constexpr Kind kKinds[] = {
+    {"whole answer", 30, fillWhole},
+    {"answer without body", 3, fillWithoutBody},
+    {"chunked answer", 8, fillChunked},
+    {"answer until the close", 6, fillUntilClose},
+    {"interim answers first", 4, fillInterim},
+    {"slow bytes", 5, fillSlow},
+    {"stall", 8, fillStall},
+    {"reset", 8, fillReset},
+    {"truncation", 8, fillTruncated},
+    {"cut chunk", 4, fillCutChunk},
+    {"garbage", 4, fillGarbage},
+    {"nearly HTTP", 5, fillOddity},
+    {"huge headers", 4, fillHugeHeaders},
+    {"early answer", 4, fillEarly},
+    {"spare answer", 3, fillSpare},
+    {"redirect", 5, fillRedirect},
+};
+
+std::size_t chooseKind(Dice& dice)
+{
+    std::uint64_t sum = 0;
+    for (const Kind& kind : kKinds) {
+        sum += kind.weight;
+    }
+    std::uint64_t place = dice.Below(sum);
+    std::size_t chosen = 0;
+    while (place >= kKinds[chosen].weight) {
+        place -= kKinds[chosen].weight;
+        ++chosen;
+    }
+    return chosen;
+}
+
+} // namespace
+
+FaultPlan makeFaultPlan(std::uint64_t seed, std::uint64_t number)
+{
+    Dice dice(seed + number);
+    FaultPlan plan;
+    plan.number = number;
+    plan.kind = chooseKind(dice);
+    kKinds[plan.kind].fill(plan, dice);
+    return plan;
+}
+
+FaultPlan makeWholePlan(std::uint64_t seed, std::uint64_t number)
+{
+    Dice dice(~(seed + number));
+    FaultPlan plan;
+    plan.number = number;
+    fillWhole(plan, dice);
+    return plan;
+}
+
+FaultPlan makeProxiedPlan(std::uint64_t seed, std::uint64_t number)
+{
+    constexpr std::uint64_t kLongestPause = 200;
+    Dice dice(seed + number);
+    FaultPlan plan;
+    plan.number = number;
+    plan.status = dice.OneIn(4) ? 503 : 200;
+    plan.steps = {{dice.OneIn(2) ? shortPause(dice) : milliseconds(dice.Below(kLongestPause)), ""}};
+    plan.verdict = dice.OneIn(4) ? Verdict::Broken : Verdict::Whole;
+    // Text, as it passes through UTF-16.
+    const std::string text = std::to_string(dice.Next());
+    for (std::size_t length = dice.Size(kBodyBits); length > 0; --length) {
+        plan.body += text[length % text.size()];
+    }
+    return plan;
+}
+
+FaultPlan makeExpectation(std::uint64_t seed, std::uint64_t number, bool followsRedirects)
+{
+    FaultPlan plan = makeFaultPlan(seed, number);
+    if (!followsRedirects || plan.redirect == FaultPlan::Redirect::None) {
+        return plan;
+    }
+    if (plan.redirect == FaultPlan::Redirect::ToWhole) {
+        return makeWholePlan(seed, number);
+    }
+    plan.verdict = Verdict::Broken;
+    return plan;
+}
+
+const std::vector<std::string>& faultNames()
+{
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> list;
+        std::transform(std::begin(kKinds), std::end(kKinds), std::back_inserter(list),
+                       [](const Kind& kind) { return kind.name; });
+        return list;
+    }();
+    return names;
+}
+
+} // namespace LumTests

@@ -1,0 +1,207 @@
+#include "soak/networking/HostileServer.h"
+
+#include "support/server/Ports.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
+
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace LumTests {
+
+namespace {
+
+using LumTestServer::Socket;
+using std::chrono::milliseconds;
+
+/// Many, as each keeps few connections that are not accepted yet; others that come are tried again a second later.
+constexpr std::size_t kSteadyListeners = 28;
+constexpr std::size_t kListeners = 32;
+constexpr int kBacklog = 4096;
+constexpr int kEventsPerWait = 256;
+
+/// Of a listener that comes and goes.
+constexpr milliseconds kLongestChange{400};
+
+/// One connection in so many is reset as soon as it is there, and one in so many ignored for a while.
+constexpr std::uint64_t kResetOf = 60;
+constexpr std::uint64_t kIgnoredOf = 60;
+constexpr std::uint64_t kLongestIgnored = 500;
+
+void require(bool succeeded, const char* what)
+{
+    if (!succeeded) {
+        throw std::system_error(errno, std::generic_category(), what);
+    }
+}
+
+} // namespace
+
+HostileServer::HostileServer(std::uint64_t runSeed) : seed(runSeed), dice(runSeed), epoll(epoll_create1(EPOLL_CLOEXEC))
+{
+    require(epoll >= 0, "epoll_create1");
+    for (std::size_t index = 0; index < kListeners; ++index) {
+        AddListener();
+    }
+}
+
+HostileServer::~HostileServer()
+{
+    close(epoll);
+}
+
+void HostileServer::AddListener()
+{
+    Socket socket = LumTestServer::bindIpv4(0);
+    require(fcntl(socket.Descriptor(), F_SETFL, O_NONBLOCK) == 0, "fcntl");
+    require(listen(socket.Descriptor(), kBacklog) == 0, "listen");
+    const int descriptor = socket.Descriptor();
+    ports.push_back(LumTestServer::boundPort(socket));
+    const bool isSteady = listeners.size() < kSteadyListeners;
+    listeners[descriptor] = {std::move(socket), true, isSteady ? Clock::time_point::max() : Clock::now()};
+    Watch(EPOLL_CTL_ADD, descriptor, EPOLLIN);
+}
+
+void HostileServer::Serve(int descriptor)
+{
+    control = descriptor;
+    Watch(EPOLL_CTL_ADD, control, EPOLLIN);
+    while (HandleEvents()) {
+        RunTimers();
+    }
+}
+
+/// False if the descriptor has ended.
+bool HostileServer::HandleEvents()
+{
+    epoll_event events[kEventsPerWait];
+    const int count = epoll_wait(epoll, events, kEventsPerWait, WaitLimit());
+    const Clock::time_point now = Clock::now();
+    for (int index = 0; index < count; ++index) {
+        const int descriptor = events[index].data.fd;
+        const auto listener = listeners.find(descriptor);
+        if (descriptor == control) {
+            return false;
+        } else if (listener != listeners.end()) {
+            Accept(listener->second);
+        } else {
+            Run(descriptor, now);
+        }
+    }
+    return true;
+}
+
+void HostileServer::Accept(const Listener& listener)
+{
+    while (true) {
+        Socket accepted(accept4(listener.socket.Descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (!accepted.IsOpen()) {
+            return;
+        }
+        const int yes = 1;
+        setsockopt(accepted.Descriptor(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof(yes));
+        Admit(std::move(accepted));
+    }
+}
+
+void HostileServer::Admit(Socket accepted)
+{
+    const int descriptor = accepted.Descriptor();
+    auto connection = std::make_unique<HostileConnection>(std::move(accepted), seed);
+    const Clock::time_point now = Clock::now();
+    if (dice.OneIn(kResetOf)) {
+        ++faults["connection reset at once"];
+        connection->EndAt(now, true);
+    } else if (dice.OneIn(kIgnoredOf)) {
+        ++faults["connection ignored"];
+        connection->EndAt(now + milliseconds(dice.Below(kLongestIgnored)), dice.OneIn(2));
+    }
+    if (!connection->NextTime()) {
+        Watch(EPOLL_CTL_ADD, descriptor, EPOLLIN);
+    }
+    connections[descriptor] = std::move(connection);
+    Run(descriptor, now);
+}
+
+void HostileServer::Run(int descriptor, Clock::time_point now)
+{
+    const auto found = connections.find(descriptor);
+    if (found == connections.end()) {
+        return;
+    }
+    HostileConnection& connection = *found->second;
+    const bool wasFull = connection.IsFull();
+    const bool goesOn = connection.Run(now);
+    if (const auto kind = connection.TakeBegun()) {
+        ++faults[faultNames()[*kind]];
+    }
+    if (!goesOn) {
+        connections.erase(found);
+        return;
+    }
+    if (connection.IsFull() != wasFull) {
+        Watch(EPOLL_CTL_MOD, descriptor, connection.IsFull() ? EPOLLIN | EPOLLOUT : EPOLLIN);
+    }
+    if (const auto time = connection.NextTime()) {
+        timers.push({*time, descriptor});
+    }
+}
+
+/// A timer may be of a connection that has ended: whoever has its number now only looks whether there is something to
+/// do.
+void HostileServer::RunTimers()
+{
+    const Clock::time_point now = Clock::now();
+    while (!timers.empty() && timers.top().time <= now) {
+        const int descriptor = timers.top().descriptor;
+        timers.pop();
+        Run(descriptor, now);
+    }
+    ChangeListeners(now);
+}
+
+/// Between its times a listener keeps its port, and connections are refused.
+void HostileServer::ChangeListeners(Clock::time_point now)
+{
+    for (auto& [descriptor, listener] : listeners) {
+        if (now < listener.changeTime) {
+            continue;
+        }
+        listener.changeTime = now + milliseconds(dice.Below(static_cast<std::uint64_t>(kLongestChange.count())));
+        if (listener.listens) {
+            ++faults["listener closed"];
+            Watch(EPOLL_CTL_DEL, descriptor);
+            shutdown(descriptor, SHUT_RD);
+        } else {
+            require(listen(descriptor, kBacklog) == 0, "listen again");
+            Watch(EPOLL_CTL_ADD, descriptor, EPOLLIN);
+        }
+        listener.listens = !listener.listens;
+    }
+}
+
+int HostileServer::WaitLimit() const
+{
+    constexpr milliseconds kLongestWait{50};
+    if (timers.empty()) {
+        return static_cast<int>(kLongestWait.count());
+    }
+    const auto left = std::chrono::ceil<milliseconds>(timers.top().time - Clock::now());
+    return static_cast<int>(std::clamp(left, milliseconds(0), kLongestWait).count());
+}
+
+void HostileServer::Watch(int operation, int descriptor, std::uint32_t events) const
+{
+    epoll_event event = {};
+    event.events = events;
+    event.data.fd = descriptor;
+    require(epoll_ctl(epoll, operation, descriptor, &event) == 0, "epoll_ctl");
+}
+
+} // namespace LumTests

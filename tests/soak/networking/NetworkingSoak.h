@@ -1,0 +1,66 @@
+#pragma once
+
+#include "soak/networking/LineChart.h"
+#include "soak/networking/ProcessWatch.h"
+#include "soak/networking/SoakLoad.h"
+#include "soak/networking/SoakLogger.h"
+#include "support/ChildProgram.h"
+#include "support/FakeManagedHost.h"
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace LumTests {
+
+/// Requests of both kinds of clients against a hostile server, and what they leave behind.
+class NetworkingSoak {
+public:
+    struct Settings {
+        /// Started with the seed, it is to print its ports in one line, to serve until its input ends, and then to
+        /// print its faults.
+        std::string program;
+        std::chrono::seconds duration{0};
+        std::uint64_t seed = 0;
+        /// Where the picture goes, if anywhere.
+        std::string picture;
+    };
+
+    explicit NetworkingSoak(Settings newSettings);
+
+    /// Whether all went as it should; prints a table.
+    bool Run();
+
+private:
+    void RunRound(std::chrono::milliseconds duration);
+    void WaitForRest() const;
+    void Report();
+    void PrintFaults();
+    void PrintResources() const;
+    void Draw() const;
+    bool Holds(bool condition, const char* what);
+    void Judge();
+    SoakLoad::Settings DirectSettings();
+    SoakLoad::Settings ProxiedSettings();
+    FakeResponse Answer(const FakeRequest& request) const;
+
+    const Settings settings;
+    const std::shared_ptr<SoakLogger> logger = std::make_shared<SoakLogger>(SoakLoad::kSecret);
+    FakeManagedHost host;
+    const std::shared_ptr<FakeSocksClient> proxy = std::make_shared<FakeSocksClient>();
+    std::unique_ptr<ChildProgram> server;
+    std::vector<std::string> ports;
+    std::unique_ptr<SoakLoad> direct;
+    std::unique_ptr<SoakLoad> proxied;
+
+    ProcessSample start;
+    /// Of the same caches as at the end: after the first round.
+    ProcessSample warm;
+    ProcessSample end;
+    std::vector<ProcessSample> samples;
+    bool isGood = true;
+};
+
+} // namespace LumTests

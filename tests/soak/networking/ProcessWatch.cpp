@@ -1,0 +1,55 @@
+#include "soak/networking/ProcessWatch.h"
+
+#include "support/ProcessResources.h"
+#include "support/posix/ThreadCount.h"
+
+#include <malloc.h>
+
+namespace LumTests {
+
+ProcessSample takeSample(bool trimsHeap)
+{
+    if (trimsHeap) {
+        malloc_trim(0);
+    }
+    const struct mallinfo2 heap = mallinfo2();
+    ProcessSample sample;
+    sample.residentBytes = usedMemory();
+    sample.heapBytes = heap.uordblks + heap.hblkhd;
+    sample.descriptors = openDescriptorCount();
+    sample.threads = threadCount();
+    return sample;
+}
+
+ProcessWatch::ProcessWatch(std::chrono::milliseconds samplingInterval,
+                           std::function<std::vector<std::uint64_t>()> inFlightNow)
+    : interval(samplingInterval), countInFlight(std::move(inFlightNow)), thread([this] { Run(); })
+{
+}
+
+ProcessWatch::~ProcessWatch()
+{
+    if (thread.joinable()) {
+        Take();
+    }
+}
+
+std::vector<ProcessSample> ProcessWatch::Take()
+{
+    isOver = true;
+    thread.join();
+    return std::move(samples);
+}
+
+void ProcessWatch::Run()
+{
+    const auto start = std::chrono::steady_clock::now();
+    while (!isOver) {
+        samples.push_back(takeSample(false));
+        samples.back().seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+        samples.back().inFlight = countInFlight();
+        std::this_thread::sleep_for(interval);
+    }
+}
+
+} // namespace LumTests

@@ -1,0 +1,116 @@
+#include "soak/networking/RequestLedger.h"
+
+#include <iomanip>
+#include <iostream>
+#include <sstream>
+
+namespace LumTests {
+
+using LumNetworking::HttpRequestResult;
+using LumNetworking::HttpResponse;
+using LumNetworking::ILumAsynchronousTransaction;
+using LumUtils::ILumError;
+
+RequestLedger::Entry::Entry(RequestLedger& ledger, FaultPlan plan, bool mayBeEmpty)
+    : books(ledger), expected(std::move(plan)), mayLackResponse(mayBeEmpty)
+{
+    ++books.started;
+    ++books.inFlight;
+}
+
+RequestLedger::Entry::~Entry()
+{
+    if (!isRefused && completions == 0) {
+        books.Report(books.lost, "never completed", expected);
+    }
+    --books.inFlight;
+}
+
+void RequestLedger::Entry::OnStarted(bool isStarted)
+{
+    isRefused = !isStarted;
+    books.refused += isStarted ? 0 : 1;
+    books.started -= isStarted ? 0 : 1;
+    if (!isStarted && completions > 0) {
+        books.Report(books.wrong, "refused and completed", expected);
+    }
+}
+
+void RequestLedger::Entry::OnCompleted(HttpRequestResult result, const HttpResponse* response, const ILumError* error,
+                                       const ILumAsynchronousTransaction* transaction)
+{
+    if (++completions > 1) {
+        books.Report(books.repeated, "completed again", expected);
+        return;
+    }
+    if (!IsAsExpected(result, response, error, transaction)) {
+        books.Report(books.wrong, "completed with another outcome than may be", expected);
+        return;
+    }
+    ++(result == HttpRequestResult::SUCCESS  ? books.succeeded
+       : result == HttpRequestResult::FAILED ? books.failed
+                                             : books.cancelled);
+}
+
+bool RequestLedger::Entry::IsAsExpected(HttpRequestResult result, const HttpResponse* response, const ILumError* error,
+                                        const ILumAsynchronousTransaction* transaction) const
+{
+    switch (result) {
+    case HttpRequestResult::SUCCESS:
+        return error == nullptr && IsExpectedResponse(response, transaction);
+    case HttpRequestResult::FAILED:
+        return response == nullptr && error != nullptr;
+    case HttpRequestResult::CANCELLED:
+        return response == nullptr && error == nullptr && transaction != nullptr && transaction->IsCancelled();
+    }
+    return false;
+}
+
+bool RequestLedger::Entry::IsExpectedResponse(const HttpResponse* response,
+                                              const ILumAsynchronousTransaction* transaction) const
+{
+    if (response == nullptr) {
+        return mayLackResponse && transaction == nullptr;
+    }
+    switch (expected.verdict) {
+    case FaultPlan::Verdict::Whole:
+        return response->statusCode == expected.status && response->body == expected.body;
+    case FaultPlan::Verdict::Broken:
+        return false;
+    case FaultPlan::Verdict::Anything:
+        return true;
+    }
+    return false;
+}
+
+/// Says which request it was, so that it can be looked for by its number.
+void RequestLedger::Report(std::atomic<std::uint64_t>& count, const char* what, const FaultPlan& plan)
+{
+    constexpr std::uint64_t kMostReports = 20;
+    if (++count > kMostReports) {
+        return;
+    }
+    std::ostringstream text;
+    text << "request " << plan.number << " (" << faultNames()[plan.kind] << ", expected status " << plan.status
+         << ") was " << what << '\n';
+    std::cerr << text.str();
+}
+
+bool RequestLedger::IsGood() const
+{
+    return succeeded > 0 && failed > 0 && cancelled > 0 && lost == 0 && repeated == 0 && wrong == 0 && inFlight == 0 &&
+           started == succeeded + failed + cancelled;
+}
+
+void RequestLedger::Print(std::ostream& output) const
+{
+    const std::pair<const char*, const std::atomic<std::uint64_t>&> rows[] = {
+        {"started", started},          {"succeeded", succeeded}, {"failed", failed},
+        {"cancelled", cancelled},      {"refused", refused},     {"lost", lost},
+        {"completed again", repeated}, {"wrong outcome", wrong}, {"still in flight", inFlight}};
+    for (const auto& [name, count] : rows) {
+        output << "  " << std::left << std::setw(18) << name << std::right << std::setw(10) << count << '\n';
+    }
+}
+
+} // namespace LumTests

@@ -1,0 +1,196 @@
+#include "soak/networking/SoakLoad.h"
+
+#include "support/RequestRecorder.h"
+
+#include <chrono>
+#include <stdexcept>
+
+namespace LumTests {
+
+using LumNetworking::HttpRequestResult;
+using LumNetworking::HttpResponse;
+
+namespace {
+
+using std::chrono::milliseconds;
+
+constexpr std::size_t kClients = 8;
+constexpr int kStarters = 2;
+
+/// Completions, in so many: one starts a request, one takes its time, one throws, one replaces a client.
+constexpr std::uint64_t kFollowUps = 3;
+constexpr std::uint64_t kSlowOnes = 50;
+constexpr std::uint64_t kThrowing = 300;
+constexpr std::uint64_t kReplacing = 100;
+
+/// Of the requests one in so many is dropped at once, cannot be parsed or cannot be sent.
+constexpr std::uint64_t kDropped = 5;
+constexpr std::uint64_t kWithoutUrl = 300;
+constexpr std::uint64_t kUnsendable = 200;
+
+constexpr unsigned int kUploadBits = 15;
+
+/// Another sequence than the one from which the request's plan is made.
+std::uint64_t choicesOf(std::uint64_t seed, std::uint64_t number)
+{
+    return (seed + number) * 0x9E3779B97F4A7C15U;
+}
+
+} // namespace
+
+SoakLoad::SoakLoad(Settings newSettings) : settings(std::move(newSettings)), slots(2 * settings.inFlight) {}
+
+SoakLoad::~SoakLoad()
+{
+    End();
+}
+
+void SoakLoad::Begin()
+{
+    for (std::size_t index = 0; index < kClients; ++index) {
+        clients.push_back(settings.makeClient());
+    }
+    isOver = false;
+    for (int index = 0; index < kStarters; ++index) {
+        threads.emplace_back([this] { KeepStarting(); });
+    }
+    threads.emplace_back([this] { Meddle(); });
+}
+
+void SoakLoad::End()
+{
+    isOver = true;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    threads.clear();
+    waitUntil([this] { return ledger.InFlight() == 0; }, std::chrono::seconds(30));
+    for (Slot& slot : slots) {
+        slot.transaction.reset();
+    }
+    clients.clear();
+}
+
+void SoakLoad::KeepStarting()
+{
+    while (!isOver) {
+        if (ledger.InFlight() < settings.inFlight) {
+            StartOne();
+        } else {
+            std::this_thread::sleep_for(milliseconds(1));
+        }
+    }
+}
+
+/// Cancels requests and drops transactions, whatever they are at.
+void SoakLoad::Meddle()
+{
+    Dice dice(~settings.seed);
+    while (!isOver) {
+        Slot& slot = slots[dice.Below(slots.size())];
+        Transaction transaction;
+        {
+            const std::lock_guard<std::mutex> lock(slot.mutex);
+            transaction = slot.transaction;
+            if (dice.OneIn(2)) {
+                slot.transaction.reset();
+            }
+        }
+        if (transaction && dice.OneIn(2)) {
+            transaction->Cancel();
+        }
+        std::this_thread::sleep_for(std::chrono::microseconds(300));
+    }
+}
+
+void SoakLoad::StartOne()
+{
+    const std::uint64_t number = ++lastNumber;
+    Dice dice(choicesOf(settings.seed, number));
+    const bool followsRedirects = !dice.OneIn(4);
+    const auto entry = std::make_shared<RequestLedger::Entry>(ledger, settings.expectationOf(number, followsRedirects),
+                                                              settings.mayLackResponse);
+    Transaction transaction = Start(
+        number, dice,
+        [this, entry, number](HttpRequestResult result, std::unique_ptr<HttpResponse> response,
+                              std::unique_ptr<LumUtils::ILumError> error, const Transaction& completed) {
+            entry->OnCompleted(result, response.get(), error.get(), completed.get());
+            AfterCompletion(number, completed);
+        },
+        followsRedirects);
+    entry->OnStarted(transaction != nullptr);
+    if (!dice.OneIn(kDropped)) {
+        Keep(number, std::move(transaction));
+    }
+}
+
+SoakLoad::Transaction SoakLoad::Start(std::uint64_t number, Dice& dice, const LumNetworking::HttpCompletion& completion,
+                                      bool followsRedirects)
+{
+    const std::string url = dice.OneIn(kWithoutUrl) ? "no url" : settings.urlOf(number, dice);
+    std::map<std::string, std::string> headers = {{"X-Ticket", kSecret}};
+    if (dice.OneIn(kUnsendable)) {
+        headers["X-Unsendable"] = std::string(kSecret) + "\r\nX-Injected: yes";
+    }
+    const std::string body = kSecret + std::string(dice.Size(kUploadBits), 'u');
+    const std::shared_ptr<Client> client = PickClient(dice);
+    constexpr int kTimeout = 30;
+    switch (dice.Below(5)) {
+    case 0:
+        return client->Post(url, headers, body, completion, followsRedirects, kTimeout);
+    case 1:
+        return client->Put(url, headers, body, completion, followsRedirects, kTimeout);
+    case 2:
+        return client->Delete(url, headers, completion, followsRedirects, kTimeout);
+    default:
+        return client->Get(url, headers, completion, followsRedirects, kTimeout);
+    }
+}
+
+/// What hosts do in completions; it may throw.
+void SoakLoad::AfterCompletion(std::uint64_t number, const Transaction& transaction)
+{
+    Dice dice(~choicesOf(settings.seed, number));
+    if (transaction && dice.OneIn(4)) {
+        transaction->Cancel();
+    }
+    if (dice.OneIn(kSlowOnes)) {
+        std::this_thread::sleep_for(milliseconds(dice.Below(5)));
+    }
+    if (isOver) {
+        return;
+    }
+    if (dice.OneIn(kReplacing)) {
+        ReplaceClient(dice);
+    }
+    if (dice.OneIn(kFollowUps) && ledger.InFlight() <= settings.inFlight) {
+        StartOne();
+    }
+    if (dice.OneIn(kThrowing)) {
+        throw std::runtime_error("a completion throws");
+    }
+}
+
+void SoakLoad::Keep(std::uint64_t number, Transaction transaction)
+{
+    Slot& slot = slots[number % slots.size()];
+    const std::lock_guard<std::mutex> lock(slot.mutex);
+    // The one before is let go of without the lock.
+    slot.transaction.swap(transaction);
+}
+
+std::shared_ptr<SoakLoad::Client> SoakLoad::PickClient(Dice& dice)
+{
+    const std::lock_guard<std::mutex> lock(clientsMutex);
+    return clients[dice.Below(clients.size())];
+}
+
+/// The requests of the client before go on without it.
+void SoakLoad::ReplaceClient(Dice& dice)
+{
+    std::shared_ptr<Client> client = settings.makeClient();
+    const std::lock_guard<std::mutex> lock(clientsMutex);
+    clients[dice.Below(clients.size())].swap(client);
+}
+
+} // namespace LumTests
