@@ -1,6 +1,7 @@
 #include "posix/FoldedMemory.h"
 #include "posix/ForkedTest.h"
 #include "posix/LittleRoom.h"
+#include "posix/SignalStorm.h"
 #include "support/ChildProgram.h"
 #include "support/FileMode.h"
 #include "support/ScratchFolder.h"
@@ -19,7 +20,6 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <sys/mman.h>
-#include <sys/time.h>
 #include <unistd.h>
 
 /// What takes more than one process, signals or much room to see in the room for files.
@@ -35,6 +35,7 @@ using LumTests::kWriteOperation;
 using LumTests::lockFile;
 using LumTests::openFile;
 using LumTests::ScratchFolder;
+using LumTests::SignalStorm;
 
 /// A sanitizer keeps books of all memory that a call fills, and may hand on many signals as one.
 #ifdef LUM_HAS_SANITIZER
@@ -162,35 +163,6 @@ TEST_P(RaceTest, ExactlyOneWins)
 }
 
 INSTANTIATE_TEST_SUITE_P(WriteAgainst, RaceTest, testing::Values(kWriteOperation, kReadOperation, FileMode{"rw", "-"}));
-
-/// Interrupts this process every so often, without its calls being taken up again by the system.
-class SignalStorm {
-public:
-    SignalStorm()
-    {
-        struct sigaction action = {};
-        action.sa_handler = [](int) { ++count; };
-        sigaction(SIGALRM, &action, &before);
-        const itimerval often = {{0, 500}, {0, 500}};
-        setitimer(ITIMER_REAL, &often, nullptr);
-    }
-    ~SignalStorm()
-    {
-        const itimerval never = {};
-        setitimer(ITIMER_REAL, &never, nullptr);
-        sigaction(SIGALRM, &before, nullptr);
-    }
-    SignalStorm(const SignalStorm&) = delete;
-    SignalStorm& operator=(const SignalStorm&) = delete;
-
-    static int signals() { return count; }
-
-private:
-    static std::atomic<int> count;
-    struct sigaction before = {};
-};
-
-std::atomic<int> SignalStorm::count{0};
 
 TEST_F(FileProcessTest, SignalsInterruptNoCall)
 {

@@ -53,12 +53,34 @@ TEST(LargeBodyTest, IsHeldOnce)
 
 class ShortageTest : public testing::TestWithParam<const char*> {};
 
-TEST_P(ShortageTest, FailsTheFirstRequestAndNotTheNext)
+TEST_P(ShortageTest, FailsOnlyRequestsThatNeedMore)
 {
     EXPECT_EQ(runProbe(GetParam()), 0) << "the probe says on its error stream how the requests ended";
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, ShortageTest, testing::Values("no-descriptors", "no-threads"));
+
+INSTANTIATE_TEST_SUITE_P(KindsLater, ShortageTest, testing::Values("no-more-descriptors", "no-more-threads"));
+
+TEST(ForkTest, ACopyOfTheProcessNeitherHangsNorDisturbsItsRequests)
+{
+    EXPECT_EQ(runProbe("forks"), 0) << "the probe says on its error stream what is not so";
+}
+
+TEST(ForkTest, AProgramThatIsStartedInheritsNoFileAndNoConnection)
+{
+    EXPECT_EQ(runProbe("programs"), 0) << "the probe says on its error stream what is inherited";
+}
+
+TEST(SignalTest, InterruptsNoRequest)
+{
+    EXPECT_EQ(runProbe("signals"), 0) << "the probe says on its error stream how many there were";
+}
+
+TEST(ClockTest, TimeOutsTakeNoNoticeOfTheTimeOfDay)
+{
+    EXPECT_EQ(LumTests::runProgram({LUM_CLOCK_PROBE}), 0) << "the probe says on its error stream what is not so";
+}
 
 TEST(LibraryUnloadTest, LeavesNoThreadAndNoDescriptor)
 {

@@ -18,6 +18,8 @@ namespace LumNetworking {
 /// Each request has a session of its own; proxies are the system's, certificates are always checked against the
 /// system's store, caches are bypassed. See ILumAsynchronousHttpClient for parameters, completions and threads.
 ///
+/// On Linux a copy of the process (fork) has no client: its requests fail at once, with code 7 and the number 12012.
+///
 /// A failed request is completed with an error of the domain LibLumNetworkingErrorDomain and one of these codes, with
 /// the platform's number and text in its user information:
 /// - 6: a session, a connection or a request could not be opened, or the host or the path is not valid text;

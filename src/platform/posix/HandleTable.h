@@ -1,5 +1,7 @@
 #pragma once
 
+#include "platform/posix/HeldOverFork.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -12,10 +14,13 @@ namespace LumPlatform {
 /// The kinds of handles. A value of one kind names nothing in a table of another.
 enum class HandleKind : std::uintptr_t { Http = 0, File = 1 };
 
-/// The open handles of one kind in the process. A value that was closed, or never given out, names nothing.
+/// The open handles of one kind in the process, in a table that is never destroyed. A value that was closed, or never
+/// given out, names nothing.
 template <typename Object, HandleKind kKind>
 class HandleTable {
 public:
+    HandleTable() { holdOverFork(mutex); }
+
     void* Add(std::shared_ptr<Object> object)
     {
         const std::lock_guard<std::mutex> lock(mutex);

@@ -5,6 +5,7 @@
 #include "common/utils/LumError.h"
 #include "common/utils/LumUuidUtils.h"
 #include "support/RecordingLogger.h"
+#include "support/TestServers.h"
 
 #include <future>
 #include <iostream>
@@ -105,10 +106,24 @@ private:
     const rlim_t usual;
 };
 
-bool isWantOfMemory(const Outcome& outcome)
+bool isFailure(const Outcome& outcome, int code, int platformCode)
 {
-    return outcome.code == LumNetworkingErrorCode::kSendFailed &&
-           outcome.description.find("LumErrorUnderlyingErrorCode: 8,") != std::string::npos;
+    const std::string number = "LumErrorUnderlyingErrorCode: " + std::to_string(platformCode) + ",";
+    return outcome.result == HttpRequestResult::FAILED && outcome.code == code &&
+           outcome.description.find(number) != std::string::npos;
+}
+
+bool isSuccess(const Outcome& outcome)
+{
+    return outcome.result == HttpRequestResult::SUCCESS;
+}
+
+bool expect(bool holds, const char* what, const Outcome& outcome)
+{
+    if (!holds) {
+        std::cerr << "not so: " << what << "; " << outcome.code << ' ' << outcome.description << '\n';
+    }
+    return holds;
 }
 
 template <typename Shortage>
@@ -121,13 +136,32 @@ bool startWithout(const std::string& url)
         first = fetch(client, url);
     }
     const Outcome second = fetch(client, url);
-    const bool hasFailed = first.result == HttpRequestResult::FAILED && isWantOfMemory(first);
-    const bool hasRecovered = second.result == HttpRequestResult::SUCCESS;
-    if (!hasFailed || !hasRecovered) {
-        std::cerr << "first: " << first.code << ' ' << first.description << "\nsecond: " << second.code << ' '
-                  << second.description << '\n';
+    constexpr int kNotEnoughMemory = 8;
+    return expect(isFailure(first, LumNetworkingErrorCode::kSendFailed, kNotEnoughMemory), "the first fails", first) &&
+           expect(isSuccess(second), "the second succeeds", second);
+}
+
+/// While there is a shortage a request to the server to which a connection is open succeeds, and the one to the other
+/// server fails with that number. A request that needs a connection of its own succeeds afterwards.
+template <typename Shortage>
+bool goOnWithout(const std::string& other, int platformCode)
+{
+    const std::string connected = TestServers::scripted("/bytes?n=10");
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    const Outcome before = fetch(client, connected);
+    Outcome same;
+    Outcome failing;
+    {
+        const Shortage shortage;
+        same = fetch(client, connected);
+        failing = fetch(client, other);
     }
-    return hasFailed && hasRecovered;
+    const Outcome after = fetch(client, TestServers::scriptedIpv6("/bytes?n=10"));
+    return expect(isSuccess(before), "the first request succeeds", before) &&
+           expect(isSuccess(same), "the next one does without", same) &&
+           expect(isFailure(failing, LumNetworkingErrorCode::kReceiveFailed, platformCode), "the other fails",
+                  failing) &&
+           expect(isSuccess(after), "one succeeds afterwards", after);
 }
 
 } // namespace
@@ -153,6 +187,18 @@ bool generateUuidWithoutDescriptors()
     }
     std::cerr << "without the device: " << first << '\n';
     return false;
+}
+
+bool goOnWithoutDescriptors()
+{
+    constexpr int kCannotConnect = 12029;
+    return goOnWithout<AllDescriptors>(TestServers::scriptedIpv6("/bytes?n=10"), kCannotConnect);
+}
+
+bool goOnWithoutThreads()
+{
+    constexpr int kNameNotResolved = 12007;
+    return goOnWithout<NoThreads>("http://no-such-host.invalid/", kNameNotResolved);
 }
 
 } // namespace LumTests

@@ -15,4 +15,13 @@ bool startWithoutThreads(const std::string& url);
 /// throws what the standard's random device throws, and the second is there.
 bool generateUuidWithoutDescriptors();
 
+/// Takes all descriptors when requests have run already. True if a request on a connection that is open succeeds, one
+/// that needs another connection fails as one that cannot connect, and such a one succeeds when there are descriptors
+/// again.
+bool goOnWithoutDescriptors();
+
+/// Takes the threads that are not there yet. True if requests succeed, the one whose server's name has to be looked up
+/// fails as one whose name is not known, and others go on when there are threads again.
+bool goOnWithoutThreads();
+
 } // namespace LumTests

@@ -2,6 +2,8 @@
 #include "common/networking/UrlComponents.h"
 #include "common/utils/LumTimeUtils.h"
 #include "posix/process/Exhaustion.h"
+#include "posix/process/Forks.h"
+#include "posix/process/Interruptions.h"
 #include "posix/process/PeakMemory.h"
 #include "posix/process/TrustedAuthority.h"
 #include "posix/process/UnloadRounds.h"
@@ -230,6 +232,18 @@ int main(int argumentCount, char** arguments)
         return LumTests::generateUuidWithoutDescriptors() ? 0 : 1;
     } else if (way == "no-threads") {
         return LumTests::startWithoutThreads(TestServers::scripted("/bytes?n=10")) ? 0 : 1;
+    } else if (way == "no-more-descriptors") {
+        return LumTests::goOnWithoutDescriptors() ? 0 : 1;
+    } else if (way == "no-more-threads") {
+        return LumTests::goOnWithoutThreads() ? 0 : 1;
+    } else if (way == "forks") {
+        return LumTests::forkWhileRequestsRun() ? 0 : 1;
+    } else if (way == "programs") {
+        return LumTests::startProgramWhileRequestsRun() ? 0 : 1;
+    } else if (way == "inherited") {
+        return LumTests::hasNoFileAndNoConnection() ? 0 : 1;
+    } else if (way == "signals") {
+        return LumTests::requestDuringSignals() ? 0 : 1;
     } else {
         return 2;
     }

@@ -2,7 +2,6 @@
 
 #include "support/ProcessResources.h"
 #include "support/TestServers.h"
-#include "support/posix/ThreadCount.h"
 
 #include <chrono>
 #include <cstddef>

@@ -1,7 +1,6 @@
 #include "soak/networking/ProcessWatch.h"
 
 #include "support/ProcessResources.h"
-#include "support/posix/ThreadCount.h"
 
 #include <malloc.h>
 

@@ -1,7 +1,11 @@
 #include "platform/posix/winhttp/HttpEngine.h"
 
+#include "platform/posix/HeldOverFork.h"
+
 #include <chrono>
 #include <system_error>
+
+#include <pthread.h>
 
 namespace LumPlatform {
 
@@ -29,6 +33,9 @@ enum class Role { Outsider, Leader, Runner };
 thread_local Role role = Role::Outsider;
 thread_local bool isEngineThread = false;
 
+/// For a copy of the process, which must not wait for the engine to be made by a thread that it does not have.
+HttpEngine* theEngine = nullptr;
+
 } // namespace
 
 HttpEngine& HttpEngine::Instance()
@@ -44,7 +51,19 @@ HttpEngine& HttpEngine::Instance()
     return engine;
 }
 
-HttpEngine::HttpEngine() : hasCurl(curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK) {}
+HttpEngine::HttpEngine() : hasCurl(curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK)
+{
+    holdOverFork(mutex);
+    theEngine = this;
+    pthread_atfork(nullptr, nullptr, [] { theEngine->OnForked(); });
+}
+
+void HttpEngine::OnForked()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    isForked = true;
+    isStopping = true;
+}
 
 DWORD HttpEngine::Submit(std::shared_ptr<HttpRequest> request)
 {
@@ -310,6 +329,10 @@ bool HttpEngine::Rest(Lock& lock)
 void HttpEngine::Stop()
 {
     Lock lock(mutex);
+    if (isForked) {
+        // The threads are not here, and what the connections still say belongs to the process that they are in.
+        return;
+    }
     isStopping = true;
     resting.notify_all();
     watching.notify_all();

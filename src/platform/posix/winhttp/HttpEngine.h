@@ -41,6 +41,9 @@ public:
     /// Has a thread call the handle's Deliver soon.
     void Schedule(std::shared_ptr<HttpHandle> handle);
 
+    /// The process is a copy of another, without its threads and with its connections: nothing may be done to them.
+    void OnForked();
+
     /// Ends all threads; no callback starts any more. Requests under way are never completed. Waits for callbacks that
     /// run, but not for ever, and not for the one that calls.
     void Stop();
@@ -97,6 +100,7 @@ private:
     bool isWatched = false;
     bool isWatcherAsleep = false;
     bool isStopping = false;
+    bool isForked = false;
 
     /// How often a thread has led, and how often one has run a handle: the watcher compares them from one look to the
     /// next.

@@ -1,0 +1,169 @@
+#include "posix/process/Forks.h"
+
+#include "Windows/networking/WinHttpClientAsync.h"
+#include "common/networking/LumNetworkingError.h"
+#include "posix/ForkedTest.h"
+#include "support/RecordingLogger.h"
+#include "support/RequestRecorder.h"
+#include "support/TestServers.h"
+#include "support/posix/ChildProcess.h"
+
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace LumTests {
+
+namespace {
+
+using namespace LumNetworking;
+
+constexpr int kForks = 30;
+constexpr unsigned int kLongestCopy = 4;
+
+bool expect(bool holds, const char* what)
+{
+    if (!holds) {
+        std::cerr << "not so: " << what << '\n';
+    }
+    return holds;
+}
+
+/// What becomes of a request in a copy of a process that has sent some. The clock ends a copy that hangs.
+int requestInCopy()
+{
+    alarm(kLongestCopy);
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    const RequestRecorder recorder;
+    client.Get(TestServers::scripted("/bytes?n=10"), {}, recorder.Completion(), true, 30);
+    if (!expect(recorder.CallCount() == 1, "the request is completed before the operation returns")) {
+        std::_Exit(1);
+    }
+    const Outcome outcome = recorder.WaitForOutcome();
+    const bool hasFailed = outcome.error && outcome.error->getCode() == LumNetworkingErrorCode::kSendFailed &&
+                           outcome.error->getDescription().find(": 12012,") != std::string::npos;
+    const int result = expect(hasFailed, "the request fails as after the engine's end") ? 0 : 1;
+#ifdef LUM_HAS_SANITIZER
+    // It would take for leaks what the threads hold that the copy does not have.
+    std::_Exit(result);
+#else
+    // With all that is destroyed at the end of a process.
+    std::exit(result);
+#endif
+}
+
+/// What this process itself was given is not to be handed on.
+void keepDescriptorsToOneself()
+{
+    for (int descriptor = STDERR_FILENO + 1; descriptor < sysconf(_SC_OPEN_MAX); ++descriptor) {
+        fcntl(descriptor, F_SETFD, FD_CLOEXEC);
+    }
+}
+
+/// Whether it is one end of a pair of sockets.
+bool isUnnamedPair(int descriptor)
+{
+    sockaddr_storage address = {};
+    socklen_t length = sizeof(address);
+    return getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &length) == 0 &&
+           address.ss_family == AF_UNIX && length == sizeof(sa_family_t);
+}
+
+/// Requests one after the other on other threads, until it is destroyed.
+class RequestsInARow {
+public:
+    RequestsInARow()
+    {
+        for (int index = 0; index < 2; ++index) {
+            threads.emplace_back([this] { Run(); });
+        }
+    }
+
+    ~RequestsInARow() { End(); }
+
+    RequestsInARow(const RequestsInARow&) = delete;
+    RequestsInARow& operator=(const RequestsInARow&) = delete;
+
+    /// Whether there were requests, and all succeeded.
+    bool End()
+    {
+        isOver = true;
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        threads.clear();
+        return succeeded > 0 && failed == 0;
+    }
+
+private:
+    void Run()
+    {
+        WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+        while (!isOver) {
+            const RequestRecorder recorder;
+            client.Get(TestServers::scripted("/bytes?n=20000"), {}, recorder.Completion(), true, 30);
+            const Outcome outcome = recorder.WaitForOutcome();
+            ++(outcome.response && outcome.response->body.size() == 20000 ? succeeded : failed);
+        }
+    }
+
+    std::atomic<bool> isOver{false};
+    std::atomic<int> succeeded{0};
+    std::atomic<int> failed{0};
+    std::vector<std::thread> threads;
+};
+
+} // namespace
+
+bool forkWhileRequestsRun()
+{
+    RequestsInARow requests;
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    const RequestRecorder waiting;
+    client.Get(TestServers::scripted("/slow?n=100&ms=5"), {}, waiting.Completion(), true, 30);
+    bool holds = true;
+    for (int index = 0; index < kForks; ++index) {
+        Fork copy([] { return requestInCopy(); });
+        holds = expect(copy.wait() == 0, "the copy ends by itself") && holds;
+    }
+    const Outcome outcome = waiting.WaitForOutcome();
+    holds = expect(outcome.response != nullptr, "a request that ran over the forks succeeds") && holds;
+    return expect(requests.End(), "so do those beside them") && holds;
+}
+
+bool startProgramWhileRequestsRun()
+{
+    keepDescriptorsToOneself();
+    RequestsInARow requests;
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    bool holds = true;
+    for (int index = 0; index < kForks; ++index) {
+        const RequestRecorder recorder;
+        client.Get("http://localhost:1/", {}, recorder.Completion(), true, 30);
+        holds = expect(runProgram({"/proc/self/exe", "inherited"}) == 0, "the program inherits nothing") && holds;
+        recorder.WaitForOutcome();
+    }
+    return expect(requests.End(), "the requests succeed") && holds;
+}
+
+bool hasNoFileAndNoConnection()
+{
+    bool holds = true;
+    for (int descriptor = STDERR_FILENO + 1; descriptor < sysconf(_SC_OPEN_MAX); ++descriptor) {
+        if (fcntl(descriptor, F_GETFD) >= 0 && !isUnnamedPair(descriptor)) {
+            const std::string link = "/proc/self/fd/" + std::to_string(descriptor);
+            std::cerr << descriptor << " is " << std::filesystem::read_symlink(link) << '\n';
+            holds = false;
+        }
+    }
+    return holds;
+}
+
+} // namespace LumTests

@@ -1,0 +1,17 @@
+#pragma once
+
+namespace LumTests {
+
+/// Forks again and again while requests run. True if in each copy a request fails at once and the copy ends when it
+/// wants to, and if the requests of this process do not notice.
+bool forkWhileRequestsRun();
+
+/// Starts this program with the argument "inherited" while requests run. True if it has no file and no
+/// connection.
+bool startProgramWhileRequestsRun();
+
+/// The other half: whether this process has no descriptors but its standard ones and pairs of sockets, with which
+/// libcurl wakes itself.
+bool hasNoFileAndNoConnection();
+
+} // namespace LumTests
