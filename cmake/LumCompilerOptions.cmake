@@ -8,6 +8,7 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
 set(LUM_SANITIZER "" CACHE STRING "Sanitizer to build with: empty, address, thread or fuzzer")
 set_property(CACHE LUM_SANITIZER PROPERTY STRINGS "" address thread fuzzer)
+option(LUM_COVERAGE "Count which lines and branches run" OFF)
 
 # Log records carry the path of their source file: keep the build machine's folders out of it.
 function(lum_target_options target)
@@ -35,5 +36,10 @@ function(lum_target_options target)
   elseif(LUM_SANITIZER STREQUAL "thread")
     target_compile_options(${target} PRIVATE -fsanitize=thread -fno-omit-frame-pointer)
     target_link_options(${target} PRIVATE -fsanitize=thread)
+  endif()
+  if(LUM_COVERAGE)
+    # Threads count too, none may be lost. Much optimised lines would be counted where nobody wrote them.
+    target_compile_options(${target} PRIVATE --coverage -fprofile-update=atomic -Og)
+    target_link_options(${target} PRIVATE --coverage)
   endif()
 endfunction()

@@ -115,6 +115,9 @@ has_fuzzer() { has_command clang++-14 && [[ -e "$(clang++-14 -print-file-name=li
 define_need shellcheck "shellcheck" "shellcheck"
 has_shellcheck() { has_command shellcheck; }
 
+define_need gcovr "gcovr, which shows what the tests run" "gcovr"
+has_gcovr() { has_command gcovr; }
+
 define_need git "git" "git"
 has_git() { has_command git; }
 
