@@ -77,6 +77,25 @@ struct Outcome {
     std::shared_ptr<LumNetworking::ILumAsynchronousTransaction> transaction;
 };
 
+/// A logger that throws at the chosen levels.
+class ThrowingLogger : public RecordingLogger {
+public:
+    bool throwsAtError = true;
+
+    void logError(const std::string& /*file*/, const std::string& /*function*/, const std::string& /*format*/,
+                  unsigned int /*line*/, ...) override
+    {
+        if (throwsAtError) {
+            throw std::runtime_error("error record");
+        }
+    }
+    void logInfo(const std::string& /*file*/, const std::string& /*function*/, const std::string& /*format*/,
+                 unsigned int /*line*/, ...) override
+    {
+        throw std::runtime_error("information record");
+    }
+};
+
 /// A request of the transport on the scripted platform.
 class ScriptedRequest : public testing::Test {
 protected:

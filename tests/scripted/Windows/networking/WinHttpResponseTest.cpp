@@ -13,6 +13,7 @@ using LumTests::Scripted::errorText;
 using LumTests::Scripted::kCallback;
 using LumTests::Scripted::kHelperFile;
 using LumTests::Scripted::kTransportFile;
+using LumTests::Scripted::ThrowingLogger;
 using LumUtils::LumLogLevel;
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -487,25 +488,6 @@ TEST_F(WinHttpResponseTest, ThrowingCompletionIsLoggedAndGoesNoFurther)
     EXPECT_EQ(errors[0].message, "Completion callback threw: from the host");
     expectHandlesCloseWithTheTransaction(3);
 }
-
-/// A logger that throws at the chosen levels.
-class ThrowingLogger : public LumTests::RecordingLogger {
-public:
-    bool throwsAtError = true;
-
-    void logError(const std::string& /*file*/, const std::string& /*function*/, const std::string& /*format*/,
-                  unsigned int /*line*/, ...) override
-    {
-        if (throwsAtError) {
-            throw std::runtime_error("error record");
-        }
-    }
-    void logInfo(const std::string& /*file*/, const std::string& /*function*/, const std::string& /*format*/,
-                 unsigned int /*line*/, ...) override
-    {
-        throw std::runtime_error("information record");
-    }
-};
 
 TEST_F(WinHttpResponseTest, ThrowingLoggerFailsTheRequestAndGoesNoFurther)
 {

@@ -9,6 +9,7 @@ using LumNetworking::UrlComponents;
 using LumTests::Scripted::ExpectedFailure;
 using LumTests::Scripted::kHelperFile;
 using LumTests::Scripted::kTransportFile;
+using LumTests::Scripted::ThrowingLogger;
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
@@ -346,6 +347,20 @@ TEST_F(WinHttpStartTest, EmptyCompletionDropsTheReportedErrorOfAnOption)
     ASSERT_EQ(recorder->records().size(), 1U);
     EXPECT_EQ(recorder->records()[0].function, "SetTimeoutForRequest");
     EXPECT_EQ(platform.openHandles(), 0U);
+}
+
+TEST_F(WinHttpStartTest, ThrowingLoggerDoesNotHideTheErrorOfARequestThatCannotStart)
+{
+    LumNetworking::WinHttpClientAsync throwingClient(std::make_shared<ThrowingLogger>());
+    for (const char* const name : {"WinHttpOpen", "WinHttpSetStatusCallback", "WinHttpConnect", "WinHttpOpenRequest",
+                                   "WinHttpSetOption", "WinHttpSendRequest"}) {
+        outcomes.clear();
+        platform.failCall(name, platform.countOf(name) + 1, ERROR_WINHTTP_SHUTDOWN);
+        EXPECT_NO_THROW(transaction = throwingClient.Get(url, headers, completion(), true, 30)) << name;
+        ASSERT_EQ(outcomes.size(), 1U) << name;
+        EXPECT_EQ(outcomes[0].result, HttpRequestResult::FAILED);
+        EXPECT_NE(outcomes[0].error, nullptr) << name;
+    }
 }
 
 TEST_F(WinHttpStartTest, CompletionOfAStartFailureMayStartTheNextRequest)
