@@ -151,9 +151,17 @@ bool setOptions(WinHttpAsyncContext& context, const RequestDescription& descript
                 std::unique_ptr<LumUtils::ILumError>& error)
 {
     using namespace LibLumNetworkingWinUtils;
-    return SetTimeoutForRequest(context.logger, context.request.get(), description.timeoutSeconds, error) &&
-           SetShouldFollowRedirectsForRequest(context.logger, context.request.get(), description.followRedirects,
-                                              error);
+    try {
+        return SetTimeoutForRequest(context.logger, context.request.get(), description.timeoutSeconds, error) &&
+               SetShouldFollowRedirectsForRequest(context.logger, context.request.get(), description.followRedirects,
+                                                  error);
+    } catch (...) {
+        // A logger that throws must not keep the request from being completed with its error.
+        if (!error) {
+            throw;
+        }
+        return false;
+    }
 }
 
 bool sendRequest(WinHttpAsyncContext& context, const Headers& headers)
