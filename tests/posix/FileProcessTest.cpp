@@ -91,6 +91,42 @@ TEST_F(FileProcessTest, ACopyOfTheProcessKeepsNothingFromOthers)
     close(gate[0]);
 }
 
+/// Changes to a user without rights if this process may; else it stays the one that it is.
+void becomeNobody()
+{
+    constexpr uid_t kNobody = 65534;
+    if (setresgid(kNobody, kNobody, kNobody) == 0) {
+        setresuid(kNobody, kNobody, kNobody);
+    }
+}
+
+TEST_F(FileProcessTest, AnotherUserWhoMayReadAFileCanKeepItFromBeingOpened)
+{
+    ASSERT_TRUE(CloseHandle(openFile(path, kWriteOperation)));
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
+    std::filesystem::permissions(nativePath, std::filesystem::perms(0644));
+    int opened[2] = {};
+    int gate[2] = {};
+    ASSERT_EQ(pipe(opened) + pipe(gate), 0);
+    Fork other([&] {
+        close(gate[1]);
+        becomeNobody();
+        char byte = openFile(path, {"r", "-"}) == INVALID_HANDLE_VALUE ? 'n' : 'y';
+        return write(opened[1], &byte, 1) == 1 ? static_cast<int>(read(gate[0], &byte, 1)) : 1;
+    });
+    char isOpen = 0;
+    ASSERT_EQ(read(opened[0], &isOpen, 1), 1);
+    EXPECT_EQ(isOpen, 'y');
+    EXPECT_EQ(openFile(path, kReadOperation), INVALID_HANDLE_VALUE);
+    EXPECT_EQ(GetLastError(), static_cast<DWORD>(EBUSY)) << "at once, not after a wait";
+    close(gate[1]);
+    EXPECT_EQ(other.wait(), 0);
+    EXPECT_TRUE(canOpenAlone());
+    for (const int descriptor : {opened[0], opened[1], gate[0]}) {
+        close(descriptor);
+    }
+}
+
 /// Memory that this process shares with its copies.
 template <typename Content>
 class Shared {

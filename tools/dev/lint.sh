@@ -95,6 +95,33 @@ rule_readme_example() {
     report "the README has an example" "$([[ -s "$BUILD/lint/readme.cpp" ]] || say "(none found)")"
 }
 
+# has_test FILE... SUITE.NAME: whether one of the files has the test.
+has_test() {
+    local name="${*: -1}"
+    grep -qE "^TEST(_F|_P)?\\(${name%%.*}, ${name#*.}\\)" "${@:1:$#-1}"
+}
+
+# Tests that the documents name, as `FILE` `SUITE.NAME` or by name alone, and that are not there. The
+# backticks are those of the documents.
+# shellcheck disable=SC2016
+missing_tests() {
+    local file name sources
+    mapfile -t sources < <(tracked 'tests/*.cpp')
+    grep -ohE '`tests/[^`]+` `[^`]+`' docs/*.md | tr -d '`' | while read -r file name; do
+        has_test "$file" "$name" || say "$file has no test $name"
+    done 2>&1
+    grep -ohE '`[A-Z][A-Za-z0-9]*Test\.[A-Z][A-Za-z0-9]*`' docs/*.md | tr -d '`' | sort -u | while read -r name; do
+        has_test "${sources[@]}" "$name" || say "no file has a test $name"
+    done
+}
+
+# shellcheck disable=SC2016
+rule_named_tests() {
+    report "the tests that the documents name exist" "$(missing_tests)"
+    report "the claims about security name their tests" \
+        "$(grep -qE '^- `tests/' docs/security.md || say "(none found)")"
+}
+
 run_lint() {
     plan "build linux-x64's compile commands" "check formatting, static analysis and the rules of the house"
     need "${LINUX_BUILD[@]}" git clang_format clang_tidy shellcheck || exit 1
@@ -105,6 +132,7 @@ run_lint() {
     rule_one_way_to_log
     rule_comments
     rule_readme_example
+    rule_named_tests
     lint_shell
     say "  clang-tidy runs ..."
     lint_tidy

@@ -20,6 +20,9 @@ constexpr long kSendBuffer = 96L << 10U;
 /// As many as the reference platform follows.
 constexpr int kMostRedirects = 10;
 
+/// A header block that is longer is none: a server must not fill the memory with it.
+constexpr std::size_t kLongestHeaderBlock = std::size_t{256} << 10U;
+
 /// Room for most header blocks.
 constexpr std::size_t kUsualHeaderBlock = 512;
 
@@ -457,6 +460,9 @@ DWORD HttpTransfer::AddHeaderLine(std::string_view line)
         headerBlock.resize(headerBlock.size() - 2);
         headerBlock += ' ';
         line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+    }
+    if (headerBlock.size() + line.size() > kLongestHeaderBlock) {
+        return ERROR_WINHTTP_INVALID_SERVER_RESPONSE;
     }
     headerBlock += withoutLineEnd(line);
     headerBlock += "\r\n";
