@@ -45,7 +45,8 @@ public:
     void logAOL(const std::string&, const std::string&, const std::string&, unsigned int, ...) override {}
 };
 
-/// Makes requests one after the other, each waited for as a caller must.
+/// Makes requests one after the other, each waited for as a caller must. The one handle is assigned anew, so that a
+/// worker's thread has mostly ended by the time that its transaction goes.
 class RequestLoop {
 public:
     RequestLoop(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger, const BenchHost& host)
@@ -60,7 +61,7 @@ public:
             // Shared: the one who waits may go on before the worker has let go of it.
             const auto isGood = std::make_shared<std::promise<bool>>();
             std::future<bool> end = isGood->get_future();
-            const auto transaction = client.Post(url, {}, body, Completion(isGood, body.size()), false, 0);
+            transaction = client.Post(url, {}, body, Completion(isGood, body.size()), false, 0);
             if (!end.get()) {
                 throw std::runtime_error("a request has failed");
             }
@@ -78,6 +79,7 @@ private:
 
     LumAsynchronousSocksHttpClient client;
     LumNetworking::UrlComponents url;
+    std::shared_ptr<LumNetworking::ILumAsynchronousTransaction> transaction;
 };
 
 void measureRequests(BenchReport& report, const BenchHost& host,
