@@ -1,5 +1,6 @@
 #include "platform/WinHttpExchange.h"
 #include "support/ProcessResources.h"
+#include "support/RequestRecorder.h"
 #include "support/TestServers.h"
 
 #include <gmock/gmock.h>
@@ -8,6 +9,7 @@
 #include <chrono>
 #include <future>
 #include <memory>
+#include <optional>
 
 /// How the layer delivers: one notification at a time for each request, and nobody waits for another's callback.
 
@@ -63,37 +65,91 @@ TEST(HttpEngineTest, NotificationsOfARequestNeverOverlap)
     EXPECT_EQ(exchange.Body().size(), 4000000U);
 }
 
-TEST(HttpEngineTest, CallbacksThatBlockDelayNobodyElse)
-{
-    constexpr std::size_t kBlockedCount = 20;
+/// Requests whose callbacks wait, each on a thread of its own.
+class BlockedExchanges {
+public:
+    static constexpr std::size_t kCount = 20;
+
+    /// Each callback first does what is given.
+    explicit BlockedExchanges(const std::function<void()>& first = [] {})
+    {
+        for (std::size_t index = 0; index < kCount; ++index) {
+            exchanges.push_back(std::make_unique<WinHttpExchange>(toScripted("/bytes?n=10")));
+            exchanges.back()->onNotification = [this, first](const SeenNotification& notification) {
+                if (notification.status == WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE) {
+                    first();
+                    ++waiting;
+                    released.wait();
+                }
+            };
+            EXPECT_TRUE(exchanges.back()->Send());
+        }
+    }
+
+    bool AllWait() const
+    {
+        return waitUntil([this] { return waiting == kCount; }, std::chrono::seconds(20));
+    }
+
+    void End()
+    {
+        release.set_value();
+        for (const std::unique_ptr<WinHttpExchange>& exchange : exchanges) {
+            EXPECT_TRUE(exchange->WaitForEnd());
+        }
+    }
+
+private:
     std::promise<void> release;
     const std::shared_future<void> released = release.get_future().share();
-    std::vector<std::unique_ptr<WinHttpExchange>> blocked;
     std::atomic<std::size_t> waiting{0};
-    for (std::size_t index = 0; index < kBlockedCount; ++index) {
-        blocked.push_back(std::make_unique<WinHttpExchange>(toScripted("/bytes?n=10")));
-        blocked.back()->onNotification = [&](const SeenNotification& notification) {
-            if (notification.status == WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE) {
-                ++waiting;
-                released.wait();
-            }
-        };
-        ASSERT_TRUE(blocked.back()->Send());
-    }
+    std::vector<std::unique_ptr<WinHttpExchange>> exchanges;
+};
+
+TEST(HttpEngineTest, CallbacksThatBlockDelayNobodyElse)
+{
+    BlockedExchanges blocked;
     for (int index = 0; index < 10; ++index) {
         WinHttpExchange free(toScripted("/bytes?n=100"));
         EXPECT_TRUE(free.Run());
         EXPECT_EQ(free.Body().size(), 100U);
     }
-    const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (waiting < kBlockedCount && std::chrono::steady_clock::now() < limit) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    EXPECT_TRUE(blocked.AllWait()) << "each of them has a thread of its own meanwhile";
+    blocked.End();
+}
+
+/// What a host's callback leaves on the thread that it ran on; it ends with the thread.
+struct LeftOnThread {
+    ~LeftOnThread()
+    {
+        if (end) {
+            ++*count;
+            end->wait();
+        }
     }
-    EXPECT_EQ(waiting, kBlockedCount) << "each of them has a thread of its own meanwhile";
+
+    std::optional<std::shared_future<void>> end;
+    std::shared_ptr<std::atomic<int>> count;
+};
+
+TEST(HttpEngineTest, WhatACallbackLeavesOnAThreadThatEndsHoldsUpNobody)
+{
+    std::promise<void> release;
+    const std::shared_future<void> released = release.get_future().share();
+    const auto ending = std::make_shared<std::atomic<int>>(0);
+    BlockedExchanges first([&] {
+        thread_local LeftOnThread left;
+        left.end = released;
+        left.count = ending;
+    });
+    EXPECT_TRUE(first.AllWait());
+    first.End();
+    EXPECT_TRUE(waitUntil([&] { return *ending > 0; }, std::chrono::seconds(30))) << "threads end that rest for long";
+
+    BlockedExchanges second;
+    EXPECT_TRUE(second.AllWait()) << "there are threads for these";
     release.set_value();
-    for (const std::unique_ptr<WinHttpExchange>& exchange : blocked) {
-        EXPECT_TRUE(exchange->WaitForEnd());
-    }
+    second.End();
 }
 
 TEST(HttpEngineTest, ARequestFromACallbackThatThenBlocksIsSent)

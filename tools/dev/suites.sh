@@ -20,13 +20,13 @@ declare -A SUITE_RUNNER=(
 )
 
 declare -A SUITE_PROGRAMS=(
-    [linux]="lum_unit_tests lum_peer_tests fuzz/lum_fuzz_corpus fuzz/lum_fuzz_header_corpus lum_boundary_tests lum_shared_tests lum_compile_tests lum_scripted_tests lum_posix_tests lum_platform_tests lum_transport_tests"
+    [linux]="lum_unit_tests lum_peer_tests fuzz/lum_fuzz_corpus fuzz/lum_fuzz_header_corpus lum_boundary_tests lum_shared_tests lum_compile_tests lum_scripted_tests lum_posix_tests lum_platform_tests lum_transport_tests lum_allocation_tests"
     [windows-x86]="lum_unit_tests lum_boundary_tests lum_platform_tests lum_transport_tests"
     [windows-x64]="lum_unit_tests lum_boundary_tests lum_platform_tests lum_transport_tests"
 )
 
 # Programs that talk to servers are started by the command that starts the servers, and may take this many seconds.
-declare -A PROGRAM_NEEDS_SERVERS=([lum_posix_tests]=1 [lum_platform_tests]=1 [lum_transport_tests]=1)
+declare -A PROGRAM_NEEDS_SERVERS=([lum_posix_tests]=1 [lum_platform_tests]=1 [lum_transport_tests]=1 [lum_allocation_tests]=1)
 declare -A PROGRAM_LIMIT=([managed]=600 [lum_transport_tests]=1200 [lum_scripted_tests]=600)
 USUAL_LIMIT=300
 # A sanitizer makes a program slower.

@@ -14,10 +14,14 @@ namespace LumNetworking {
 /// owns itself: it outlives every notification that reads it, whatever the caller drops. The handle-closing
 /// notifications come later and must not read it.
 struct WinHttpAsyncContext : HttpRequestContext, std::enable_shared_from_this<WinHttpAsyncContext> {
-    using HttpRequestContext::HttpRequestContext;
+    WinHttpAsyncContext(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& loggerDelegate,
+                        const HttpCompletion& callback);
 
     void HoldForPlatform() { platformHold = shared_from_this(); }
     void ReleaseFromPlatform() { platformHold.reset(); }
+
+    /// Sees that the request has an error, for when there is no memory to make one.
+    void EnsureError();
 
     /// Completes the request and lets the platform's hold go. The caller must hold the context.
     void CompleteAndRelease();
@@ -35,6 +39,7 @@ struct WinHttpAsyncContext : HttpRequestContext, std::enable_shared_from_this<Wi
 
 private:
     std::shared_ptr<WinHttpAsyncContext> platformHold;
+    std::unique_ptr<LumUtils::ILumError> preparedError;
 };
 
 } // namespace LumNetworking

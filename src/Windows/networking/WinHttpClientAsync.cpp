@@ -214,16 +214,26 @@ bool startRequest(WinHttpAsyncContext& context, const RequestDescription& descri
     return sendRequest(context, description.headers);
 }
 
-/// Reports the last error as the failure of the step. The error is there also if the logger throws.
+/// Opens and sends the request as startRequest does; without memory it fails too.
+bool isStarted(WinHttpAsyncContext& context, const RequestDescription& description, StartFailure& failure)
+{
+    try {
+        return startRequest(context, description, failure);
+    } catch (const std::bad_alloc&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
+        return false;
+    }
+}
+
+/// Reports the last error as the failure of the step. The request must be completed also if that throws.
 void reportStartFailure(const WinHttpAsyncContext& context, StartFailure& failure)
 {
     try {
         LibLumNetworkingWinUtils::ReportWinHttpError(context.logger, failure.code, failure.apiName, failure.error,
                                                      __FILE__, "HandleHttpAsyncFailure", 186);
     } catch (...) {
-        if (!failure.error) {
-            throw;
-        }
+        // The record is lost.
+        return;
     }
 }
 
@@ -234,20 +244,37 @@ void HandleHttpAsyncFailure(WinHttpAsyncContext& context, StartFailure failure)
         reportStartFailure(context, failure);
     }
     context.error = std::move(failure.error);
+    context.EnsureError();
     context.CompleteAndRelease();
+}
+
+/// What a request needs before it can fail as one. Empty, with a record, if there is no memory for it.
+std::shared_ptr<WinHttpTransaction> makeTransaction(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger,
+                                                    const std::string& body, const HttpCompletion& completion,
+                                                    std::shared_ptr<WinHttpAsyncContext>& context)
+{
+    try {
+        context = std::make_shared<WinHttpAsyncContext>(logger, completion);
+        context->requestBody = body;
+        auto transaction = std::make_shared<WinHttpTransaction>();
+        transaction->SetContext(context);
+        context->transaction = transaction;
+        return transaction;
+    } catch (const std::bad_alloc& exception) {
+        LUM_TRY_LOG(logger, Error, "LumNetworking::PerformHttpAsync", "Failed to start HTTP request: %s",
+                    exception.what());
+        return nullptr;
+    }
 }
 
 std::shared_ptr<ILumAsynchronousTransaction> PerformHttpAsync(
     const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger, const RequestDescription& description,
     const std::string& body, const HttpCompletion& completion)
 {
-    const auto context = std::make_shared<WinHttpAsyncContext>(logger, completion);
-    const auto transaction = std::make_shared<WinHttpTransaction>();
-    transaction->SetContext(context);
-    context->transaction = transaction;
-    context->requestBody = body;
+    std::shared_ptr<WinHttpAsyncContext> context;
+    std::shared_ptr<WinHttpTransaction> transaction = makeTransaction(logger, body, completion, context);
     StartFailure failure{};
-    if (!startRequest(*context, description, failure)) {
+    if (transaction && !isStarted(*context, description, failure)) {
         HandleHttpAsyncFailure(*context, std::move(failure));
     }
     return transaction;
@@ -375,6 +402,7 @@ void failAfterException(WinHttpAsyncContext& context, DWORD platformCode)
         SetLastError(platformCode);
         fail(context, "WinHttpAsyncCallback", __LINE__);
     } catch (...) {
+        context.EnsureError();
         context.CompleteAndRelease();
     }
 }

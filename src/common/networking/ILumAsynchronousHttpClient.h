@@ -46,7 +46,8 @@ using HttpCompletion = std::function<void(HttpRequestResult result, std::unique_
 /// - timeoutSeconds: the bound of connecting, in seconds. Nothing else of the request is bounded.
 ///
 /// Every operation returns at once. An empty transaction means that the request was refused (the reason is logged) and
-/// that the completion will never run. With any other, it runs exactly once.
+/// that the completion will never run. With any other, it runs exactly once. Lack of memory refuses a request, or fails
+/// it with the platform's number for that (8); it is never thrown.
 ///
 /// Operations may be called from several threads at once. The client may be destroyed while requests run: they go on.
 ///

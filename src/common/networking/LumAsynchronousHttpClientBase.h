@@ -45,6 +45,10 @@ public:
 protected:
     /// The delegate that the client was built with, for its whole life.
     const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate> logger;
+
+private:
+    std::shared_ptr<ILumAsynchronousTransaction> SendMethod(ILumUrlRequest& request, const HttpCompletion& completion,
+                                                            bool followRedirects, int timeoutSeconds);
 };
 
 } // namespace LumNetworking

@@ -7,6 +7,7 @@
 namespace LumNetworking {
 
 /// The parsed form of an http or https URL.
+/// Its operations throw std::bad_alloc, and nothing else.
 ///
 ///     LumNetworking::UrlComponents url;
 ///     if (LumNetworking::ParseUrl("https://example.org:8443/a?q=x%20y", url) == LumNetworking::UrlParseStatus::Parsed)

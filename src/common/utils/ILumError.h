@@ -15,7 +15,8 @@ namespace LumUtils {
 ///     }
 ///
 /// An error is immutable, so several threads may read one error at the same time. Whoever holds the owning pointer owns
-/// the error. Compare domains as text, never by address.
+/// the error. Compare domains as text, never by address. The operations that make something new throw std::bad_alloc if
+/// there is no memory for it.
 ///
 /// The order of the operations is part of the binary interface.
 class ILumError {

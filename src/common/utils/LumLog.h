@@ -18,6 +18,8 @@
 /// empty one logs nothing. A format that does not match its values does not compile; a std::string is passed as its
 /// c_str().
 ///
+/// What the delegate throws goes on to whoever logs, and so does std::bad_alloc where the record's texts take memory.
+///
 /// LUM_LOG_TEXT logs a finished text: it is the message, whatever it holds, and has no values. LUM_TRY_LOG and
 /// LUM_TRY_LOG_TEXT are for operations that must not throw: the record is lost if the delegate throws.
 

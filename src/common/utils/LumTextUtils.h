@@ -16,7 +16,7 @@ using WideString = std::basic_string<WideChar>;
 ///
 ///     trimString(" \t x y \r\n") == "x y"
 ///
-/// White space only gives the empty text.
+/// White space only gives the empty text. Throws std::bad_alloc, as do the conversions below.
 std::string trimString(const std::string& text);
 
 /// As trimString, without a copy: the result is a part of the text.

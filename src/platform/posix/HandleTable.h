@@ -25,10 +25,7 @@ public:
     {
         const std::lock_guard<std::mutex> lock(mutex);
         if (freeSlots.empty()) {
-            slots.emplace_back();
-            // Closing a handle must not have to allocate.
-            freeSlots.reserve(slots.capacity());
-            freeSlots.push_back(slots.size() - 1);
+            AddSlot();
         }
         const std::size_t index = freeSlots.back();
         freeSlots.pop_back();
@@ -77,6 +74,17 @@ private:
     {
         const std::uintptr_t upper = (generation << kKindBits) | static_cast<std::uintptr_t>(kKind);
         return reinterpret_cast<void*>((upper << kIndexBits) | (index + 1));
+    }
+
+    /// Adds a free slot, or throws std::bad_alloc and changes nothing.
+    void AddSlot()
+    {
+        // Room first, and for all slots: closing a handle must not have to allocate.
+        if (freeSlots.capacity() == slots.size()) {
+            freeSlots.reserve(2 * slots.size() + 1);
+        }
+        slots.emplace_back();
+        freeSlots.push_back(slots.size() - 1);
     }
 
     Slot* SlotOf(const void* value)

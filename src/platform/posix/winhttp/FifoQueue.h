@@ -6,17 +6,19 @@
 
 namespace LumPlatform {
 
-/// A queue that keeps its room: it allocates only when it grows beyond what it has held before, and never when it is
-/// made.
+/// A queue that keeps its room: it allocates only when it grows beyond what it has held before or was reserved, and
+/// never when it is made.
 template <typename Item>
 class FifoQueue {
 public:
     bool IsEmpty() const { return taken == items.size(); }
     const Item& Front() const { return items[taken]; }
+    void Reserve(std::size_t count) { items.reserve(count); }
+
     void Push(Item item)
     {
-        if (items.capacity() == 0) {
-            items.reserve(kFirstRoom);
+        if (taken > 0 && items.size() == items.capacity()) {
+            DropTaken();
         }
         items.push_back(std::move(item));
     }
@@ -28,18 +30,17 @@ public:
         if (IsEmpty()) {
             items.clear();
             taken = 0;
-        } else if (taken > kMostTaken && taken * 2 > items.size()) {
-            items.erase(items.begin(), items.begin() + static_cast<std::ptrdiff_t>(taken));
-            taken = 0;
         }
         return item;
     }
 
 private:
-    static constexpr std::size_t kFirstRoom = 4;
-
-    /// From so many places on, those that are free at the front are given back once they are the greater part.
-    static constexpr std::size_t kMostTaken = 64;
+    /// Frees the places at the front.
+    void DropTaken()
+    {
+        items.erase(items.begin(), items.begin() + static_cast<std::ptrdiff_t>(taken));
+        taken = 0;
+    }
 
     std::vector<Item> items;
     std::size_t taken = 0;

@@ -92,18 +92,16 @@ HttpDriver::~HttpDriver()
     }
 }
 
-void HttpDriver::Execute(const Command& command)
+void HttpDriver::Execute(const std::shared_ptr<HttpRequest>& request, const HttpCommands& commands)
 {
-    switch (command.action) {
-    case Action::Start:
-        Start(command.request);
-        break;
-    case Action::Resume:
-        Resume(*command.request);
-        break;
-    case Action::Abort:
-        Abort(*command.request);
-        break;
+    if (commands.start) {
+        Start(request);
+    }
+    if (commands.resume) {
+        Resume(*request);
+    }
+    if (commands.abort) {
+        Abort(*request);
     }
 }
 
@@ -131,13 +129,19 @@ std::unique_ptr<HttpTransfer> HttpDriver::TakeTransfer()
         idle.pop_back();
         return transfer;
     }
-    return std::make_unique<HttpTransfer>(SocketCalls{this, OnOpenSocket, OnCloseSocket});
+    return std::make_unique<HttpTransfer>(SocketCalls{this, OpenSocket, OnCloseSocket});
 }
 
 void HttpDriver::Resume(const HttpRequest& request)
 {
-    if (HttpTransfer* const transfer = Find(request)) {
-        curl_easy_pause(transfer->Easy(), CURLPAUSE_CONT);
+    HttpTransfer* const transfer = Find(request);
+    if (transfer == nullptr) {
+        return;
+    }
+    // It hands over what the pause has kept, which may fail; curl then leaves the transfer as it is.
+    const CURLcode result = curl_easy_pause(transfer->Easy(), CURLPAUSE_CONT);
+    if (result != CURLE_OK) {
+        Release(*transfer)->Finish(result);
     }
 }
 
@@ -193,10 +197,27 @@ void HttpDriver::RunTimer()
 {
     if (hasTimer && (timerEnd == kNow || Clock::now() >= timerEnd)) {
         hasTimer = false;
-        int running = 0;
-        curl_multi_socket_action(multi.get(), CURL_SOCKET_TIMEOUT, 0, &running);
+        RunAction(CURL_SOCKET_TIMEOUT, 0);
     }
     FinishEnded();
+}
+
+/// Has curl do what is due for the socket. If it lacks the memory for that it does not say for whom, and may never go
+/// on with that transfer.
+void HttpDriver::RunAction(curl_socket_t socket, int events)
+{
+    int running = 0;
+    if (curl_multi_socket_action(multi.get(), socket, events, &running) == CURLM_OUT_OF_MEMORY) {
+        FinishEnded();
+        FailAll();
+    }
+}
+
+void HttpDriver::FailAll()
+{
+    while (!active.empty()) {
+        Release(*active.back())->Fail(ERROR_NOT_ENOUGH_MEMORY);
+    }
 }
 
 void HttpDriver::Wake()
@@ -206,13 +227,13 @@ void HttpDriver::Wake()
 
 void HttpDriver::OnReady(curl_socket_t socket, int events)
 {
-    if (RegistrationOf(socket).wanted == 0) {
+    Registration* const registration = RegistrationOf(socket);
+    if (registration != nullptr && registration->wanted == 0) {
         // An idle connection that its server closes: nobody looks at it before its next use.
-        Unregister(socket);
+        Unregister(*registration, socket);
         return;
     }
-    int running = 0;
-    curl_multi_socket_action(multi.get(), socket, events, &running);
+    RunAction(socket, events);
 }
 
 /// How long to wait in milliseconds: not past the timer, nor past the next announcement.
@@ -292,11 +313,25 @@ void HttpDriver::AnnounceSent()
 
 int HttpDriver::OnSocket(CURL* /*easy*/, curl_socket_t socket, int what, void* self, void* /*socketData*/)
 {
-    static_cast<HttpDriver*>(self)->Watch(socket, epollEvents(what));
+    auto& driver = *static_cast<HttpDriver*>(self);
+    try {
+        driver.Watch(socket, epollEvents(what));
+    } catch (const std::bad_alloc&) {
+        // Connections have their place since they were opened. What is left are look-ups, which curl looks at from time
+        // to time anyway.
+        return 0;
+    }
     return 0;
 }
 
-HttpDriver::Registration& HttpDriver::RegistrationOf(curl_socket_t socket)
+/// Null for a socket that has none.
+HttpDriver::Registration* HttpDriver::RegistrationOf(curl_socket_t socket)
+{
+    const auto index = static_cast<std::size_t>(socket);
+    return index < registrations.size() ? &registrations[index] : nullptr;
+}
+
+HttpDriver::Registration& HttpDriver::MakeRegistration(curl_socket_t socket)
 {
     const auto index = static_cast<std::size_t>(socket);
     if (registrations.size() <= index) {
@@ -309,10 +344,10 @@ HttpDriver::Registration& HttpDriver::RegistrationOf(curl_socket_t socket)
 /// other socket may be closed next, and its number be given to a connection.
 void HttpDriver::Watch(curl_socket_t socket, std::uint32_t wanted)
 {
-    Registration& registration = RegistrationOf(socket);
+    Registration& registration = MakeRegistration(socket);
     registration.wanted = wanted;
     if (wanted == 0 && !registration.isConnection) {
-        Unregister(socket);
+        Unregister(registration, socket);
     }
     if (wanted == 0 || wanted == registration.registered) {
         return;
@@ -324,28 +359,35 @@ void HttpDriver::Watch(curl_socket_t socket, std::uint32_t wanted)
     registration.registered = wanted;
 }
 
-void HttpDriver::Unregister(curl_socket_t socket)
+void HttpDriver::Unregister(Registration& registration, curl_socket_t socket)
 {
-    Registration& registration = RegistrationOf(socket);
     if (registration.registered != 0) {
         epoll_ctl(epoll.Get(), EPOLL_CTL_DEL, socket, nullptr);
         registration.registered = 0;
     }
 }
 
-curl_socket_t HttpDriver::OnOpenSocket(void* self, curlsocktype /*purpose*/, curl_sockaddr* address)
+/// Opens a socket for a connection, or returns CURL_SOCKET_BAD. Throws std::bad_alloc.
+curl_socket_t HttpDriver::OpenSocket(void* self, const curl_sockaddr& address)
 {
-    const int opened = socket(address->family, address->socktype | SOCK_CLOEXEC, address->protocol);
+    const int opened = socket(address.family, address.socktype | SOCK_CLOEXEC, address.protocol);
     if (opened < 0) {
         return CURL_SOCKET_BAD;
     }
-    static_cast<HttpDriver*>(self)->RegistrationOf(opened) = {0, 0, true};
+    try {
+        static_cast<HttpDriver*>(self)->MakeRegistration(opened) = {0, 0, true};
+    } catch (const std::bad_alloc&) {
+        close(opened);
+        throw;
+    }
     return opened;
 }
 
 int HttpDriver::OnCloseSocket(void* self, curl_socket_t socket)
 {
-    static_cast<HttpDriver*>(self)->RegistrationOf(socket) = Registration();
+    if (Registration* const registration = static_cast<HttpDriver*>(self)->RegistrationOf(socket)) {
+        *registration = Registration();
+    }
     return close(socket);
 }
 

@@ -13,19 +13,12 @@ namespace LumPlatform {
 /// but for Wake, which any thread may call.
 class HttpDriver {
 public:
-    enum class Action { Start, Resume, Abort };
-
-    struct Command {
-        Action action;
-        std::shared_ptr<HttpRequest> request;
-    };
-
     HttpDriver();
     ~HttpDriver();
     HttpDriver(const HttpDriver&) = delete;
     HttpDriver& operator=(const HttpDriver&) = delete;
 
-    void Execute(const Command& command);
+    void Execute(const std::shared_ptr<HttpRequest>& request, const HttpCommands& commands);
 
     /// Waits until something happens on a socket, a timer ends, Wake is called or the limit (milliseconds, -1: none) is
     /// over, and carries the transfers on.
@@ -52,7 +45,7 @@ private:
     };
 
     static int OnSocket(CURL* easy, curl_socket_t socket, int what, void* self, void* socketData);
-    static curl_socket_t OnOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
+    static curl_socket_t OpenSocket(void* self, const curl_sockaddr& address);
     static int OnCloseSocket(void* self, curl_socket_t socket);
     static int OnTimer(CURLM* multi, long milliseconds, void* self);
 
@@ -63,9 +56,12 @@ private:
     HttpTransfer* Find(const HttpRequest& request) const;
     std::unique_ptr<HttpTransfer> Release(HttpTransfer& transfer);
     int WaitLimit(int limit) const;
-    Registration& RegistrationOf(curl_socket_t socket);
+    Registration* RegistrationOf(curl_socket_t socket);
+    Registration& MakeRegistration(curl_socket_t socket);
+    void RunAction(curl_socket_t socket, int events);
+    void FailAll();
     void Watch(curl_socket_t socket, std::uint32_t wanted);
-    void Unregister(curl_socket_t socket);
+    void Unregister(Registration& registration, curl_socket_t socket);
     void OnReady(curl_socket_t socket, int events);
     void FinishEnded();
     void FollowRedirect(HttpTransfer& transfer);

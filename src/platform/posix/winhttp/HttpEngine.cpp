@@ -3,7 +3,9 @@
 #include "platform/posix/HeldOverFork.h"
 
 #include <chrono>
+#include <new>
 #include <system_error>
+#include <utility>
 
 #include <pthread.h>
 
@@ -36,6 +38,14 @@ thread_local bool isEngineThread = false;
 /// For a copy of the process, which must not wait for the engine to be made by a thread that it does not have.
 HttpEngine* theEngine = nullptr;
 
+template <typename Workers>
+void joinAll(Workers& workers)
+{
+    for (auto& worker : workers) {
+        worker.thread.join();
+    }
+}
+
 } // namespace
 
 HttpEngine& HttpEngine::Instance()
@@ -51,8 +61,11 @@ HttpEngine& HttpEngine::Instance()
     return engine;
 }
 
-HttpEngine::HttpEngine() : hasCurl(curl_global_init(CURL_GLOBAL_DEFAULT) == CURLE_OK)
+HttpEngine::HttpEngine()
 {
+    if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
+        throw std::bad_alloc();
+    }
     holdOverFork(mutex);
     theEngine = this;
     pthread_atfork(nullptr, nullptr, [] { theEngine->OnForked(); });
@@ -71,8 +84,7 @@ DWORD HttpEngine::Submit(std::shared_ptr<HttpRequest> request)
     if (const DWORD error = Prepare(); error != 0) {
         return error;
     }
-    commands.push_back({HttpDriver::Action::Start, std::move(request)});
-    WakeForWork();
+    Enqueue(std::move(request), &HttpCommands::start);
     return 0;
 }
 
@@ -81,9 +93,6 @@ DWORD HttpEngine::Prepare()
 {
     if (isStopping) {
         return ERROR_WINHTTP_SHUTDOWN;
-    }
-    if (!hasCurl) {
-        return ERROR_NOT_ENOUGH_MEMORY;
     }
     try {
         if (!driver) {
@@ -100,21 +109,29 @@ DWORD HttpEngine::Prepare()
 
 void HttpEngine::Resume(std::shared_ptr<HttpRequest> request)
 {
-    Enqueue({HttpDriver::Action::Resume, std::move(request)});
+    const std::lock_guard<std::mutex> lock(mutex);
+    Enqueue(std::move(request), &HttpCommands::resume);
 }
 
 void HttpEngine::Abort(std::shared_ptr<HttpRequest> request)
 {
-    Enqueue({HttpDriver::Action::Abort, std::move(request)});
+    const std::lock_guard<std::mutex> lock(mutex);
+    Enqueue(std::move(request), &HttpCommands::abort);
 }
 
-void HttpEngine::Enqueue(HttpDriver::Command command)
+/// Notes what the leader is to do; the mutex is held.
+void HttpEngine::Enqueue(std::shared_ptr<HttpRequest> request, bool HttpCommands::*command)
 {
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (!isStopping) {
-        commands.push_back(std::move(command));
-        WakeForWork();
+    if (isStopping) {
+        return;
     }
+    HttpCommands& commands = request->commands;
+    const bool isQueued = commands.HasAny();
+    commands.*command = true;
+    if (!isQueued) {
+        commanded.Push(std::move(request));
+    }
+    WakeForWork();
 }
 
 void HttpEngine::Schedule(std::shared_ptr<HttpHandle> handle)
@@ -160,7 +177,6 @@ void HttpEngine::EnsureWatched()
 /// Adds a thread if the system has one; otherwise those that there are go on alone.
 void HttpEngine::AddThread()
 {
-    JoinEndedThreads();
     if (threadCount == kMostThreads) {
         return;
     }
@@ -177,16 +193,18 @@ void HttpEngine::AddThread()
     ++startingCount;
 }
 
-void HttpEngine::JoinEndedThreads()
+/// The threads that have nothing more to do here. They are joined without the mutex: what they leave behind may be the
+/// host's, whose destructors may call the library.
+std::list<HttpEngine::Worker> HttpEngine::TakeEndedWorkers()
 {
+    std::list<Worker> taken;
     for (auto worker = workers.begin(); worker != workers.end();) {
-        if (!worker->hasEnded) {
-            ++worker;
-            continue;
+        const auto current = worker++;
+        if (current->hasEnded) {
+            taken.splice(taken.end(), workers, current);
         }
-        worker->thread.join();
-        worker = workers.erase(worker);
     }
+    return taken;
 }
 
 void HttpEngine::ThreadMain(Worker& self)
@@ -198,16 +216,20 @@ void HttpEngine::ThreadMain(Worker& self)
     while (goesOn && !isStopping) {
         goesOn = TakeStep(lock);
     }
+    // A thread that ends is in nobody's way: it joins those before it.
+    std::list<Worker> before = TakeEndedWorkers();
     --threadCount;
     self.hasEnded = true;
     ended.notify_all();
+    lock.unlock();
+    joinAll(before);
 }
 
 /// Does the next thing that there is to do; false if the thread may end.
 bool HttpEngine::TakeStep(Lock& lock)
 {
     const bool canLead = !isLed && driver;
-    if (!ready.IsEmpty() && (!canLead || !ready.Front()->IsStreaming())) {
+    if (!ready.IsEmpty() && (!canLead || !ready.Front().IsStreaming())) {
         RunOne(lock);
         return true;
     }
@@ -247,7 +269,7 @@ void HttpEngine::Lead(Lock& lock)
     ++leadCount;
     role = Role::Leader;
     ExecuteCommands(lock);
-    const bool mayWait = commands.empty() && ready.IsEmpty();
+    const bool mayWait = commanded.IsEmpty() && ready.IsEmpty();
     isLeaderAsleep = mayWait;
     lock.unlock();
     driver->Drive(mayWait ? -1 : 0);
@@ -259,16 +281,23 @@ void HttpEngine::Lead(Lock& lock)
 
 void HttpEngine::ExecuteCommands(Lock& lock)
 {
-    if (commands.empty()) {
+    if (commanded.IsEmpty()) {
         return;
     }
-    executing.swap(commands);
-    lock.unlock();
-    for (const HttpDriver::Command& command : executing) {
-        driver->Execute(command);
+    // What comes meanwhile has its turn the next time.
+    const HttpRequest* const last = &commanded.Back();
+    bool isLast = false;
+    while (!isLast) {
+        std::shared_ptr<HttpRequest> request = commanded.Pop();
+        const HttpCommands commands = std::exchange(request->commands, {});
+        isLast = request.get() == last;
+        lock.unlock();
+        driver->Execute(request, commands);
+        // It may die with its command: never under the lock.
+        request.reset();
+        lock.lock();
     }
-    // A request may die with its command: never under the lock.
-    executing.clear();
+    lock.unlock();
     driver->RunTimer();
     lock.lock();
 }
@@ -315,7 +344,7 @@ void HttpEngine::Watch(Lock& lock)
 /// Whether there are transfers to drive and nobody does.
 bool HttpEngine::HasUnledWork() const
 {
-    return !isLed && driver && (!commands.empty() || driver->ActiveCount() > 0);
+    return !isLed && driver && (!commanded.IsEmpty() || driver->ActiveCount() > 0);
 }
 
 bool HttpEngine::Rest(Lock& lock)
@@ -341,11 +370,14 @@ void HttpEngine::Stop()
     }
     const std::size_t remaining = isEngineThread ? 1 : 0;
     ended.wait_for(lock, kLongestStop, [&] { return threadCount <= remaining; });
-    JoinEndedThreads();
+    std::list<Worker> endedWorkers = TakeEndedWorkers();
     for (Worker& worker : workers) {
         worker.thread.detach();
     }
-    if (!isLed && hasCurl) {
+    lock.unlock();
+    joinAll(endedWorkers);
+    lock.lock();
+    if (!isLed) {
         driver.reset();
         curl_global_cleanup();
     }

@@ -1,7 +1,7 @@
 #pragma once
 
-#include "platform/posix/winhttp/FifoQueue.h"
 #include "platform/posix/winhttp/HttpDriver.h"
+#include "platform/posix/winhttp/LinkedQueue.h"
 
 #include <condition_variable>
 #include <cstdint>
@@ -26,6 +26,7 @@ namespace LumPlatform {
 /// goes on.
 class HttpEngine {
 public:
+    /// Throws std::bad_alloc if it has to be made and cannot be; after that never.
     static HttpEngine& Instance();
 
     /// Starts the transfer of the request. Returns 0, or the error number if it cannot be started: the engine has
@@ -59,11 +60,11 @@ private:
     HttpEngine();
 
     DWORD Prepare();
-    void Enqueue(HttpDriver::Command command);
+    void Enqueue(std::shared_ptr<HttpRequest> request, bool HttpCommands::*command);
     void WakeForWork();
     void EnsureWatched();
     void AddThread();
-    void JoinEndedThreads();
+    std::list<Worker> TakeEndedWorkers();
 
     void ThreadMain(Worker& self);
     bool TakeStep(Lock& lock);
@@ -80,15 +81,10 @@ private:
     std::condition_variable watching;
     std::condition_variable ended;
 
-    /// Whether curl could be initialised.
-    const bool hasCurl;
-
     /// Made with the first request: what fails here fails that.
     std::unique_ptr<HttpDriver> driver;
-    std::vector<HttpDriver::Command> commands;
-    /// What the leader has taken over; it keeps its room from one time to the next.
-    std::vector<HttpDriver::Command> executing;
-    FifoQueue<std::shared_ptr<HttpHandle>> ready;
+    LinkedQueue<HttpRequest, &HttpRequest::nextCommanded> commanded;
+    LinkedQueue<HttpHandle, &HttpHandle::nextReady> ready;
 
     std::list<Worker> workers;
     std::size_t threadCount = 0;

@@ -64,7 +64,14 @@ public:
     /// Called once, when the caller closed the handle.
     virtual void Close() = 0;
 
+    /// The engine's: the next that is to deliver.
+    std::shared_ptr<HttpHandle> nextReady;
+
 protected:
+    /// Makes room for more notifications than wait to be delivered at any time, one that nobody waits for and one for
+    /// each step of the owner. So queueing one never fails; it happens on threads that could not tell anybody.
+    void MakeRoomForNotifications() { queue.Reserve(kMostNotifications); }
+
     /// Takes callback and mask over from the parent handle.
     void InheritCallback(HttpHandle& parent);
 
@@ -88,6 +95,8 @@ protected:
 
 private:
     using Lock = std::unique_lock<std::mutex>;
+
+    static constexpr std::size_t kMostNotifications = 4;
 
     struct Listener {
         WINHTTP_STATUS_CALLBACK callback = nullptr;

@@ -86,6 +86,7 @@ HttpRequest::HttpRequest(std::shared_ptr<HttpConnection> openConnection, std::st
                          const std::string& objectName, bool isSecure)
     : HttpHandle(Kind::Request), connection(std::move(openConnection))
 {
+    MakeRoomForNotifications();
     InheritCallback(*connection);
     message.verb = verb.empty() ? "GET" : std::move(verb);
     message.url = buildUrl(*connection, objectName, isSecure);
@@ -121,9 +122,9 @@ DWORD HttpRequest::Send(std::vector<std::string> headerLines, const void* body, 
     message.body = static_cast<const char*>(body);
     message.bodyLength = bodyLength;
     context = newContext;
-    state = State::Sending;
     const DWORD error = HttpEngine::Instance().Submit(std::static_pointer_cast<HttpRequest>(shared_from_this()));
     isSubmitted = error == 0;
+    state = isSubmitted ? State::Sending : State::Opened;
     return error;
 }
 

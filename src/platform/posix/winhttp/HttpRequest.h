@@ -22,6 +22,15 @@ struct HttpMessage {
     bool followsRedirects = true;
 };
 
+/// What the engine is still to do for a request, in this order.
+struct HttpCommands {
+    bool start = false;
+    bool resume = false;
+    bool abort = false;
+
+    bool HasAny() const { return start || resume || abort; }
+};
+
 /// A request: the calls of its owner on one side, the engine's transfer on the other. The engine's side never calls the
 /// owner; it queues notifications.
 class HttpRequest : public HttpHandle {
@@ -46,6 +55,10 @@ public:
 
     bool IsStreaming() const override { return isStreaming; }
     void Close() override;
+
+    /// The engine's, guarded by its mutex: what is to be done for this request, and the next with something to do.
+    HttpCommands commands;
+    std::shared_ptr<HttpRequest> nextCommanded;
 
     // The engine's side, called by the thread that drives the transfers.
 

@@ -88,12 +88,13 @@ std::string originOf(const std::string& url)
     }
     std::string origin;
     for (const CURLUPart part : {CURLUPART_SCHEME, CURLUPART_HOST, CURLUPART_PORT}) {
-        char* text = nullptr;
-        if (curl_url_get(parsed.get(), part, &text, CURLU_DEFAULT_PORT) == CURLUE_OK) {
-            origin += text;
+        char* found = nullptr;
+        const CURLUcode result = curl_url_get(parsed.get(), part, &found, CURLU_DEFAULT_PORT);
+        const std::unique_ptr<char, decltype(&curl_free)> text(found, curl_free);
+        if (result == CURLUE_OK) {
+            origin += text.get();
             origin += '\n';
         }
-        curl_free(text);
     }
     return origin;
 }
@@ -201,8 +202,8 @@ HttpTransfer::EasyHandle HttpTransfer::NewHandle()
     curl_easy_setopt(made, CURLOPT_WRITEDATA, this);
     curl_easy_setopt(made, CURLOPT_HEADERFUNCTION, OnHeaderLine);
     curl_easy_setopt(made, CURLOPT_HEADERDATA, this);
-    curl_easy_setopt(made, CURLOPT_OPENSOCKETFUNCTION, socketCalls.open);
-    curl_easy_setopt(made, CURLOPT_OPENSOCKETDATA, socketCalls.self);
+    curl_easy_setopt(made, CURLOPT_OPENSOCKETFUNCTION, OnOpenSocket);
+    curl_easy_setopt(made, CURLOPT_OPENSOCKETDATA, this);
     curl_easy_setopt(made, CURLOPT_CLOSESOCKETFUNCTION, socketCalls.close);
     curl_easy_setopt(made, CURLOPT_CLOSESOCKETDATA, socketCalls.self);
     curl_easy_setopt(made, CURLOPT_NOSIGNAL, 1L);
@@ -386,7 +387,7 @@ void HttpTransfer::GoOnToRedirect()
 void HttpTransfer::Finish(CURLcode result)
 {
     AnnounceIfSent();
-    if (callbackError != 0) {
+    if (result != CURLE_OK && callbackError != 0) {
         Fail(callbackError);
     } else if (result != CURLE_OK || areHeadersDelivered) {
         Fail(winHttpError(result));
@@ -423,6 +424,17 @@ bool HttpTransfer::HasGoneOut() const
     curl_easy_getinfo(Easy(), CURLINFO_SIZE_UPLOAD_T, &uploaded);
     const bool isComplete = requestSize > 0 && uploaded >= static_cast<curl_off_t>(request->Message().bodyLength);
     return isComplete || redirects > 0;
+}
+
+curl_socket_t HttpTransfer::OnOpenSocket(void* self, curlsocktype /*purpose*/, curl_sockaddr* address)
+{
+    auto& transfer = *static_cast<HttpTransfer*>(self);
+    try {
+        return transfer.socketCalls.open(transfer.socketCalls.self, *address);
+    } catch (const std::bad_alloc&) {
+        transfer.callbackError = ERROR_NOT_ENOUGH_MEMORY;
+        return CURL_SOCKET_BAD;
+    }
 }
 
 std::size_t HttpTransfer::OnHeaderLine(char* data, std::size_t size, std::size_t count, void* self)

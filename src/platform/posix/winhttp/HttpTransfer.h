@@ -10,10 +10,10 @@
 
 namespace LumPlatform {
 
-/// Opens and closes the sockets of a transfer; curl's callbacks with their argument.
+/// Opens and closes the sockets of a transfer. Opening may throw std::bad_alloc; closing is a callback of curl's.
 struct SocketCalls {
     void* self;
-    curl_opensocket_callback open;
+    curl_socket_t (*open)(void* self, const curl_sockaddr& address);
     curl_closesocket_callback close;
 };
 
@@ -56,6 +56,7 @@ public:
     HttpRequest& Request() const { return *request; }
 
 private:
+    static curl_socket_t OnOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
     static std::size_t OnHeaderLine(char* data, std::size_t size, std::size_t count, void* self);
     static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self);
 

@@ -1,3 +1,4 @@
+#include "platform/posix/winhttp/HttpEngine.h"
 #include "platform/posix/winhttp/HttpHandleTable.h"
 #include "platform/posix/winhttp/HttpRequest.h"
 #include "platform/posix/winhttp/HttpSession.h"
@@ -155,6 +156,8 @@ HINTERNET WinHttpOpen(const WCHAR* agent, DWORD accessType, const WCHAR* proxy, 
         return failHandle(ERROR_INVALID_PARAMETER);
     }
     try {
+        // Made here, where that may fail: closing a handle needs it.
+        HttpEngine::Instance();
         return HttpHandleTable::Instance().Add(std::make_shared<HttpSession>());
     } catch (const std::bad_alloc&) {
         return failHandle(ERROR_NOT_ENOUGH_MEMORY);

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <cstddef>
+
+namespace LumTests {
+
+/// While it lives, one allocation of the process fails, on whatever thread it is, or that one and all that follow:
+/// those of operator new. The program must be linked with FailingAllocations.cpp.
+///
+///     const LumTests::FailingAllocations failing(3, LumTests::FailingAllocations::Reach::One); // the third one
+class FailingAllocations {
+public:
+    enum class Reach { One, AllThatFollow };
+
+    FailingAllocations(std::size_t number, Reach reach);
+    ~FailingAllocations();
+    FailingAllocations(const FailingAllocations&) = delete;
+    FailingAllocations& operator=(const FailingAllocations&) = delete;
+
+    /// Whether one has failed.
+    bool HasFailed() const;
+
+    /// From now on none fails.
+    static void End();
+};
+
+/// While it lives, the allocations of this thread neither fail nor count.
+class WithMemory {
+public:
+    WithMemory();
+    ~WithMemory();
+    WithMemory(const WithMemory&) = delete;
+    WithMemory& operator=(const WithMemory&) = delete;
+};
+
+/// Blocks that are allocated and not freed, by operator new.
+std::ptrdiff_t liveAllocations();
+
+} // namespace LumTests
