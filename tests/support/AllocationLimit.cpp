@@ -20,13 +20,9 @@ thread_local std::exception_ptr allocationFailure;
 
 void* allocate(std::size_t size)
 {
-    if (succeedingAllocations >= 0 && succeedingAllocations-- == 0) {
-        std::rethrow_exception(allocationFailure);
-    }
-    if (size <= largestAllocation.load(std::memory_order_relaxed)) {
-        if (void* const memory = std::malloc(size == 0 ? 1 : size)) {
-            return memory;
-        }
+    LumTests::failIfWanted(size);
+    if (void* const memory = std::malloc(size == 0 ? 1 : size)) {
+        return memory;
     }
     throw std::bad_alloc();
 }
@@ -64,6 +60,16 @@ void operator delete[](void* memory, std::size_t /*size*/) noexcept
 }
 
 namespace LumTests {
+
+void failIfWanted(std::size_t size)
+{
+    if (succeedingAllocations >= 0 && succeedingAllocations-- == 0) {
+        std::rethrow_exception(allocationFailure);
+    }
+    if (size > largestAllocation.load(std::memory_order_relaxed)) {
+        throw std::bad_alloc();
+    }
+}
 
 AllocationLimit::AllocationLimit(std::size_t largest) : before(largestAllocation.exchange(largest)) {}
 

@@ -35,4 +35,7 @@ public:
     static bool HasFailed();
 };
 
+/// Throws if an allocation of this size, on this thread, is to fail now. For other ways to get memory than operator new.
+void failIfWanted(std::size_t size);
+
 } // namespace LumTests

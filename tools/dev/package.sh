@@ -3,22 +3,26 @@
 
 PACKAGE="$BUILD/package"
 
-# A line for each platform of the package: its name there, the preset, the library, and the tools' prefix.
+# A line for each platform of the package: its name there, the preset and the library.
 PACKAGE_PLATFORMS=(
-    "linux-x64 linux-x64 liblumutilsWinCli.so "
-    "win-x86 windows-x86 liblumutilsWinCli.dll i686-w64-mingw32-"
-    "win-x64 windows-x64 liblumutilsWinCli.dll x86_64-w64-mingw32-"
+    "linux-x64 linux-x64 liblumutilsWinCli.so"
+    "win-x86 windows-x86 liblumutilsWinCli.dll"
+    "win-x64 windows-x64 liblumutilsWinCli.dll"
 )
 
-# stage_library PLATFORM PRESET LIBRARY [PREFIX]: the library goes into the package without what only debuggers read,
+# stage_library PLATFORM PRESET LIBRARY: the library goes into the package without what only debuggers read,
 # which goes into a file beside the package.
 stage_library() {
-    local preset="$2" prefix="${4:-}"
+    local preset="$2"
     local built="$BUILD/$2/src/$3" staged="$PACKAGE/native/$1/native/$3" symbols="$PACKAGE/symbols/$1/$3.debug"
     build_preset "$preset" lumutilsWinCli_shared || return 1
     mkdir -p "$(dirname "$staged")" "$(dirname "$symbols")"
-    "${prefix}objcopy" --only-keep-debug "$built" "$symbols" &&
-        "${prefix}objcopy" --strip-unneeded "--add-gnu-debuglink=$symbols" "$built" "$staged"
+    if [[ -e "$built.debug" ]]; then # the build has done it
+        cp "$built" "$staged" && cp "$built.debug" "$symbols"
+        return
+    fi
+    objcopy --only-keep-debug "$built" "$symbols" &&
+        objcopy --strip-unneeded "--add-gnu-debuglink=$symbols" "$built" "$staged"
 }
 
 # The one package that was made; its version is in its name.
