@@ -22,7 +22,9 @@ endfunction()
 
 function(lum_add_version_resource target)
   configure_file("${CMAKE_CURRENT_FUNCTION_LIST_DIR}/module.rc.in" "${CMAKE_CURRENT_BINARY_DIR}/module.rc" @ONLY)
-  target_sources(${target} PRIVATE "${CMAKE_CURRENT_BINARY_DIR}/module.rc")
+  # On its own, because the options of the sources are not the resource compiler's.
+  add_library(${target}_resource OBJECT "${CMAKE_CURRENT_BINARY_DIR}/module.rc")
+  target_sources(${target} PRIVATE $<TARGET_OBJECTS:${target}_resource>)
 endfunction()
 
 # The symbols go to FILE.debug, which a debugger finds by the link that stays in the module.

@@ -35,7 +35,8 @@ public:
     static bool HasFailed();
 };
 
-/// Throws if an allocation of this size, on this thread, is to fail now. For other ways to get memory than operator new.
+/// Throws if an allocation of this size, on this thread, is to fail now. For other ways to get memory than operator
+/// new.
 void failIfWanted(std::size_t size);
 
 } // namespace LumTests

@@ -146,6 +146,9 @@ has_netstandard() { has_one_of "${NUGET_PACKAGES:-${HOME:-}/.nuget/packages}/net
 define_need mono "Mono with its netstandard facade" "mono-devel"
 has_mono() { has_command mono && has_one_of /usr/lib/mono/4.5/Facades/netstandard.dll; }
 
+define_need pkg_config "the command pkg-config" "pkg-config"
+has_pkg_config() { has_command pkg-config; }
+
 define_need unzip "the command unzip" "unzip"
 has_unzip() { has_command unzip; }
 

@@ -4,10 +4,10 @@
 SUITES=(linux managed windows-x86 windows-x64 fuzz)
 
 declare -A SUITE_NEEDS=(
-    [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${TEST_PEERS[*]} gdb"
+    [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${TEST_PEERS[*]} gdb pkg_config"
     [managed]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${MANAGED_BUILD[*]} mono microsocks dante"
-    [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 wine wine_tls wine32 wine32_tls"
-    [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 wine wine_tls"
+    [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 pkg_config wine wine_tls wine32 wine32_tls"
+    [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 pkg_config wine wine_tls"
     [fuzz]="${FUZZ_BUILD[*]}"
 )
 
@@ -66,6 +66,9 @@ run_linux_suite() {
     for program in ${SUITE_PROGRAMS[linux]}; do
         run_suite_program "$suite" "$preset" "$program" "" ""
     done
+    # With a sanitizer it would be the sanitizer's library that is installed.
+    [[ "$preset" == linux-x64 ]] && check_install "$suite" "$preset" ""
+    return 0
 }
 
 # run_managed_suite NAME: the same program on both runtimes.
@@ -95,6 +98,7 @@ run_windows_suite() {
         # Wine shows the root of the file system as drive Z.
         run_suite_program "$suite" "$suite" "$program" ".exe" "Z:" wine
     done
+    check_install "$suite" "$suite" ".exe" wine
 }
 
 # skip_suite NAME NEED...: says what is missing. In CI it is a failure.
