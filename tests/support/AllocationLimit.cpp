@@ -14,9 +14,10 @@ constexpr std::size_t kLargestByDefault =
 
 std::atomic<std::size_t> largestAllocation{kLargestByDefault};
 
-/// Allocations of this thread until one fails; negative if none is to.
+/// Allocations of this thread until one fails; negative if none is to. Nothing here may have a destructor: mingw-w64
+/// runs those of a thread after it has freed their objects.
 thread_local int succeedingAllocations = -1;
-thread_local std::exception_ptr allocationFailure;
+thread_local const std::exception_ptr* allocationFailure = nullptr;
 
 void* allocate(std::size_t size)
 {
@@ -64,7 +65,7 @@ namespace LumTests {
 void failIfWanted(std::size_t size)
 {
     if (succeedingAllocations >= 0 && succeedingAllocations-- == 0) {
-        std::rethrow_exception(allocationFailure);
+        std::rethrow_exception(*allocationFailure);
     }
     if (size > largestAllocation.load(std::memory_order_relaxed)) {
         throw std::bad_alloc();
@@ -78,9 +79,9 @@ AllocationLimit::~AllocationLimit()
     largestAllocation = before;
 }
 
-FailingAllocation::FailingAllocation(int succeeding, std::exception_ptr failure)
+FailingAllocation::FailingAllocation(int succeeding, std::exception_ptr failure) : wantedFailure(std::move(failure))
 {
-    allocationFailure = std::move(failure);
+    allocationFailure = &wantedFailure;
     succeedingAllocations = succeeding;
 }
 

@@ -33,6 +33,9 @@ public:
 
     /// Whether it has failed.
     static bool HasFailed();
+
+private:
+    std::exception_ptr wantedFailure;
 };
 
 /// Throws if an allocation of this size, on this thread, is to fail now. For other ways to get memory than operator

@@ -9,6 +9,7 @@
 
 #include <atomic>
 #include <optional>
+#include <utility>
 
 /// Memory that is missing for one allocation, wherever that is: the first, the second, and so on until all succeed.
 
@@ -22,8 +23,9 @@ constexpr const char* kUrl = "http://host/path";
 const std::map<std::string, std::string> kHeaders = {{"A", "a value that is too long for a short string"}};
 const std::string kBody = "a body that is too long for a short string";
 
-/// The allocations of a worker from its first record on; it ends within the completion, on the same thread.
-thread_local std::optional<FailingAllocation> failingOfWorker;
+/// The allocations of a worker from its first record on; deleted within the completion, on the same thread. mingw-w64
+/// runs a thread's destructors too late for an object here.
+thread_local FailingAllocation* failingOfWorker = nullptr;
 
 /// Lets the worker's memory run out after its first record.
 class MemoryTakingLogger : public LumUtils::LumFormattingLoggerDelegate {
@@ -35,7 +37,7 @@ private:
                      const std::string& message, unsigned int /*line*/) override
     {
         if (message.find("Making") != std::string::npos) {
-            failingOfWorker.emplace(succeeding);
+            failingOfWorker = new FailingAllocation(succeeding);
         }
     }
 
@@ -57,7 +59,7 @@ protected:
             kUrl, kHeaders, kBody,
             [&hasFailed, completion = recorder.Completion()](auto result, auto response, auto error, auto handle) {
                 hasFailed = FailingAllocation::HasFailed();
-                failingOfWorker.reset();
+                delete std::exchange(failingOfWorker, nullptr);
                 completion(result, std::move(response), std::move(error), std::move(handle));
             },
             true, 30);
