@@ -1,9 +1,11 @@
 #include "support/AllocationLimit.h"
 
-#include <cstdint>
+#include "common/utils/LumTextUtils.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <stdexcept>
+#include <string>
 
 #include <windows.h>
 
@@ -16,21 +18,20 @@ namespace {
 
 constexpr const char* kModuleName = "liblumutilsWinCli.dll";
 
-/// An upper bound of the length of the function that makes room for exceptions.
-constexpr std::uintptr_t kLengthOfAllocateException = 256;
+/// No other allocation has this size.
+constexpr std::size_t kLearntSize = 54321;
 
-/// The room for an exception has a reserve of its own and is no operator new.
-bool isWithinAllocateException(const void* address)
-{
-    const auto start = reinterpret_cast<std::uintptr_t>(
-        reinterpret_cast<void*>(GetProcAddress(GetModuleHandleA(kModuleName), "__cxa_allocate_exception")));
-    const auto at = reinterpret_cast<std::uintptr_t>(address);
-    return at >= start && at - start < kLengthOfAllocateException;
-}
+/// Where the module's operator new calls malloc. The runtime's other calls are left alone: some hold locks, and none
+/// expects an exception.
+const void* callInOperatorNew = nullptr;
 
 void* allocateForModule(std::size_t size)
 {
-    if (!isWithinAllocateException(__builtin_return_address(0))) {
+    const void* const caller = __builtin_return_address(0);
+    if (callInOperatorNew == nullptr && size == kLearntSize) {
+        callInOperatorNew = caller;
+    }
+    if (caller == callInOperatorNew) {
         failIfWanted(size);
     }
     return std::malloc(size);
@@ -74,6 +75,10 @@ struct Redirection {
         }
         *slot = reinterpret_cast<void*>(&allocateForModule);
         VirtualProtect(slot, sizeof(*slot), protection, &protection);
+        LumUtils::trimString(std::string(kLearntSize - 1, 'x'));
+        if (callInOperatorNew == nullptr) {
+            throw std::runtime_error("the module's operator new is not found");
+        }
     }
 };
 
