@@ -1,4 +1,5 @@
 #include "support/ChildProgram.h"
+#include "support/FileHolder.h"
 #include "support/FileMode.h"
 #include "support/ScratchFolder.h"
 
@@ -62,7 +63,7 @@ bool write(HANDLE file, const std::string& content)
 class Holder {
 public:
     Holder(const std::string& path, const FileMode& mode, const std::string& lock = "none")
-        : program(LUM_FILE_HOLDER, {mode.access, mode.share, lock, path}), answer(program.readLine())
+        : program(LumTests::fileHolder(), {mode.access, mode.share, lock, path}), answer(program.readLine())
     {
     }
 

@@ -2,6 +2,7 @@
 #include "common/storage/LumFileManager.h"
 #include "common/storage/LumStorageError.h"
 #include "support/ChildProgram.h"
+#include "support/FileHolder.h"
 #include "support/FileMode.h"
 #include "support/ScratchFolder.h"
 
@@ -78,7 +79,7 @@ TEST_P(BesideHolderTest, OperationsSucceedOrFailWithCodeOne)
 {
     const HolderRow& row = GetParam();
     ASSERT_EQ(write("before"), Code::kNone);
-    ChildProgram holder(LUM_FILE_HOLDER, {row.mode.access, row.mode.share, "none", path});
+    ChildProgram holder(LumTests::fileHolder(), {row.mode.access, row.mode.share, "none", path});
     ASSERT_EQ(holder.readLine(), "held");
     EXPECT_EQ(read(), row.readCode);
     EXPECT_EQ(content, row.readCode == 0 ? "before" : "");
@@ -93,7 +94,7 @@ INSTANTIATE_TEST_SUITE_P(Modes, BesideHolderTest, testing::ValuesIn(kHolders));
 TEST_F(LockedOperationContractTest, AReadFailsAtOnceWhileSomebodyHoldsAnExclusiveLock)
 {
     ASSERT_EQ(write("content"), Code::kNone);
-    ChildProgram holder(LUM_FILE_HOLDER, {"rw", "rw", "exclusive", path});
+    ChildProgram holder(LumTests::fileHolder(), {"rw", "rw", "exclusive", path});
     ASSERT_EQ(holder.readLine(), "held");
     EXPECT_EQ(read(), Code::kLockFailed);
     EXPECT_EQ(holder.wait(), 0);
@@ -103,7 +104,7 @@ TEST_F(LockedOperationContractTest, AReadFailsAtOnceWhileSomebodyHoldsAnExclusiv
 
 TEST_F(LockedOperationContractTest, AReadBesideAWriteInProgressFailsByItsShareMode)
 {
-    ChildProgram writer(LUM_FILE_HOLDER, {kWriteOperation.access, kWriteOperation.share, "exclusive", path});
+    ChildProgram writer(LumTests::fileHolder(), {kWriteOperation.access, kWriteOperation.share, "exclusive", path});
     ASSERT_EQ(writer.readLine(), "held");
     EXPECT_EQ(read(), Code::kOpenFailed);
     EXPECT_EQ(write("another"), Code::kOpenFailed);
@@ -112,7 +113,7 @@ TEST_F(LockedOperationContractTest, AReadBesideAWriteInProgressFailsByItsShareMo
 TEST_F(LockedOperationContractTest, ReadsGoTogether)
 {
     ASSERT_EQ(write("content"), Code::kNone);
-    ChildProgram reader(LUM_FILE_HOLDER, {kReadOperation.access, kReadOperation.share, "shared", path});
+    ChildProgram reader(LumTests::fileHolder(), {kReadOperation.access, kReadOperation.share, "shared", path});
     ASSERT_EQ(reader.readLine(), "held");
     EXPECT_EQ(read(), Code::kNone);
     EXPECT_EQ(content, "content");
@@ -121,7 +122,7 @@ TEST_F(LockedOperationContractTest, ReadsGoTogether)
 
 TEST_F(LockedOperationContractTest, AWriteWaitsForTheLockOfAHolderThatSharesAll)
 {
-    ChildProgram holder(LUM_FILE_HOLDER, {"r", "rw", "shared", path});
+    ChildProgram holder(LumTests::fileHolder(), {"r", "rw", "shared", path});
     ASSERT_EQ(holder.readLine(), "held");
     auto code = std::async(std::launch::async, [this] { return write("content"); });
     EXPECT_EQ(code.wait_for(std::chrono::milliseconds(200)), std::future_status::timeout);
@@ -133,7 +134,7 @@ TEST_F(LockedOperationContractTest, AWriteWaitsForTheLockOfAHolderThatSharesAll)
 
 TEST_F(LockedOperationContractTest, AKilledWriterLocksNobodyOut)
 {
-    ChildProgram writer(LUM_FILE_HOLDER, {kWriteOperation.access, kWriteOperation.share, "exclusive", path});
+    ChildProgram writer(LumTests::fileHolder(), {kWriteOperation.access, kWriteOperation.share, "exclusive", path});
     ASSERT_EQ(writer.readLine(), "held");
     writer.kill();
     writer.wait();

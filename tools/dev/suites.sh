@@ -6,7 +6,7 @@ SUITES=(linux managed windows-x86 windows-x64 fuzz)
 declare -A SUITE_NEEDS=(
     [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${TEST_PEERS[*]} gdb pkg_config"
     [managed]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${MANAGED_BUILD[*]} mono microsocks dante"
-    [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 pkg_config wine wine_tls wine32 wine32_tls"
+    [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 mingw_x64 pkg_config wine wine_tls wine32 wine32_tls"
     [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 pkg_config wine wine_tls"
     [fuzz]="${FUZZ_BUILD[*]}"
 )
@@ -85,6 +85,16 @@ run_managed_suite() {
     run_program "$suite/mono" "$(limit_of managed)" "" "${starter[@]}" mono "$program.dll"
 }
 
+# check_locks_across_widths SUITE: the 32-bit tests of share modes and locks beside a 64-bit process.
+check_locks_across_widths() {
+    local suite="$1" name=lum_platform_tests
+    [[ "$suite" == windows-x86 ]] || return 0
+    build_or_fail "$suite" windows-x64 lum_file_holder || return 0
+    run_program "$suite/$name-beside-x64" "$(limit_of "$name")" "Z:" \
+        env "LUM_TEST_FILE_HOLDER=Z:$BUILD/windows-x64/tests/lum_file_holder.exe" wine "$BUILD/$suite/tests/$name.exe" \
+        "--gtest_filter=LockedOperationContractTest.*:*BesideHolderTest.*:*ShareModeTest.*:FileContractTest.*"
+}
+
 # run_windows_suite NAME, which is also its preset.
 run_windows_suite() {
     local suite="$1" program
@@ -98,6 +108,7 @@ run_windows_suite() {
         # Wine shows the root of the file system as drive Z.
         run_suite_program "$suite" "$suite" "$program" ".exe" "Z:" wine
     done
+    check_locks_across_widths "$suite"
     check_install "$suite" "$suite" ".exe" wine
 }
 

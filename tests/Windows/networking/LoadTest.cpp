@@ -112,7 +112,7 @@ TEST_F(LoadTest, RequestsFromManyThreadsAtOnce)
 TEST_F(LoadTest, RequestsInARowKeepMemoryAndDescriptorsFlat)
 {
     const std::size_t count = RequestsInARow();
-    RunInARow(count / 2);
+    RunInARow(count / 10);
     const std::size_t memory = usedMemory();
     const std::size_t descriptors = openDescriptorCount();
     RunInARow(count);

@@ -52,7 +52,7 @@ constexpr bool kFailsWherePostBecomesGet = true;
 /// Each request that waits for its answer takes one of 500 threads; the others wait for a free one.
 constexpr bool kServesThousandAtOnce = false;
 
-constexpr std::size_t kRequestsInARow = 2000;
+constexpr std::size_t kRequestsInARow = 20000;
 
 /// Handles that the platform keeps for reuse.
 constexpr std::size_t kDescriptorSlack = 16;
