@@ -274,7 +274,8 @@ void HttpDriver::FinishEnded()
         }
         std::unique_ptr<HttpTransfer> transfer = Release(ended);
         transfer->Finish(result);
-        if (HttpTransfer::CanUseHandlesAgain() && idle.size() < kMostIdleTransfers) {
+        if (idle.size() < kMostIdleTransfers) {
+            transfer->Rest();
             idle.push_back(std::move(transfer));
         }
     }

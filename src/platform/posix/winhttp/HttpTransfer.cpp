@@ -180,7 +180,7 @@ DWORD winHttpError(CURLcode result)
     }
 }
 
-HttpTransfer::HttpTransfer(const SocketCalls& calls) : socketCalls(calls), easy(NewHandle()) {}
+HttpTransfer::HttpTransfer(const SocketCalls& calls) : socketCalls(calls), easy(nullptr, curl_easy_cleanup) {}
 
 bool HttpTransfer::CanUseHandlesAgain()
 {
@@ -220,6 +220,10 @@ HttpTransfer::EasyHandle HttpTransfer::NewHandle()
     }
     // Cookies live as long as the request, for its redirects.
     setOption(made, CURLOPT_COOKIEFILE, "");
+    if (hasUsualHeaders) {
+        curl_easy_setopt(made, CURLOPT_HTTPHEADER, headers);
+    }
+    wasPlainGet = true;
     return handle;
 }
 
@@ -236,8 +240,6 @@ void HttpTransfer::RenewHandle()
         }
     }
     easy = std::move(renewed);
-    wasPlainGet = false;
-    hasUsualHeaders = false;
 }
 
 HttpTransfer::~HttpTransfer()
@@ -251,6 +253,9 @@ void HttpTransfer::Begin(std::shared_ptr<HttpRequest> newRequest, std::size_t ne
 {
     place = newPlace;
     request = std::move(newRequest);
+    if (!easy) {
+        easy = NewHandle();
+    }
     const HttpMessage& message = request->Message();
     verb = message.verb;
     sendsBody = verb == "POST" || verb == "PUT" || verb == "PATCH" || message.bodyLength > 0;
@@ -396,6 +401,14 @@ void HttpTransfer::Finish(CURLcode result)
     } else {
         // The last redirect that is followed, or an interim response that none followed.
         Fail(IsRedirecting() ? ERROR_WINHTTP_REDIRECT_FAILED : ERROR_WINHTTP_INVALID_SERVER_RESPONSE);
+    }
+}
+
+void HttpTransfer::Rest()
+{
+    if (!CanUseHandlesAgain()) {
+        easy.reset();
+        hasCookies = false;
     }
 }
 

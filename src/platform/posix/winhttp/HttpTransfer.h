@@ -26,11 +26,6 @@ public:
     HttpTransfer(const HttpTransfer&) = delete;
     HttpTransfer& operator=(const HttpTransfer&) = delete;
 
-    /// Whether a handle may carry one response after the other. Before version 8.0 curl keeps a pointer to the last
-    /// header of the response before, which is gone, and a server that begins its headers with a folded line has curl
-    /// read and write there.
-    static bool CanUseHandlesAgain();
-
     CURL* Easy() const { return easy.get(); }
 
     /// Prepares the transfer for the request, which it then holds.
@@ -50,6 +45,9 @@ public:
     void Finish(CURLcode result);
     void Fail(DWORD error);
 
+    /// Gives up what must not serve another request.
+    void Rest();
+
     /// Tells the request that it has gone out, once that is so; false before.
     bool AnnounceIfSent();
 
@@ -61,6 +59,11 @@ private:
     static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self);
 
     using EasyHandle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
+
+    /// Whether a handle may carry one response after the other. Before version 8.0 curl keeps a pointer to the last
+    /// header of the response before, which is gone, and a server that begins its headers with a folded line has curl
+    /// read and write there.
+    static bool CanUseHandlesAgain();
 
     EasyHandle NewHandle();
     void RenewHandle();
