@@ -20,6 +20,9 @@ function(lum_target_options target)
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wnon-virtual-dtor
     -Woverloaded-virtual -Wnull-dereference -Wformat=2 -Werror
     "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
+  if(MINGW)
+    target_link_options(${target} PRIVATE -static) # no library of the compiler is needed beside it
+  endif()
   if(CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
     # It also warns of a format whose values come as a list, which is how finished formats are handed on.
     target_compile_options(${target} PRIVATE -Wno-format-nonliteral)

@@ -7,7 +7,7 @@ declare -A SUITE_NEEDS=(
     [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${TEST_PEERS[*]} gdb pkg_config"
     [managed]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${MANAGED_BUILD[*]} mono microsocks dante"
     [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 mingw_x64 pkg_config wine wine_tls wine32 wine32_tls"
-    [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 pkg_config wine wine_tls"
+    [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 pkg_config wine wine_tls ${MANAGED_BUILD[*]} microsocks dante"
     [fuzz]="${FUZZ_BUILD[*]}"
 )
 
@@ -95,6 +95,26 @@ check_locks_across_widths() {
         "--gtest_filter=LockedOperationContractTest.*:*BesideHolderTest.*:*ShareModeTest.*:FileContractTest.*"
 }
 
+# check_desktop_host SUITE: the example's host with its own 64-bit .NET, through a real proxy, on the module as it ships.
+check_desktop_host() {
+    local suite="$1" folder="$BUILD/managed/desktop-host-win-x64" outcome=failed start=$SECONDS
+    local log="$LOGS/$suite/desktop-host.log"
+    [[ "$suite" == windows-x64 ]] || return 0
+    say "    desktop-host"
+    if ! run_logged "$LOGS/$suite/desktop-host-build.log" run_dotnet publish examples/desktop-host/DesktopHost.csproj \
+        --configuration Release --runtime win-x64 --self-contained --nologo -p:UseSharedCompilation=false --output "$folder"; then
+        add_failure "$suite/desktop-host - (the host does not build)"
+        return
+    fi
+    cp "$BUILD/$suite/src/liblumutilsWinCli.dll" "$BUILD/$suite/examples/desktop-host/native/liblum_desktop_module.dll" "$folder"
+    # Wine reads .NET's assemblies as libraries, and these ask for mscoree.
+    timeout --kill-after=20 120 "$TEST_SERVER" --proxies -- bash -c "$OWN_SITE" own-site \
+        env "WINEDLLOVERRIDES=mshtml=;winemenubuilder.exe=d" wine "$folder/DesktopHost.exe" --output "Z:$BUILD/desktop-host-win-x64" >"$log" 2>&1 </dev/null && outcome=passed
+    [[ "$outcome" == passed ]] || show_tail "$log"
+    add_outcomes "$suite/desktop-host" <<<"$outcome DesktopHostTest.FetchesTheSameDirectlyAndThroughTheProxy"
+    say "      $outcome, $((SECONDS - start)) s"
+}
+
 # run_windows_suite NAME, which is also its preset.
 run_windows_suite() {
     local suite="$1" program
@@ -109,6 +129,7 @@ run_windows_suite() {
         run_suite_program "$suite" "$suite" "$program" ".exe" "Z:" wine
     done
     check_locks_across_widths "$suite"
+    check_desktop_host "$suite"
     check_install "$suite" "$suite" ".exe" wine
 }
 

@@ -3,11 +3,12 @@
 #include "Fetch.h"
 
 #include "Windows/networking/WinHttpClientAsync.h"
+#include "platform/LumPlatform.h"
 
 #include <exception>
 #include <vector>
 
-#define LUM_DESKTOP extern "C" __attribute__((visibility("default")))
+#define LUM_DESKTOP extern "C" LUM_EXPORT
 
 namespace {
 
