@@ -13,6 +13,7 @@
 
 #include <atomic>
 #include <condition_variable>
+#include <optional>
 #include <stdexcept>
 
 namespace {
@@ -83,6 +84,30 @@ bool isMaking(const std::string& message)
 {
     return message.find("Making") != std::string::npos;
 }
+
+/// Gives the worker Japanese texts with its first record, which comes before anything is converted, and takes them back
+/// with its error record, whose message it keeps.
+class JapaneseWorkerLogger : public LumUtils::LumFormattingLoggerDelegate {
+public:
+    /// To be called when the request has ended.
+    const std::string& errorMessage() const { return error; }
+
+private:
+    void writeRecord(LumLogLevel level, const std::string& /*file*/, const std::string& /*function*/,
+                     const std::string& message, unsigned int /*line*/) override
+    {
+        if (isMaking(message)) {
+            encoding.emplace();
+        }
+        if (level == LumLogLevel::Error) {
+            error = message;
+            encoding.reset();
+        }
+    }
+
+    std::optional<JapaneseTexts> encoding;
+    std::string error;
+};
 
 class SocksClientTest : public testing::Test {
 protected:
@@ -412,20 +437,11 @@ TEST_F(LostMessageTest, AMessageWithUnpairedSurrogatesWhereTheEncodingRefusesThe
 
 TEST_F(SocksClientTest, AMessageOutsideAsciiIsInTheWorkersEncoding)
 {
-    client =
-        std::make_unique<Client>(std::make_shared<HookedLogger>([&](LumLogLevel level, const std::string& message) {
-                                     static thread_local std::optional<JapaneseTexts> encoding;
-                                     if (isMaking(message)) {
-                                         encoding.emplace();
-                                     }
-                                     if (level == LumLogLevel::Error) {
-                                         logger->logError("", "", "%s", 1, message.c_str());
-                                     }
-                                 }),
-                                 host.lend(socks));
+    const auto workerLogger = std::make_shared<JapaneseWorkerLogger>();
+    client = std::make_unique<Client>(workerLogger, host.lend(socks));
     socks->fail(exceptionOf("System.Exception", u"\u3042"));
     expectFailed(fetch());
-    EXPECT_EQ(logger->records().at(0).message, std::string("SOCKS HTTP request error: ") + kHiragana);
+    EXPECT_EQ(workerLogger->errorMessage(), std::string("SOCKS HTTP request error: ") + kHiragana);
 }
 
 TEST_F(SocksClientTest, ANullBodyFailsTheRequest)
@@ -450,21 +466,10 @@ TEST_F(SocksClientTest, ANullHeaderLineFailsTheRequest)
 
 TEST_F(SocksClientTest, InvalidBytesFailTheRequestAndTheHostIsNotCalled)
 {
-    std::string error;
-    // The worker's first record comes before anything is converted.
-    client =
-        std::make_unique<Client>(std::make_shared<HookedLogger>([&](LumLogLevel level, const std::string& message) {
-                                     static thread_local std::optional<JapaneseTexts> encoding;
-                                     if (isMaking(message)) {
-                                         encoding.emplace();
-                                     }
-                                     if (level == LumLogLevel::Error) {
-                                         error = message;
-                                     }
-                                 }),
-                                 host.lend(socks));
+    const auto workerLogger = std::make_shared<JapaneseWorkerLogger>();
+    client = std::make_unique<Client>(workerLogger, host.lend(socks));
     expectFailed(fetch({{"Header", kInvalidByte}}));
-    EXPECT_EQ(error,
+    EXPECT_EQ(workerLogger->errorMessage(),
               "SOCKS HTTP request error: Conversion from MultiByte to WideChar failed.  Please check the content "
               "of the string and/or locale settings.");
     EXPECT_TRUE(socks->requests().empty());
