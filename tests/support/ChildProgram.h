@@ -1,5 +1,6 @@
 #pragma once
 
+#include <chrono>
 #include <memory>
 #include <string>
 #include <vector>
@@ -34,6 +35,9 @@ public:
 
     /// Closes its input and waits for its end. Its exit code, or another number than 0 if it was killed.
     int wait();
+
+    /// As wait, but kills it if it has not ended in this time; then -1.
+    int waitFor(std::chrono::milliseconds limit);
 
 private:
     struct System;

@@ -93,6 +93,11 @@ std::string secure(Certificate certificate, const std::string& path)
     return "https://127.0.0.1:" + std::to_string(securePort(certificate)) + path;
 }
 
+std::string secureByName(Certificate certificate, const std::string& path)
+{
+    return "https://localhost:" + std::to_string(securePort(certificate)) + path;
+}
+
 std::string queryValue(const std::string& text)
 {
     constexpr char kDigits[] = "0123456789ABCDEF";

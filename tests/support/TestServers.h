@@ -41,6 +41,9 @@ enum class Certificate {
 std::uint16_t securePort(Certificate certificate);
 std::string secure(Certificate certificate, const std::string& path);
 
+/// The same by the name localhost.
+std::string secureByName(Certificate certificate, const std::string& path);
+
 /// The text as it stands in a query.
 std::string queryValue(const std::string& text);
 

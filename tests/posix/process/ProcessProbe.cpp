@@ -5,7 +5,6 @@
 #include "posix/process/Forks.h"
 #include "posix/process/Interruptions.h"
 #include "posix/process/PeakMemory.h"
-#include "posix/process/TrustedAuthority.h"
 #include "posix/process/UnloadRounds.h"
 #include "support/BodyPattern.h"
 #include "support/RecordingLogger.h"
@@ -15,7 +14,6 @@
 #include <future>
 #include <iostream>
 #include <string>
-#include <thread>
 
 /// Does what its argument names, in a process of its own. Exits with 0 if that went as it should.
 
@@ -31,58 +29,6 @@ constexpr bool kHasSanitizer = true;
 #else
 constexpr bool kHasSanitizer = false;
 #endif
-
-void ignoreOutcome(HttpRequestResult, std::unique_ptr<HttpResponse>, std::unique_ptr<LumUtils::ILumError>,
-                   std::shared_ptr<ILumAsynchronousTransaction>)
-{
-}
-
-/// A completion after the end would touch what is gone.
-void leaveWithRequestsToASilentServer()
-{
-    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
-    for (int index = 0; index < 10; ++index) {
-        client.Get(TestServers::silent(), {}, ignoreOutcome, true, 30);
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-}
-
-void leaveAtOnce()
-{
-    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
-    for (int index = 0; index < 100; ++index) {
-        client.Get(TestServers::scripted("/bytes?n=1000"), {}, ignoreOutcome, true, 30);
-    }
-}
-
-void exitInACompletion()
-{
-    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
-    client.Get(
-        TestServers::scripted("/bytes?n=10"), {}, [](auto...) { std::exit(0); }, true, 30);
-    std::this_thread::sleep_for(std::chrono::seconds(30));
-    std::_Exit(1);
-}
-
-void leaveWhileACompletionRuns()
-{
-    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
-    static std::promise<void> started;
-    client.Get(
-        TestServers::scripted("/bytes?n=10"), {},
-        [](auto...) {
-            started.set_value();
-            std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        },
-        true, 30);
-    started.get_future().wait();
-}
-
-void leaveWhileANameIsLookedUp()
-{
-    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
-    client.Get("http://no-such-host.invalid/", {}, ignoreOutcome, true, 30);
-}
 
 /// Fetches the URL; without a response the result is empty, and its status 0.
 HttpResponse fetch(const UrlComponents& url)
@@ -116,19 +62,6 @@ bool expect(bool holds, const std::string& what)
         std::cerr << "not so: " << what << '\n';
     }
     return holds;
-}
-
-/// With its authority in the system's store a good certificate is accepted, also on the way to a redirect to http, and
-/// a bad one is not.
-bool fetchFromTrustedServer()
-{
-    using TestServers::Certificate;
-    LumTests::trustAuthority(std::getenv("LUM_TEST_CA_FILE"));
-    return fetchStatus(TestServers::secure(Certificate::UnknownAuthority, "/one.bin")) == 200 &&
-           fetchStatus(TestServers::secure(Certificate::UnknownAuthority, "/to-http")) == 200 &&
-           fetchStatus(TestServers::secure(Certificate::WrongHost, "/one.bin")) == 0 &&
-           fetchStatus(TestServers::secure(Certificate::Expired, "/one.bin")) == 0 &&
-           fetchStatus(TestServers::secure(Certificate::SelfSigned, "/one.bin")) == 0;
 }
 
 void setProxy()
@@ -203,21 +136,9 @@ bool holdLargeBodyOnce()
 int main(int argumentCount, char** arguments)
 {
     const std::string way = argumentCount > 1 ? arguments[1] : "";
-    if (way == "silent") {
-        leaveWithRequestsToASilentServer();
-    } else if (way == "at-once") {
-        leaveAtOnce();
-    } else if (way == "in-completion") {
-        exitInACompletion();
-    } else if (way == "completion-runs") {
-        leaveWhileACompletionRuns();
-    } else if (way == "looking-up") {
-        leaveWhileANameIsLookedUp();
-    } else if (way == "unload") {
+    if (way == "unload") {
         // Without the checks at exit: what the layer keeps for late calls is lost with the library.
         std::_Exit(LumTests::loadAndUnload(LUM_UNLOAD_PLUGIN) ? 0 : 1);
-    } else if (way == "trusted") {
-        return fetchFromTrustedServer() ? 0 : 1;
     } else if (way == "proxy") {
         return fetchThroughProxy() ? 0 : 1;
     } else if (way == "default-ports") {
@@ -244,8 +165,6 @@ int main(int argumentCount, char** arguments)
         return LumTests::hasNoFileAndNoConnection() ? 0 : 1;
     } else if (way == "signals") {
         return LumTests::requestDuringSignals() ? 0 : 1;
-    } else {
-        return 2;
     }
-    return 0;
+    return 2;
 }

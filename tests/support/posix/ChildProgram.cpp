@@ -4,6 +4,7 @@
 #include <csignal>
 #include <optional>
 #include <system_error>
+#include <thread>
 
 #include <fcntl.h>
 #include <spawn.h>
@@ -46,6 +47,8 @@ struct Pipe {
 } // namespace
 
 struct ChildProgram::System {
+    void keepExitCode(int status) { exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status); }
+
     pid_t process = -1;
     std::optional<int> exitCode;
     Pipe input;
@@ -107,6 +110,25 @@ void ChildProgram::kill()
     }
 }
 
+int ChildProgram::waitFor(std::chrono::milliseconds limit)
+{
+    closeInput();
+    const auto end = std::chrono::steady_clock::now() + limit;
+    while (!system->exitCode) {
+        int status = 0;
+        if (waitpid(system->process, &status, WNOHANG) == system->process) {
+            system->keepExitCode(status);
+        } else if (std::chrono::steady_clock::now() >= end) {
+            kill();
+            wait();
+            return -1;
+        } else {
+            std::this_thread::sleep_for(std::chrono::milliseconds(10));
+        }
+    }
+    return *system->exitCode;
+}
+
 int ChildProgram::wait()
 {
     closeInput();
@@ -114,7 +136,7 @@ int ChildProgram::wait()
         int status = 0;
         while (waitpid(system->process, &status, 0) < 0 && errno == EINTR) {
         }
-        system->exitCode = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+        system->keepExitCode(status);
     }
     return *system->exitCode;
 }

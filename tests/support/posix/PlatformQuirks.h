@@ -9,6 +9,7 @@ namespace LumTests::Quirks {
 constexpr bool kNotifiesWithLastError = true;
 constexpr unsigned int kErrorOfReset = 12030;
 constexpr unsigned int kErrorOfBadCertificate = 12175;
+constexpr bool kKnowsAddressesInCertificates = true;
 constexpr bool isFollowed(int /*status*/)
 {
     return true;

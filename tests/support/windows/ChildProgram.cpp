@@ -117,6 +117,17 @@ void ChildProgram::kill()
     TerminateProcess(system->process, 1);
 }
 
+int ChildProgram::waitFor(std::chrono::milliseconds limit)
+{
+    closeInput();
+    if (WaitForSingleObject(system->process, static_cast<DWORD>(limit.count())) == WAIT_OBJECT_0) {
+        return wait();
+    }
+    kill();
+    wait();
+    return -1;
+}
+
 int ChildProgram::wait()
 {
     closeInput();

@@ -16,6 +16,9 @@ constexpr unsigned int kErrorOfReset = 10054;
 /// A certificate that is not good is notified as a handshake that failed, whatever is wrong with it.
 constexpr unsigned int kErrorOfBadCertificate = 12157;
 
+/// Of the names in a certificate those that are addresses are not looked at.
+constexpr bool kKnowsAddressesInCertificates = false;
+
 /// Only these redirects are followed.
 constexpr bool isFollowed(int status)
 {

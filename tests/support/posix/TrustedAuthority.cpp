@@ -1,4 +1,4 @@
-#include "posix/process/TrustedAuthority.h"
+#include "support/TrustedAuthority.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -36,7 +36,9 @@ std::string joinFiles(const std::string& first, const std::string& second)
 
 } // namespace
 
-void trustAuthority(const std::string& certificateFile)
+struct TrustedAuthority::System {};
+
+TrustedAuthority::TrustedAuthority(const std::string& certificateFile)
 {
     const std::string store = curl_version_info(CURLVERSION_NOW)->cainfo;
     const std::string joined = joinFiles(store, certificateFile);
@@ -47,5 +49,7 @@ void trustAuthority(const std::string& certificateFile)
     unlink(joined.c_str());
     require(isMounted, "mount the store");
 }
+
+TrustedAuthority::~TrustedAuthority() = default;
 
 } // namespace LumTests

@@ -1,0 +1,36 @@
+#include "support/ChildProgram.h"
+#include "support/RequestRecorder.h"
+
+#include <gtest/gtest.h>
+
+/// What takes a process of its own to see: how it ends, and whom the system trusts.
+
+namespace LumTests {
+
+namespace {
+
+int runProbe(const char* way)
+{
+    return ChildProgram(LUM_TRANSPORT_PROBE, {way}).waitFor(kLongestWait);
+}
+
+class ProcessEndTest : public testing::TestWithParam<const char*> {};
+
+TEST_P(ProcessEndTest, NeitherHangsNorCrashes)
+{
+    EXPECT_EQ(runProbe(GetParam()), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(Ways, ProcessEndTest,
+                         testing::Values("silent", "silent-held", "at-once", "in-completion", "completion-runs",
+                                         "looking-up"));
+
+TEST(SystemStoreTest, DecidesWhichCertificatesAreGood)
+{
+    EXPECT_EQ(runProbe("trusted"), 0) << "the probe says on its error stream which is not judged right";
+    EXPECT_EQ(runProbe("untrusted"), 0) << "the authority is trusted no more, so its certificates are no good";
+}
+
+} // namespace
+
+} // namespace LumTests

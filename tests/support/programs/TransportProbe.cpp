@@ -1,0 +1,181 @@
+#include "PlatformQuirks.h"
+#include "Windows/networking/WinHttpClientAsync.h"
+#include "support/RecordingLogger.h"
+#include "support/RequestRecorder.h"
+#include "support/TestServers.h"
+#include "support/TrustedAuthority.h"
+
+#include <cstdlib>
+#include <future>
+#include <iostream>
+#include <string>
+#include <thread>
+
+/// Does what its argument names, in a process of its own. Exits with 0 if that went as it should.
+
+namespace {
+
+using namespace LumNetworking;
+using LumTests::Outcome;
+using LumTests::RecordingLogger;
+using LumTests::RequestRecorder;
+using LumTests::TrustedAuthority;
+using LumTests::TestServers::Certificate;
+namespace Quirks = LumTests::Quirks;
+namespace TestServers = LumTests::TestServers;
+
+constexpr int kConnectSeconds = 30;
+
+/// A completion after the end would touch what is gone.
+void ignoreOutcome(HttpRequestResult, std::unique_ptr<HttpResponse>, std::unique_ptr<LumUtils::ILumError>,
+                   std::shared_ptr<ILumAsynchronousTransaction>)
+{
+}
+
+Outcome fetch(const std::string& url)
+{
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    const RequestRecorder recorder;
+    client.Get(url, {}, recorder.Completion(), true, kConnectSeconds);
+    return recorder.WaitForOutcome();
+}
+
+std::size_t silentConnections()
+{
+    return std::stoul(fetch(TestServers::scripted("/silent/count")).response->body);
+}
+
+/// Starts requests that are never answered, and waits until they have reached their server.
+std::vector<std::shared_ptr<ILumAsynchronousTransaction>> startUnansweredRequests(WinHttpClientAsync& client)
+{
+    constexpr std::size_t kCount = 10;
+    const std::size_t before = silentConnections();
+    std::vector<std::shared_ptr<ILumAsynchronousTransaction>> transactions;
+    while (transactions.size() < kCount) {
+        transactions.push_back(client.Get(TestServers::silent(), {}, ignoreOutcome, true, kConnectSeconds));
+    }
+    if (!LumTests::waitUntil([&] { return silentConnections() >= before + kCount; })) {
+        throw std::runtime_error("the requests do not reach the server");
+    }
+    return transactions;
+}
+
+void leaveWithRequestsToASilentServer()
+{
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    startUnansweredRequests(client);
+}
+
+/// Client and transactions go after main.
+void leaveHoldingRequestsToASilentServer()
+{
+    static WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    static const std::vector<std::shared_ptr<ILumAsynchronousTransaction>> transactions =
+        startUnansweredRequests(client);
+}
+
+void leaveAtOnce()
+{
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    for (int index = 0; index < 100; ++index) {
+        client.Get(TestServers::scripted("/bytes?n=1000"), {}, ignoreOutcome, true, kConnectSeconds);
+    }
+}
+
+void exitInACompletion()
+{
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    client.Get(
+        TestServers::scripted("/bytes?n=10"), {}, [](auto...) { std::exit(0); }, true, kConnectSeconds);
+    std::this_thread::sleep_for(std::chrono::seconds(30));
+    std::_Exit(1);
+}
+
+void leaveWhileACompletionRuns()
+{
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    static std::promise<void> started;
+    client.Get(
+        TestServers::scripted("/bytes?n=10"), {},
+        [](auto...) {
+            started.set_value();
+            std::this_thread::sleep_for(std::chrono::milliseconds(300));
+        },
+        true, kConnectSeconds);
+    started.get_future().wait();
+}
+
+void leaveWhileANameIsLookedUp()
+{
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    client.Get("http://no-such-host.invalid/", {}, ignoreOutcome, true, kConnectSeconds);
+}
+
+/// Fetches the URL and says on the error stream if that does not end as expected.
+bool isAccepted(const std::string& url, bool isExpected)
+{
+    const Outcome outcome = fetch(url);
+    const bool isSuccess = outcome.result == HttpRequestResult::SUCCESS && outcome.response->statusCode == 200;
+    const bool isFailure = outcome.result == HttpRequestResult::FAILED && outcome.error->getCode() == 13;
+    if (isExpected ? isSuccess : isFailure) {
+        return true;
+    }
+    std::cerr << url << (isExpected ? " is not accepted\n" : " is not refused\n");
+    return false;
+}
+
+/// With its authority in the system's store a good certificate is accepted, also on the way to a redirect to http, and
+/// a bad one is not. Without it none is.
+bool fetchFromTrustedServer()
+{
+    using TestServers::secureByName;
+    const std::string good = secureByName(Certificate::UnknownAuthority, "/one.bin");
+    const TrustedAuthority authority(std::getenv("LUM_TEST_CA_FILE"));
+    return isAccepted(good, true) && isAccepted(secureByName(Certificate::UnknownAuthority, "/to-http"), true) &&
+           isAccepted(TestServers::secure(Certificate::UnknownAuthority, "/one.bin"),
+                      Quirks::kKnowsAddressesInCertificates) &&
+           isAccepted(secureByName(Certificate::WrongHost, "/one.bin"), false) &&
+           isAccepted(secureByName(Certificate::Expired, "/one.bin"), false) &&
+           isAccepted(secureByName(Certificate::SelfSigned, "/one.bin"), false);
+}
+
+bool fetchFromUntrustedServer()
+{
+    return isAccepted(TestServers::secureByName(Certificate::UnknownAuthority, "/one.bin"), false);
+}
+
+int run(const std::string& way)
+{
+    if (way == "silent") {
+        leaveWithRequestsToASilentServer();
+    } else if (way == "silent-held") {
+        leaveHoldingRequestsToASilentServer();
+    } else if (way == "at-once") {
+        leaveAtOnce();
+    } else if (way == "in-completion") {
+        exitInACompletion();
+    } else if (way == "completion-runs") {
+        leaveWhileACompletionRuns();
+    } else if (way == "looking-up") {
+        leaveWhileANameIsLookedUp();
+    } else if (way == "trusted") {
+        return fetchFromTrustedServer() ? 0 : 1;
+    } else if (way == "untrusted") {
+        return fetchFromUntrustedServer() ? 0 : 1;
+    } else {
+        return 2;
+    }
+    return 0;
+}
+
+} // namespace
+
+int main(int argumentCount, char** arguments)
+{
+    try {
+        return run(argumentCount > 1 ? arguments[1] : "");
+    } catch (const std::exception& exception) {
+        std::cerr << exception.what() << '\n';
+        return 3;
+    }
+}
