@@ -17,13 +17,12 @@ namespace {
 
 constexpr const char* kSelf = "/proc/self/exe";
 
-/// Starts this program with its output going to the pipe. The child takes signals as usual, whatever this thread
-/// blocks.
-pid_t spawnSelf(const std::vector<std::string>& arguments, int output)
+/// Starts a program with its output going to the pipe. The child takes signals as usual, whatever this thread blocks.
+pid_t spawn(const std::vector<std::string>& words, int output)
 {
-    std::vector<char*> pointers{const_cast<char*>(kSelf)};
-    for (const std::string& argument : arguments) {
-        pointers.push_back(const_cast<char*>(argument.c_str()));
+    std::vector<char*> pointers;
+    for (const std::string& word : words) {
+        pointers.push_back(const_cast<char*>(word.c_str()));
     }
     pointers.push_back(nullptr);
 
@@ -38,7 +37,7 @@ pid_t spawnSelf(const std::vector<std::string>& arguments, int output)
     posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK);
 
     pid_t child = -1;
-    const int failure = posix_spawn(&child, kSelf, &actions, &attributes, pointers.data(), environ);
+    const int failure = posix_spawnp(&child, pointers.front(), &actions, &attributes, pointers.data(), environ);
     posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     if (failure != 0) {
@@ -60,13 +59,13 @@ std::string readAll(int input)
 
 } // namespace
 
-std::string RunSelf(const std::vector<std::string>& arguments)
+std::string RunProgram(const std::vector<std::string>& words)
 {
     std::array<int, 2> ends{};
     if (pipe2(ends.data(), O_CLOEXEC) != 0) {
         throw std::system_error(errno, std::generic_category(), "pipe");
     }
-    const pid_t child = spawnSelf(arguments, ends[1]);
+    const pid_t child = spawn(words, ends[1]);
     close(ends[1]);
     std::string output = readAll(ends[0]);
     close(ends[0]);
@@ -76,6 +75,12 @@ std::string RunSelf(const std::vector<std::string>& arguments)
         throw std::runtime_error("a measuring process failed: " + output);
     }
     return output;
+}
+
+std::string RunSelf(std::vector<std::string> arguments)
+{
+    arguments.insert(arguments.begin(), kSelf);
+    return RunProgram(arguments);
 }
 
 } // namespace LumBench

@@ -163,6 +163,7 @@ TEST_SERVERS=(nginx openssl certificates)
 MANAGED_BUILD=(dotnet netstandard)
 TEST_PEERS=(libcrypto icu)
 FUZZ_BUILD=("${LINUX_BUILD[@]}" "${TEST_PEERS[@]}" fuzzer)
+WINDOWS_BENCH=(mingw_x86 mingw_x64 wine wine32)
 BENCH_PEERS=(cpprest libcrypto icu boost glib libuuid uriparser)
 
 # clang_tool NAME: the command of the version that the project is checked with.
