@@ -95,21 +95,39 @@ check_locks_across_widths() {
         "--gtest_filter=LockedOperationContractTest.*:*BesideHolderTest.*:*ShareModeTest.*:FileContractTest.*"
 }
 
-# check_desktop_host SUITE: the example's host with its own 64-bit .NET, through a real proxy, on the module as it ships.
+# publish_for_wine SUITE NAME PROJECT: the project with a 64-bit .NET of its own, in build/managed/NAME-win-x64.
+publish_for_wine() {
+    local suite="$1" name="$2" project="$3"
+    run_logged "$LOGS/$suite/$name-build.log" run_dotnet publish "$project" --configuration Release --runtime win-x64 \
+        --self-contained --nologo -p:UseSharedCompilation=false --output "$BUILD/managed/$name-win-x64" && return 0
+    add_failure "$suite/$name - (it does not build)"
+    return 1
+}
+
+# Wine reads .NET's assemblies as libraries, and these ask for mscoree. .NET's memory cannot be mapped twice there, to write
+# and to run. The code page comes from the locale, and the tests' texts are western.
+WINE_DOTNET=(env "WINEDLLOVERRIDES=mshtml=;winemenubuilder.exe=d" DOTNET_EnableWriteXorExecute=0 LC_ALL=C)
+
+# check_managed SUITE: the managed tests on the module as it ships, which they find as any library of the system.
+check_managed() {
+    local suite="$1" folders
+    [[ "$suite" == windows-x64 ]] || return 0
+    publish_for_wine "$suite" managed-tests tests/managed/windows/LumManagedTestsWindows.csproj || return 0
+    folders="Z:$BUILD/$suite/src;Z:$BUILD/$suite/tests/managed/native"
+    run_program "$suite/managed" "$(limit_of managed)" "Z:" "$TEST_SERVER" --proxies -- \
+        "${WINE_DOTNET[@]}" "WINEPATH=${folders//\//\\}" wine "$BUILD/managed/managed-tests-win-x64/LumManagedTests.exe"
+}
+
+# check_desktop_host SUITE: the example's host, through a real proxy, on the module as it ships.
 check_desktop_host() {
     local suite="$1" folder="$BUILD/managed/desktop-host-win-x64" outcome=failed start=$SECONDS
     local log="$LOGS/$suite/desktop-host.log"
     [[ "$suite" == windows-x64 ]] || return 0
     say "    desktop-host"
-    if ! run_logged "$LOGS/$suite/desktop-host-build.log" run_dotnet publish examples/desktop-host/DesktopHost.csproj \
-        --configuration Release --runtime win-x64 --self-contained --nologo -p:UseSharedCompilation=false --output "$folder"; then
-        add_failure "$suite/desktop-host - (the host does not build)"
-        return
-    fi
+    publish_for_wine "$suite" desktop-host examples/desktop-host/DesktopHost.csproj || return 0
     cp "$BUILD/$suite/src/liblumutilsWinCli.dll" "$BUILD/$suite/examples/desktop-host/native/liblum_desktop_module.dll" "$folder"
-    # Wine reads .NET's assemblies as libraries, and these ask for mscoree.
-    timeout --kill-after=20 120 "$TEST_SERVER" --proxies -- bash -c "$OWN_SITE" own-site \
-        env "WINEDLLOVERRIDES=mshtml=;winemenubuilder.exe=d" wine "$folder/DesktopHost.exe" --output "Z:$BUILD/desktop-host-win-x64" >"$log" 2>&1 </dev/null && outcome=passed
+    timeout --kill-after=20 120 "$TEST_SERVER" --proxies -- bash -c "$OWN_SITE" own-site "${WINE_DOTNET[@]}" \
+        wine "$folder/DesktopHost.exe" --output "Z:$BUILD/desktop-host-win-x64" >"$log" 2>&1 </dev/null && outcome=passed
     [[ "$outcome" == passed ]] || show_tail "$log"
     add_outcomes "$suite/desktop-host" <<<"$outcome DesktopHostTest.FetchesTheSameDirectlyAndThroughTheProxy"
     say "      $outcome, $((SECONDS - start)) s"
@@ -129,6 +147,7 @@ run_windows_suite() {
         run_suite_program "$suite" "$suite" "$program" ".exe" "Z:" wine
     done
     check_locks_across_widths "$suite"
+    check_managed "$suite"
     check_desktop_host "$suite"
     check_install "$suite" "$suite" ".exe" wine
 }

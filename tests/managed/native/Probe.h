@@ -1,12 +1,14 @@
 #pragma once
 
+#include "platform/LumPlatform.h"
+
 #include <cstdint>
 #include <string>
 
 /// The native part of the managed tests' host, as C functions. Texts come in as address and length, in UTF-8 or
 /// whatever bytes a test wants, and go out as ProbeText, which lives as long as the object that it was asked of.
 
-#define LUM_PROBE extern "C" __attribute__((visibility("default")))
+#define LUM_PROBE extern "C" LUM_EXPORT
 
 struct ProbeText {
     const char* bytes;

@@ -1,6 +1,8 @@
+#include "platform/LumPlatform.h"
+
 // Stands in for a library of the right name that knows nothing of the managed boundary.
 
-extern "C" __attribute__((visibility("default"))) int LumSomethingElse()
+extern "C" LUM_EXPORT int LumSomethingElse()
 {
     return 0;
 }

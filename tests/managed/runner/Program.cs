@@ -19,6 +19,7 @@ namespace LumManagedTests
                 return LibraryProbe.Run();
             }
             Console.WriteLine($"On {Host.Description}");
+            Probe.Load();
             var runner = new TestRunner();
             bool isGood = runner.Run(ValueOf(FilterOption, arguments) ?? "");
             string? report = ValueOf(ReportOption, arguments);

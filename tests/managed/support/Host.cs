@@ -1,4 +1,5 @@
 using System;
+using System.Diagnostics;
 using System.IO;
 using System.Runtime.InteropServices;
 using System.Threading;
@@ -10,17 +11,37 @@ namespace LumManagedTests
     {
         internal static readonly bool IsDotNet = Type.GetType("Mono.Runtime") == null;
 
+        internal static readonly bool IsWindows = RuntimeInformation.IsOSPlatform(OSPlatform.Windows);
+
+        /// <summary>The system's name, as messages of the library carry it.</summary>
+        internal static readonly string System = IsWindows ? "Windows" : "Linux";
+
+        /// <summary>The first part of the system's name in a package: "win" of "win-x64".</summary>
+        internal static readonly string PackageSystem = IsWindows ? "win" : "linux";
+
+        /// <summary>The variable that names the folders in which the system looks for libraries.</summary>
+        internal static readonly string LibraryPathVariable = IsWindows ? "PATH" : "LD_LIBRARY_PATH";
+
         internal static string Description => IsDotNet ? RuntimeInformation.FrameworkDescription : "Mono " + Environment.Version;
+
+        internal static string FileOfLibrary(string name)
+        {
+            return name + (IsWindows ? ".dll" : ".so");
+        }
 
         internal static string Variable(string name)
         {
             return Environment.GetEnvironmentVariable(name) ??
-                   throw new InvalidOperationException($"{name} is not set: start the tests with ./dev test managed");
+                   throw new InvalidOperationException($"{name} is not set: start the tests with ./dev test");
         }
 
         /// <summary>The memory of this process that is not only reserved, in bytes.</summary>
         internal static long ResidentBytes()
         {
+            if (IsWindows)
+            {
+                return OfThisProcess(process => process.WorkingSet64);
+            }
             string pages = File.ReadAllText("/proc/self/statm").Split(' ')[1];
             return long.Parse(pages) * Environment.SystemPageSize;
         }
@@ -28,13 +49,23 @@ namespace LumManagedTests
         /// <summary>The threads of this process, native ones included.</summary>
         internal static int ThreadCount()
         {
-            return Directory.GetDirectories("/proc/self/task").Length;
+            return IsWindows ? OfThisProcess(process => process.Threads.Count)
+                             : Directory.GetDirectories("/proc/self/task").Length;
         }
 
         /// <summary>The files, sockets and so on that this process has open.</summary>
         internal static int DescriptorCount()
         {
-            return Directory.GetFileSystemEntries("/proc/self/fd").Length;
+            return IsWindows ? OfThisProcess(process => process.HandleCount)
+                             : Directory.GetFileSystemEntries("/proc/self/fd").Length;
+        }
+
+        private static T OfThisProcess<T>(Func<Process, T> value)
+        {
+            using (Process process = Process.GetCurrentProcess())
+            {
+                return value(process);
+            }
         }
 
         /// <summary>Waits until the condition holds; false if it never does.</summary>

@@ -1,7 +1,6 @@
 using System;
 using System.Collections.Generic;
 using System.Runtime.InteropServices;
-using System.Text;
 using LumNetworkingCli;
 using LumUtilsCli;
 
@@ -51,8 +50,8 @@ namespace LumManagedTests
                 {
                     var call = new Probe.Call
                     {
-                        Method = pins.Pin(Encoding.UTF8.GetBytes(method)),
-                        Url = pins.Pin(Encoding.UTF8.GetBytes(url)),
+                        Method = pins.Pin(method),
+                        Url = pins.Pin(url),
                         Body = pins.Pin(body ?? Array.Empty<byte>()),
                         Headers = first,
                         HeaderCount = headers.Length,
@@ -99,7 +98,7 @@ namespace LumManagedTests
 
         internal Probe.Text Pin(string text)
         {
-            return Pin(Encoding.UTF8.GetBytes(text));
+            return Pin(NarrowTexts.Encode(text));
         }
 
         public void Dispose()
@@ -126,7 +125,7 @@ namespace LumManagedTests
         internal int Completions { get; set; }
         internal int StatusCode { get; set; }
         internal byte[] BodyBytes { get; set; } = Array.Empty<byte>();
-        internal string Body => new UTF8Encoding(false, true).GetString(BodyBytes);
+        internal string Body => NarrowTexts.Decode(BodyBytes);
 
         /// <summary>Each value as "name=value", in order.</summary>
         internal List<string> Headers { get; } = new List<string>();
@@ -222,7 +221,7 @@ namespace LumManagedTests
 
         private static string Decode(Probe.Text text)
         {
-            return Encoding.UTF8.GetString(text.ToArray());
+            return NarrowTexts.Decode(text.ToArray());
         }
     }
 }

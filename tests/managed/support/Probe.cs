@@ -68,6 +68,12 @@ namespace LumManagedTests
             internal byte* Value;
         }
 
+        /// <summary>Has the native part there before the first exception, of which it may have to see all.</summary>
+        internal static void Load()
+        {
+            LumProbeFreeLogger(IntPtr.Zero);
+        }
+
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl)]
         internal static extern IntPtr LumProbeCreateDirectClient();
 

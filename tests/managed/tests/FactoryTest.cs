@@ -1,6 +1,7 @@
 using System;
 using System.Collections.Generic;
 using System.Linq;
+using System.Reflection;
 using System.Runtime.CompilerServices;
 using LumNetworkingCli;
 using LumUtilsCli;
@@ -147,6 +148,18 @@ namespace LumManagedTests
             }
         }
 
+        /// <summary>The managed one comes through the runtime's own native code, as reflection does at first.</summary>
+        [Test]
+        public void ANativeExceptionMayFollowAManagedOneWhoseStackIsUsedAgain()
+        {
+            MethodInfo throwing = typeof(FactoryTest).GetMethod(nameof(ThrowToReflection),
+                                                                BindingFlags.NonPublic | BindingFlags.Static)!;
+            Check.Throws<TargetInvocationException>(() => throwing.Invoke(null, null));
+            UseStack();
+            Check.Throws<ArgumentNullException>(
+                () => SocksHttpClientFactory.CreateAsynchronousHttpClientWithSocksProxy(new StubLogger(), null!));
+        }
+
         [Test]
         public void TicketAndServerReachTheHostBeforeTheCreationIsLogged()
         {
@@ -156,7 +169,7 @@ namespace LumManagedTests
                 var host = new StubClient();
                 IntPtr exception;
                 new NativeClient(CreateWithTicket(logger, host, &exception)).Dispose();
-                Check.SequenceEqual(new[] { "ticket \u00e9\0", "socks5://proxy.example:1080" }, host.Parameters);
+                Check.SequenceEqual(new[] { "ticket " + NarrowTexts.Letters + "\0", "socks5://proxy.example:1080" }, host.Parameters);
                 Check.SequenceEqual(
                     new[] { "3 LumAsynchronousSocksHttpClient created for SOCKS5 proxy requests with STA ticket" },
                     RecordsOf(logger));
@@ -195,7 +208,7 @@ namespace LumManagedTests
             {
                 using (var pins = new Pins())
                 {
-                    Probe.Text ticket = pins.Pin("ticket \u00e9\0");
+                    Probe.Text ticket = pins.Pin("ticket " + NarrowTexts.Letters + "\0");
                     Probe.Text server = pins.Pin("socks5://proxy.example:1080");
                     return Probe.LumProbeCreateClientWithTicket(HostTable.Address, logger, &ticket, &server, handle,
                                                                 exception);
@@ -223,6 +236,23 @@ namespace LumManagedTests
                 records.Add(level + " " + System.Runtime.InteropServices.Marshal.PtrToStringAnsi((IntPtr)message));
             }
             return records;
+        }
+
+        /// <summary>Leaves numbers that are no addresses below the caller's stack.</summary>
+        [MethodImpl(MethodImplOptions.NoInlining)]
+        private static void UseStack()
+        {
+            var room = stackalloc IntPtr[16 << 10];
+            for (int i = 0; i < 16 << 10; i++)
+            {
+                room[i] = (IntPtr)3;
+            }
+            GC.KeepAlive(room[0]);
+        }
+
+        private static void ThrowToReflection()
+        {
+            throw new UnusualException();
         }
 
         [MethodImpl(MethodImplOptions.NoInlining)]

@@ -69,12 +69,6 @@ namespace LumManagedTests
         }
 
         [Test]
-        public void AMessageWithAnUnpairedSurrogateCannotBeMarshalled()
-        {
-            Check.SequenceEqual(new[] { CannotMarshal }, ErrorsOf(new HostException("a\uD83Db")));
-        }
-
-        [Test]
         public void OneExceptionObjectMayBeThrownByManyRequestsAtOnce()
         {
             var logger = new StubLogger();

@@ -1,6 +1,6 @@
 using System;
 using System.Linq;
-using System.Text;
+using System.Threading;
 using System.Threading.Tasks;
 using LumNetworkingCli;
 
@@ -88,9 +88,9 @@ namespace LumManagedTests
         }
 
         [Test]
-        public void TextsMayHoldAllOfUnicode()
+        public void TextsMayHoldEveryLetterThatNativeTextsCanHold()
         {
-            const string text = "\u00e9\u4e2d\U0001F600";
+            const string text = NarrowTexts.Letters;
             Log(adapter, Info, text + "%d", 1, file: text, function: text);
             LogEntry entry = logger.Entries.Single();
             Check.Equal(text + "1", entry.Message);
@@ -101,8 +101,14 @@ namespace LumManagedTests
         [Test]
         public void WhatIsNoTextIsReplaced()
         {
-            Log(adapter, Info, Encoding.GetEncoding("iso-8859-1").GetBytes("caf\u00e9!"));
-            Check.Equal("caf\uFFFD!", logger.Entries.Single().Message);
+            var thread = new Thread(() =>
+            {
+                NarrowTexts.RefuseInvalid();
+                Log(adapter, Info, NarrowTexts.Invalid);
+            });
+            thread.Start();
+            thread.Join();
+            Check.Equal(NarrowTexts.InvalidAsRead, logger.Entries.Single().Message);
         }
 
         [Test]
@@ -180,7 +186,7 @@ namespace LumManagedTests
         private static IntPtr Log(IntPtr adapter, int level, string format, int number, string? value = null,
                                   string file = "src/caller.cpp", string function = "Caller::function")
         {
-            return Log(adapter, level, Encoding.UTF8.GetBytes(format), number, value, file, function);
+            return Log(adapter, level, NarrowTexts.Encode(format), number, value, file, function);
         }
 
         private static IntPtr Log(IntPtr adapter, int level, byte[] format, int number = 0, string? value = null,

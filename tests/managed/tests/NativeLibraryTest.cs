@@ -7,32 +7,27 @@ using LumNetworkingCli;
 namespace LumManagedTests
 {
     /// <summary>
-    /// Finding the native library, and what a host is told when it does not fit. Each test runs a copy of this program
-    /// in a folder of its own.
+    /// Finding the native library, and what a host is told when it does not fit. Each test puts a library, or none, beside
+    /// a copy of this program, and runs it.
     /// </summary>
     internal sealed class NativeLibraryTest : IDisposable
     {
-        private const string LibraryFile = "liblumutilsWinCli.so";
+        private static readonly string LibraryFile = Host.FileOfLibrary("liblumutilsWinCli");
 
         private static readonly string Own =
-            $"LumUtilsWinCli {typeof(SocksHttpClientFactory).Assembly.GetName().Version!.ToString(3)} (64-bit Linux x64)";
+            $"LumUtilsWinCli {typeof(SocksHttpClientFactory).Assembly.GetName().Version!.ToString(3)} (64-bit {Host.System} x64)";
 
-        private readonly string folder = Path.Combine(Path.GetTempPath(), "lum-managed-" + Guid.NewGuid().ToString("N"));
+        private static readonly Lazy<string> CopyOfProgram = new Lazy<string>(CopyProgram);
 
-        public NativeLibraryTest()
-        {
-            Directory.CreateDirectory(folder);
-            foreach (string file in Directory.GetFiles(OwnFolder()))
-            {
-                File.Copy(file, Path.Combine(folder, Path.GetFileName(file)));
-            }
-            // Says only that the library is in the same folder; without it every folder counts.
-            File.Delete(Path.Combine(folder, "LumManagedTests.deps.json"));
-        }
+        private readonly string folder = CopyOfProgram.Value;
 
         public void Dispose()
         {
-            Directory.Delete(folder, true);
+            File.Delete(Path.Combine(folder, LibraryFile));
+            if (Directory.Exists(Path.Combine(folder, "runtimes")))
+            {
+                Directory.Delete(Path.Combine(folder, "runtimes"), true);
+            }
         }
 
         [Test]
@@ -45,7 +40,7 @@ namespace LumManagedTests
         [Test]
         public void InThePackagesFolderItIsFound()
         {
-            File.Copy(RealLibrary(), Path.Combine(PackageFolder("linux-x64"), LibraryFile));
+            File.Copy(RealLibrary(), Path.Combine(PackageFolder(Host.PackageSystem + "-x64"), LibraryFile));
             Check.Equal("created", OutputOfCopy());
         }
 
@@ -61,46 +56,38 @@ namespace LumManagedTests
             string[] lines = OutputOfCopy().Split(new[] { '\n' }, 2);
             Check.Equal("System.DllNotFoundException", lines[0]);
             Check.Contains($"The native library '{LibraryFile}' was not found, which {Own} needs.", lines[1]);
-            Check.Contains($"Looked in: {folder}/runtimes/linux-x64/native, ", lines[1]);
+            Check.Contains($"Looked in: {Path.Combine(folder, "runtimes", Host.PackageSystem + "-x64", "native")}, ", lines[1]);
             Check.Contains($", {folder}", lines[1]);
         }
 
         [Test]
         public void ALibraryForOtherProcessorsInThePackageIsLeftAlone()
         {
-            File.Copy(RealLibrary(), Path.Combine(PackageFolder("linux-x86"), LibraryFile));
+            File.Copy(RealLibrary(), Path.Combine(PackageFolder(Host.PackageSystem + "-x86"), LibraryFile));
             Check.True(OutputOfCopy().StartsWith("System.DllNotFoundException\n", StringComparison.Ordinal), "not found");
         }
 
         [Test]
         public void ALibraryOfTheWrongWidthIsNamedTogetherWithTheRightOne()
         {
-            const ushort elfMachineX86 = 3;
-            byte[] image = File.ReadAllBytes(RealLibrary());
-            image[4] = 1; // 32 bits
-            image[18] = (byte)elfMachineX86;
             string path = Path.Combine(folder, LibraryFile);
-            File.WriteAllBytes(path, image);
+            File.WriteAllBytes(path, ImageOfOtherWidth());
             Check.Equal(
                 "System.BadImageFormatException\n" +
-                $"The native library '{path}' is 32-bit Linux x86, but this process needs 64-bit Linux x64.",
+                $"The native library '{path}' is 32-bit {Host.System} x86, but this process needs 64-bit {Host.System} x64.",
                 OutputOfCopy());
         }
 
         [Test]
         public void ALibraryOfAnotherSystemIsNamedTogetherWithTheRightOne()
         {
-            var image = new byte[256];
-            image[0] = (byte)'M';
-            image[1] = (byte)'Z';
-            image[0x3C] = 0x80;
-            image[0x84] = 0x4C;
-            image[0x85] = 0x01;
+            byte[] image = Host.IsWindows ? ImageOfLinux() : ImageOfWindows();
             string path = Path.Combine(folder, LibraryFile);
             File.WriteAllBytes(path, image);
             Check.Equal(
                 "System.BadImageFormatException\n" +
-                $"The native library '{path}' is 32-bit Windows x86, but this process needs 64-bit Linux x64.",
+                $"The native library '{path}' is 32-bit {(Host.IsWindows ? "Linux" : "Windows")} x86, " +
+                $"but this process needs 64-bit {Host.System} x64.",
                 OutputOfCopy());
         }
 
@@ -113,7 +100,7 @@ namespace LumManagedTests
                 File.WriteAllText(path, content);
                 Check.Equal(
                     "System.BadImageFormatException\n" +
-                    $"The native library '{path}' is no readable library, but this process needs 64-bit Linux x64.",
+                    $"The native library '{path}' is no readable library, but this process needs 64-bit {Host.System} x64.",
                     OutputOfCopy());
             }
         }
@@ -122,11 +109,11 @@ namespace LumManagedTests
         public void ALibraryThatCannotBeLoadedIsNamedTogetherWithTheReason()
         {
             string path = Path.Combine(folder, LibraryFile);
-            File.Copy(Built("liblum_without_dependency.so"), path);
+            File.Copy(Built(Host.FileOfLibrary("liblum_without_dependency")), path);
             string[] lines = OutputOfCopy().Split(new[] { '\n' }, 2);
             Check.Equal("System.DllNotFoundException", lines[0]);
             Check.Contains($"The native library '{path}', which {Own} needs, could not be loaded: ", lines[1]);
-            if (Host.IsDotNet)
+            if (Host.IsDotNet && !Host.IsWindows) // the others do not say
             {
                 Check.Contains("liblum_absent.so", lines[1]);
             }
@@ -136,7 +123,7 @@ namespace LumManagedTests
         public void ALibraryOfAnotherVersionIsNamedWithBothVersions()
         {
             string path = Path.Combine(folder, LibraryFile);
-            File.Copy(Built("liblum_other_abi.so"), path);
+            File.Copy(Built(Host.FileOfLibrary("liblum_other_abi")), path);
             Check.Equal(
                 "System.BadImageFormatException\n" +
                 $"The native library '{path}' has version 9.8.7 with binary interface 7, but {Own} needs binary " +
@@ -148,12 +135,86 @@ namespace LumManagedTests
         public void ALibraryThatKnowsNoBoundaryIsNamed()
         {
             string path = Path.Combine(folder, LibraryFile);
-            File.Copy(Built("liblum_without_abi.so"), path);
+            File.Copy(Built(Host.FileOfLibrary("liblum_without_abi")), path);
             Check.Equal(
                 "System.BadImageFormatException\n" +
                 $"The native library '{path}' is of another version: it tells no binary interface, but {Own} needs " +
                 "binary interface 1.",
                 OutputOfCopy());
+        }
+
+        /// <summary>A program on Windows brings its runtime along; on Linux the runtime is told what to run.</summary>
+        private static string ArgumentsOfCopy(string program)
+        {
+            if (Host.IsWindows)
+            {
+                return LibraryProbe.Option;
+            }
+            return Host.IsDotNet
+                ? $"exec --runtimeconfig {Path.ChangeExtension(program, "runtimeconfig.json")} {program} {LibraryProbe.Option}"
+                : $"{program} {LibraryProbe.Option}";
+        }
+
+        /// <summary>The library itself, which says that it is for 32 bits.</summary>
+        private static byte[] ImageOfOtherWidth()
+        {
+            const int elfWidth = 4;
+            const int elfMachine = 18;
+            const int peHeader = 0x3C;
+            byte[] image = File.ReadAllBytes(RealLibrary());
+            if (Host.IsWindows)
+            {
+                const ushort peMachineX86 = 0x14C;
+                int machine = BitConverter.ToInt32(image, peHeader) + 4;
+                BitConverter.GetBytes(peMachineX86).CopyTo(image, machine);
+            }
+            else
+            {
+                image[elfWidth] = 1;
+                image[elfMachine] = 3;
+            }
+            return image;
+        }
+
+        /// <summary>The beginning of a 32-bit library of Windows.</summary>
+        private static byte[] ImageOfWindows()
+        {
+            var image = new byte[256];
+            image[0] = (byte)'M';
+            image[1] = (byte)'Z';
+            image[0x3C] = 0x80;
+            image[0x84] = 0x4C;
+            image[0x85] = 0x01;
+            return image;
+        }
+
+        /// <summary>The beginning of a 32-bit library of Linux.</summary>
+        private static byte[] ImageOfLinux()
+        {
+            var image = new byte[256];
+            image[0] = 0x7F;
+            image[1] = (byte)'E';
+            image[2] = (byte)'L';
+            image[3] = (byte)'F';
+            image[4] = 1; // 32 bits
+            image[5] = 1; // little-endian
+            image[18] = 3; // x86
+            return image;
+        }
+
+        /// <summary>One for all tests: on Windows it brings its runtime along, which takes its time.</summary>
+        private static string CopyProgram()
+        {
+            string folder = Path.Combine(Path.GetTempPath(), "lum-managed-" + Guid.NewGuid().ToString("N"));
+            Directory.CreateDirectory(folder);
+            AppDomain.CurrentDomain.ProcessExit += (sender, arguments) => Directory.Delete(folder, true);
+            foreach (string file in Directory.GetFiles(OwnFolder()))
+            {
+                File.Copy(file, Path.Combine(folder, Path.GetFileName(file)));
+            }
+            // Says only that the library is in the same folder; without it every folder counts.
+            File.Delete(Path.Combine(folder, "LumManagedTests.deps.json"));
+            return folder;
         }
 
         private static string OwnFolder()
@@ -168,7 +229,7 @@ namespace LumManagedTests
 
         private static string Built(string file)
         {
-            return Environment.GetEnvironmentVariable("LD_LIBRARY_PATH")!.Split(':')
+            return Host.Variable(Host.LibraryPathVariable).Split(Path.PathSeparator)
                 .Select(candidate => Path.Combine(candidate, file)).First(File.Exists);
         }
 
@@ -179,23 +240,21 @@ namespace LumManagedTests
 
         private string OutputOfCopy(string libraryPath = "")
         {
-            string program = Path.Combine(folder, "LumManagedTests.dll");
             var start = new ProcessStartInfo
             {
-                FileName = Process.GetCurrentProcess().MainModule!.FileName!,
-                Arguments = Host.IsDotNet
-                    ? $"exec --runtimeconfig {Path.ChangeExtension(program, "runtimeconfig.json")} {program} {LibraryProbe.Option}"
-                    : $"{program} {LibraryProbe.Option}",
+                FileName = Host.IsWindows ? Path.Combine(folder, "LumManagedTests.exe")
+                                          : Process.GetCurrentProcess().MainModule!.FileName!,
+                Arguments = ArgumentsOfCopy(Path.Combine(folder, "LumManagedTests.dll")),
                 RedirectStandardOutput = true,
                 UseShellExecute = false,
             };
-            start.EnvironmentVariables["LD_LIBRARY_PATH"] = libraryPath;
+            start.EnvironmentVariables[Host.LibraryPathVariable] = libraryPath;
             using (Process process = Process.Start(start)!)
             {
                 string output = process.StandardOutput.ReadToEnd();
                 process.WaitForExit();
                 Check.Equal(0, process.ExitCode, "exit code, after: " + output);
-                return output.Trim();
+                return output.Trim().Replace("\r\n", "\n");
             }
         }
     }

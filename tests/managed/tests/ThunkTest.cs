@@ -124,7 +124,7 @@ namespace LumManagedTests
             {
                 var exception = Check.Throws<BadImageFormatException>(() =>
                     SocksHttpClientFactory.CreateAsynchronousHttpClientWithSocksProxy(new StubLogger(), new StubClient()));
-                Check.Contains("liblumutilsWinCli.so' has version ", exception.Message);
+                Check.Contains(Host.FileOfLibrary("liblumutilsWinCli") + "' has version ", exception.Message);
                 Check.Contains("but LumUtilsWinCli ", exception.Message);
             }
             finally
