@@ -151,7 +151,9 @@ bool ReadResponseHeaders(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate
                          HttpResponse& response, std::unique_ptr<LumUtils::ILumError>& errorOut)
 {
     forEachField(readHeaderBlock(logger, request, errorOut), [&](std::string_view name, std::string_view value) {
-        response.headers[std::string(name)].assign(1, std::string(value));
+        std::vector<std::string>& values = response.headers[std::string(name)];
+        values.clear();
+        values.emplace_back(value);
     });
     return !errorOut;
 }

@@ -2,17 +2,28 @@
 
 #include "common/networking/LumNetworkingError.h"
 #include "common/utils/LumError.h"
+#include "common/utils/LumErrorReference.h"
 
 namespace LumNetworking {
 
+namespace {
+
+/// Never destroyed: the errors that refer to it are the host's.
+const LumUtils::LumError& outOfMemoryError()
+{
+    static const auto& error =
+        *new LumUtils::LumError(LibLumNetworkingErrorDomain, LumNetworkingErrorCode::kReceiveFailed,
+                                {{LumUtils::LumErrorUnderlyingErrorCode, static_cast<int>(ERROR_NOT_ENOUGH_MEMORY)}});
+    return error;
+}
+
+} // namespace
+
 WinHttpAsyncContext::WinHttpAsyncContext(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& loggerDelegate,
                                          const HttpCompletion& callback)
-    : HttpRequestContext(loggerDelegate, callback)
+    : HttpRequestContext(loggerDelegate, callback),
+      preparedError(std::make_unique<LumUtils::LumErrorReference>(outOfMemoryError()))
 {
-    const std::map<std::string, std::any> userInfo = {
-        {LumUtils::LumErrorUnderlyingErrorCode, static_cast<int>(ERROR_NOT_ENOUGH_MEMORY)}};
-    preparedError = std::make_unique<LumUtils::LumError>(LibLumNetworkingErrorDomain,
-                                                         LumNetworkingErrorCode::kReceiveFailed, userInfo);
 }
 
 void WinHttpAsyncContext::EnsureError()

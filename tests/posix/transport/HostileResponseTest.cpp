@@ -30,6 +30,19 @@ TEST_F(HostileResponseTest, AFoldedFirstLineTouchesNothingOfTheResponseBefore)
     }
 }
 
+TEST_F(HostileResponseTest, AFoldedFirstLineOfAnInterimOrFinalHeaderBlockTouchesNothingOfTheResponseBefore)
+{
+    for (const char* blocks : {"HTTP/1.1 100 Continue\r\n\tX: 1\r\n\r\nHTTP/1.1 200 OK\r\nContent-Length: 0\r\n\r\n",
+                               "HTTP/1.1 100 Continue\r\n\r\nHTTP/1.1 200 OK\r\n\tX: 1\r\nContent-Length: 0\r\n\r\n",
+                               "HTTP/1.1 103 Early Hints\r\nX: 0\r\n\r\nHTTP/1.1 200 OK\r\n X: 1\r\n\r\nbody"}) {
+        for (int round = 0; round < 20; ++round) {
+            logger->clear();
+            expectSuccess(GetRaw("HTTP/1.1 200 OK\r\nX-Before: value\r\nContent-Length: 0\r\n\r\n"));
+            expectFailure(GetRaw(blocks), *logger, kRequestError, 12152);
+        }
+    }
+}
+
 TEST_F(HostileResponseTest, AFoldedFirstLineTouchesNothingOfTheRedirectBefore)
 {
     const std::string folded = "/raw?bytes=" + TestServers::queryValue("HTTP/1.1 200 OK\n X: 1\r\n\r\n");

@@ -274,8 +274,8 @@ void HttpDriver::FinishEnded()
         }
         std::unique_ptr<HttpTransfer> transfer = Release(ended);
         transfer->Finish(result);
-        if (idle.size() < kMostIdleTransfers) {
-            transfer->Rest();
+        // What has failed may have left anything behind in its handle.
+        if (result == CURLE_OK && idle.size() < kMostIdleTransfers) {
             idle.push_back(std::move(transfer));
         }
     }

@@ -125,6 +125,26 @@ bool hasProxyEnvironment()
     return hasAny;
 }
 
+/// Before version 8.0 curl keeps a pointer to the last header of the response before, which is gone: a server that
+/// begins its headers with a folded line has curl read and write there.
+bool curlKeepsLastHeader()
+{
+    constexpr unsigned int kFirstGoodVersion = 0x080000;
+    static const bool keeps = curl_version_info(CURLVERSION_NOW)->version_num < kFirstGoodVersion;
+    return keeps;
+}
+
+bool isFolded(std::string_view line)
+{
+    return !line.empty() && (line.front() == ' ' || line.front() == '\t');
+}
+
+/// Ends the transfer whose progress it is asked to show.
+int endTransfer(void* /*self*/, curl_off_t, curl_off_t, curl_off_t, curl_off_t)
+{
+    return 1;
+}
+
 /// Sets an option for which curl may need memory.
 template <typename Value>
 void setOption(CURL* easy, CURLoption option, Value value)
@@ -180,14 +200,7 @@ DWORD winHttpError(CURLcode result)
     }
 }
 
-HttpTransfer::HttpTransfer(const SocketCalls& calls) : socketCalls(calls), easy(nullptr, curl_easy_cleanup) {}
-
-bool HttpTransfer::CanUseHandlesAgain()
-{
-    constexpr unsigned int kFirstGoodVersion = 0x080000;
-    static const bool isGood = curl_version_info(CURLVERSION_NOW)->version_num >= kFirstGoodVersion;
-    return isGood;
-}
+HttpTransfer::HttpTransfer(const SocketCalls& calls) : socketCalls(calls), easy(NewHandle()) {}
 
 /// A handle with all that does not change from request to request.
 HttpTransfer::EasyHandle HttpTransfer::NewHandle()
@@ -207,39 +220,23 @@ HttpTransfer::EasyHandle HttpTransfer::NewHandle()
     curl_easy_setopt(made, CURLOPT_CLOSESOCKETFUNCTION, socketCalls.close);
     curl_easy_setopt(made, CURLOPT_CLOSESOCKETDATA, socketCalls.self);
     curl_easy_setopt(made, CURLOPT_NOSIGNAL, 1L);
-    setOption(made, CURLOPT_PROTOCOLS_STR, "http,https");
     curl_easy_setopt(made, CURLOPT_HTTP_VERSION, static_cast<long>(CURL_HTTP_VERSION_1_1));
     curl_easy_setopt(made, CURLOPT_SUPPRESS_CONNECT_HEADERS, 1L);
     curl_easy_setopt(made, CURLOPT_PATH_AS_IS, 1L);
     setOption(made, CURLOPT_BUFFERSIZE, kReceiveBuffer);
     setOption(made, CURLOPT_UPLOAD_BUFFERSIZE, kSendBuffer);
     curl_easy_setopt(made, CURLOPT_CONNECTTIMEOUT_MS, connectTimeout(setConnectTimeout));
+    // A server must not lead to files or other services.
+    setOption(made, CURLOPT_PROTOCOLS_STR, "http,https");
     if (!hasProxyEnvironment()) {
         // Spares curl the look-up for each request.
         setOption(made, CURLOPT_PROXY, "");
     }
     // Cookies live as long as the request, for its redirects.
     setOption(made, CURLOPT_COOKIEFILE, "");
-    if (hasUsualHeaders) {
-        curl_easy_setopt(made, CURLOPT_HTTPHEADER, headers);
-    }
-    wasPlainGet = true;
+    curl_easy_setopt(made, CURLOPT_DEBUGFUNCTION, OnTrace);
+    curl_easy_setopt(made, CURLOPT_DEBUGDATA, this);
     return handle;
-}
-
-/// Takes another handle in place of the one that was used. The request's cookies go over.
-void HttpTransfer::RenewHandle()
-{
-    EasyHandle renewed = NewHandle();
-    if (hasCookies) {
-        curl_slist* lines = nullptr;
-        curl_easy_getinfo(easy.get(), CURLINFO_COOKIELIST, &lines);
-        const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> cookies(lines, curl_slist_free_all);
-        for (const curl_slist* cookie = cookies.get(); cookie != nullptr; cookie = cookie->next) {
-            setOption(renewed.get(), CURLOPT_COOKIELIST, cookie->data);
-        }
-    }
-    easy = std::move(renewed);
 }
 
 HttpTransfer::~HttpTransfer()
@@ -253,9 +250,6 @@ void HttpTransfer::Begin(std::shared_ptr<HttpRequest> newRequest, std::size_t ne
 {
     place = newPlace;
     request = std::move(newRequest);
-    if (!easy) {
-        easy = NewHandle();
-    }
     const HttpMessage& message = request->Message();
     verb = message.verb;
     sendsBody = verb == "POST" || verb == "PUT" || verb == "PATCH" || message.bodyLength > 0;
@@ -380,9 +374,6 @@ void HttpTransfer::GoOnToRedirect()
         verb = "GET";
         sendsBody = false;
     }
-    if (!CanUseHandlesAgain()) {
-        RenewHandle();
-    }
     setOption(Easy(), CURLOPT_URL, url.c_str());
     SetMethod();
     SetHeaders();
@@ -401,14 +392,6 @@ void HttpTransfer::Finish(CURLcode result)
     } else {
         // The last redirect that is followed, or an interim response that none followed.
         Fail(IsRedirecting() ? ERROR_WINHTTP_REDIRECT_FAILED : ERROR_WINHTTP_INVALID_SERVER_RESPONSE);
-    }
-}
-
-void HttpTransfer::Rest()
-{
-    if (!CanUseHandlesAgain()) {
-        easy.reset();
-        hasCookies = false;
     }
 }
 
@@ -461,6 +444,33 @@ std::size_t HttpTransfer::OnHeaderLine(char* data, std::size_t size, std::size_t
     return transfer.callbackError == 0 ? size * count : 0;
 }
 
+/// Curl shows each header before it takes it in, but only while it traces: that is switched on for the first line below
+/// a status line.
+void HttpTransfer::TraceNextLine(bool traces)
+{
+    if (isTracing != traces && curlKeepsLastHeader()) {
+        isTracing = traces;
+        curl_easy_setopt(Easy(), CURLOPT_VERBOSE, traces ? 1L : 0L);
+    }
+}
+
+int HttpTransfer::OnTrace(CURL* /*easy*/, curl_infotype type, char* data, std::size_t size, void* self)
+{
+    if (type == CURLINFO_HEADER_IN && isFolded(std::string_view(data, size))) {
+        static_cast<HttpTransfer*>(self)->RefuseHeaders();
+    }
+    return 0;
+}
+
+/// Keeps curl from taking in any more of the response, and has it end the transfer.
+void HttpTransfer::RefuseHeaders()
+{
+    callbackError = ERROR_WINHTTP_INVALID_SERVER_RESPONSE;
+    curl_easy_pause(Easy(), CURLPAUSE_RECV);
+    curl_easy_setopt(Easy(), CURLOPT_XFERINFOFUNCTION, endTransfer);
+    curl_easy_setopt(Easy(), CURLOPT_NOPROGRESS, 0L);
+}
+
 /// Collects the header block of the last response: those of interim responses and of followed redirects are dropped.
 /// Returns 0, or the error with which the transfer ends.
 DWORD HttpTransfer::AddHeaderLine(std::string_view line)
@@ -469,19 +479,20 @@ DWORD HttpTransfer::AddHeaderLine(std::string_view line)
         // A trailer of the body.
         return 0;
     }
+    const bool isStatusLine = line.substr(0, 5) == "HTTP/";
+    TraceNextLine(isStatusLine);
     if (isLineEnd(line)) {
         return EndHeaderBlock();
     }
-    if (line.substr(0, 5) == "HTTP/") {
+    if (isStatusLine) {
         StartHeaderBlock();
     }
     hasLocation = hasLocation || isField(line, "Location:");
     hasCookies = hasCookies || isField(line, "Set-Cookie:");
-    const bool isFolded = line.front() == ' ' || line.front() == '\t';
-    if (isFolded && !HasHeader()) {
+    if (isFolded(line) && !HasHeader()) {
         return ERROR_WINHTTP_INVALID_SERVER_RESPONSE;
     }
-    if (isFolded) {
+    if (isFolded(line)) {
         headerBlock.resize(headerBlock.size() - 2);
         headerBlock += ' ';
         line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));

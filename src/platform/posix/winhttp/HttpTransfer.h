@@ -45,9 +45,6 @@ public:
     void Finish(CURLcode result);
     void Fail(DWORD error);
 
-    /// Gives up what must not serve another request.
-    void Rest();
-
     /// Tells the request that it has gone out, once that is so; false before.
     bool AnnounceIfSent();
 
@@ -56,17 +53,12 @@ public:
 private:
     static curl_socket_t OnOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
     static std::size_t OnHeaderLine(char* data, std::size_t size, std::size_t count, void* self);
+    static int OnTrace(CURL* easy, curl_infotype type, char* data, std::size_t size, void* self);
     static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self);
 
     using EasyHandle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
 
-    /// Whether a handle may carry one response after the other. Before version 8.0 curl keeps a pointer to the last
-    /// header of the response before, which is gone, and a server that begins its headers with a folded line has curl
-    /// read and write there.
-    static bool CanUseHandlesAgain();
-
     EasyHandle NewHandle();
-    void RenewHandle();
     const char* RedirectTarget() const;
     void SetMethod();
     void SetHeaders();
@@ -74,6 +66,8 @@ private:
     void AddUnlessGiven(std::string_view field);
     bool MayBeSent(const std::string& headerLine) const;
     void StartHeaderBlock();
+    void TraceNextLine(bool traces);
+    void RefuseHeaders();
     DWORD AddHeaderLine(std::string_view line);
     bool HasHeader() const;
     DWORD EndHeaderBlock();
@@ -84,7 +78,7 @@ private:
     const SocketCalls socketCalls;
     /// What curl was told last: the time-out, which is 0 as with none, and whether the method is GET without a body.
     DWORD setConnectTimeout = 0;
-    bool wasPlainGet = false;
+    bool wasPlainGet = true;
     EasyHandle easy;
     std::size_t place = 0;
     curl_slist* headers = nullptr;
@@ -104,6 +98,8 @@ private:
     /// Whether cookies were set since they were last forgotten.
     bool hasCookies = false;
     bool isHeaderBlockComplete = false;
+    /// Whether curl shows the next header before it takes it in.
+    bool isTracing = false;
 
     bool areHeadersDelivered = false;
     bool isSentAnnounced = false;

@@ -2,6 +2,7 @@
 
 #include "common/networking/LumNetworkingError.h"
 #include "common/utils/LumError.h"
+#include "common/utils/LumErrorReference.h"
 
 namespace LumNetworking {
 
@@ -18,6 +19,14 @@ void joinOrLetGo(std::thread& worker)
     }
 }
 
+/// Never destroyed: the errors that refer to it are the host's.
+const LumUtils::LumError& openFailedError()
+{
+    static const auto& error =
+        *new LumUtils::LumError(LibLumNetworkingErrorDomain, LumNetworkingErrorCode::kOpenFailed);
+    return error;
+}
+
 } // namespace
 
 HttpClientAsyncContext::HttpClientAsyncContext(const HttpCompletion& callback,
@@ -25,8 +34,7 @@ HttpClientAsyncContext::HttpClientAsyncContext(const HttpCompletion& callback,
                                                const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& loggerDelegate,
                                                const std::shared_ptr<LumNetworkingCli::HttpClientCliAdapter>& adapter)
     : HttpRequestContext(loggerDelegate, callback), clientAdapter(adapter),
-      preparedError(
-          std::make_unique<LumUtils::LumError>(LibLumNetworkingErrorDomain, LumNetworkingErrorCode::kOpenFailed))
+      preparedError(std::make_unique<LumUtils::LumErrorReference>(openFailedError()))
 {
     transaction = handle;
 }
