@@ -7,6 +7,7 @@
 #include "common/utils/LumLog.h"
 #include "common/utils/LumTextUtils.h"
 
+#include <algorithm>
 #include <charconv>
 #include <limits>
 #include <new>
@@ -24,6 +25,10 @@ constexpr const char* kCallbackFunction = "LumNetworking::WinHttpAsyncCallback";
 constexpr DWORD kNotificationMask = 0x097E0C00;
 
 constexpr std::uint32_t kHighestPort = 65535;
+
+/// What the platform has to read at a time, as a rule: the first announcement is often less, and must not make the read
+/// buffer too small for the next.
+constexpr std::size_t kUsualRead = 8192;
 
 /// What one operation asks for, but for its body and its completion.
 struct RequestDescription {
@@ -346,6 +351,7 @@ void onDataAvailable(WinHttpAsyncContext& context, DWORD count)
         context.CompleteAndRelease();
         return;
     }
+    context.readBuffer.reserve(std::max<std::size_t>(count, kUsualRead));
     context.readBuffer.resize(count);
     if (!WinHttpReadData(context.request.get(), context.readBuffer.data(), count, nullptr)) {
         fail(context, "WinHttpReadData", 142);

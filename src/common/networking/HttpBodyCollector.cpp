@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <new>
-#include <stdexcept>
+#include <utility>
 
 namespace LumNetworking {
 
@@ -20,7 +20,7 @@ constexpr std::size_t kSegmentSize = std::size_t{40} << 20U;
 void HttpBodyCollector::ExpectLength(std::uint64_t length)
 {
     expectedLength = length;
-    segments.front().reserve(static_cast<std::size_t>(std::min<std::uint64_t>(length, kTrustedLength)));
+    first.reserve(static_cast<std::size_t>(std::min<std::uint64_t>(length, kTrustedLength)));
 }
 
 void HttpBodyCollector::Append(const char* bytes, std::size_t count)
@@ -38,19 +38,19 @@ void HttpBodyCollector::Append(const char* bytes, std::size_t count)
 
 std::string HttpBodyCollector::Take()
 {
-    std::string body = std::move(segments.front());
+    std::string body = std::exchange(first, std::string());
     std::size_t total = body.size();
-    for (std::size_t index = 1; index < segments.size(); ++index) {
-        total += segments[index].size();
+    for (const std::string& segment : further) {
+        total += segment.size();
     }
     if (total > body.size()) {
         body.reserve(total);
     }
-    for (std::size_t index = 1; index < segments.size(); ++index) {
-        body += segments[index];
-        segments[index] = std::string();
+    for (std::string& segment : further) {
+        body += segment;
+        segment = std::string();
     }
-    segments.assign(1, std::string());
+    further.clear();
     expectedLength = 0;
     return body;
 }
@@ -58,9 +58,8 @@ std::string HttpBodyCollector::Take()
 /// Makes room for the whole announced body once the trusted part is full.
 void HttpBodyCollector::ReserveExpectedLength(std::size_t count)
 {
-    std::string& first = segments.front();
     const bool outgrown = first.size() + count > first.capacity();
-    if (segments.size() > 1 || !outgrown || first.size() + count > expectedLength) {
+    if (!further.empty() || !outgrown || first.size() + count > expectedLength) {
         return;
     }
     const std::uint64_t length = expectedLength;
@@ -78,11 +77,12 @@ void HttpBodyCollector::ReserveExpectedLength(std::size_t count)
 
 std::string& HttpBodyCollector::SegmentWithRoom()
 {
-    if (segments.back().size() >= std::max(segments.back().capacity(), kSegmentSize)) {
-        segments.emplace_back();
-        segments.back().reserve(kSegmentSize);
+    std::string& last = further.empty() ? first : further.back();
+    if (last.size() < std::max(last.capacity(), kSegmentSize)) {
+        return last;
     }
-    return segments.back();
+    further.emplace_back().reserve(kSegmentSize);
+    return further.back();
 }
 
 } // namespace LumNetworking

@@ -28,8 +28,9 @@ private:
     void ReserveExpectedLength(std::size_t count);
     std::string& SegmentWithRoom();
 
-    /// Full segments, and last the one that is being filled. One segment is the rule.
-    std::vector<std::string> segments{1};
+    /// The rule is that one segment holds all. Where it does not, further ones follow; the last is being filled.
+    std::string first;
+    std::vector<std::string> further;
     std::uint64_t expectedLength = 0;
 };
 
