@@ -121,19 +121,21 @@ namespace LumManagedTests
                 byte[] body = new byte[2000];
                 SendInARow(client, count, body);
                 Collect();
-                long memory = Host.ResidentBytes();
                 int threads = Host.ThreadCount();
                 int descriptors = Host.DescriptorCount();
                 long handles = Handles.Held;
-                SendInARow(client, count, body);
-                Collect();
+                long growth = long.MaxValue;
+                for (int round = 0; round < 3 && growth >= allowedGrowth; round++)
+                {
+                    // A leak grows each time; what the collector keeps for itself does not.
+                    growth = GrowthOf(() => SendInARow(client, count, body));
+                }
+                Check.True(growth < allowedGrowth, $"memory grew by {growth >> 10} KiB");
                 Check.True(Host.WaitUntil(() => Host.ThreadCount() <= threads + 4),
                            $"threads grew from {threads} to {Host.ThreadCount()}");
                 Check.True(Host.WaitUntil(() => Host.DescriptorCount() <= descriptors + Quirks.DescriptorSlack),
                            $"descriptors grew from {descriptors} to {Host.DescriptorCount()}");
                 Check.Equal(handles, Handles.Held, "handles");
-                long growth = Host.ResidentBytes() - memory;
-                Check.True(growth < allowedGrowth, $"memory grew by {growth >> 10} KiB");
             }
         }
 
@@ -275,6 +277,15 @@ namespace LumManagedTests
                         "POST", "http://files.example/", BytesOf("body " + i), (BytesOf("X-A"), BytesOf("value " + i)))).ToArray();
                 }
             });
+        }
+
+        private static long GrowthOf(Action work)
+        {
+            Collect();
+            long before = Host.ResidentBytes();
+            work();
+            Collect();
+            return Host.ResidentBytes() - before;
         }
 
         private static void SendInARow(NativeClient client, int count, byte[] body)
