@@ -1,3 +1,5 @@
+#include "posix/ForkedTest.h"
+#include "posix/RefusedCall.h"
 #include "support/ProcessResources.h"
 #include "support/StorageTest.h"
 #include "support/TestFolder.h"
@@ -10,6 +12,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 namespace {
@@ -52,6 +55,25 @@ TEST_F(FileManagerPosixTest, WhatLiesBelowAFileCannotBeChecked)
                                                 " errorCode = " + std::to_string(ENOTDIR));
     EXPECT_FALSE(files.doesFileExist(folder / std::string(5000, 'a')));
     expectError("doesFileExist", "Error checking file existence");
+}
+
+TEST_F(FileManagerPosixTest, RenamesAndOverwritesNothingWhereTheSystemCannotDoBothInOneStep)
+{
+    for (const int refusal : {EINVAL, ENOSYS}) {
+        const std::string from = folder.add("from", "moved");
+        const std::string taken = folder.add("taken", "kept");
+        const int code = LumTests::Fork([&] {
+                             if (!LumTests::refuseCall(SYS_renameat2, refusal)) {
+                                 return 2;
+                             }
+                             const bool isKept = !files.renameFile(from, taken);
+                             return isKept && files.renameFile(from, folder / "to") ? 0 : 1;
+                         }).wait();
+        EXPECT_EQ(code, 0);
+        EXPECT_EQ(folder.contentOf("taken"), "kept");
+        EXPECT_EQ(folder.contentOf("to"), "moved");
+        EXPECT_TRUE(files.deleteFile(folder / "to"));
+    }
 }
 
 TEST_F(FileManagerPosixTest, FifoWithoutOtherEndIsNotWaitedFor)

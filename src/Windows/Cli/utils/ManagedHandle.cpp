@@ -41,13 +41,6 @@ ManagedHandle::~ManagedHandle()
 
 ManagedHandle::ManagedHandle(ManagedHandle&& other) noexcept : host(other.host), handle(other.Release()) {}
 
-ManagedHandle& ManagedHandle::operator=(ManagedHandle&& other) noexcept
-{
-    std::swap(host, other.host);
-    std::swap(handle, other.handle);
-    return *this;
-}
-
 LumCliHandle ManagedHandle::Release() noexcept
 {
     return std::exchange(handle, 0);

@@ -24,7 +24,6 @@ public:
 
     ~ManagedHandle();
     ManagedHandle(ManagedHandle&& other) noexcept;
-    ManagedHandle& operator=(ManagedHandle&& other) noexcept;
     ManagedHandle(const ManagedHandle&) = delete;
     ManagedHandle& operator=(const ManagedHandle&) = delete;
 
