@@ -1,7 +1,7 @@
 # Finds nlohmann json 3.11.3 or newer in 3.11, which is used as headers only, and defines the target LumNlohmannJson.
 # `./dev` puts it below build/deps where the system has an older one; set LUM_DEPS_DIR to look elsewhere.
 
-set(LUM_DEPS_DIR "${CMAKE_SOURCE_DIR}/build/deps" CACHE PATH "Where ./dev puts what the system does not have")
+set(LUM_DEPS_DIR "${PROJECT_SOURCE_DIR}/build/deps" CACHE PATH "Where ./dev puts what the system does not have")
 
 function(lum_nlohmann_version header version_variable)
   file(STRINGS "${header}" lines REGEX "#define NLOHMANN_JSON_VERSION_(MAJOR|MINOR|PATCH)")
@@ -30,8 +30,8 @@ find_package_handle_standard_args(LumNlohmannJson
 
 if(LumNlohmannJson_FOUND AND NOT TARGET LumNlohmannJson)
   # A link, because the system's whole include folder must not reach a cross build.
-  file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/nlohmann-include")
-  file(CREATE_LINK "${LumNlohmannJson_INCLUDE_DIR}/nlohmann" "${CMAKE_BINARY_DIR}/nlohmann-include/nlohmann" SYMBOLIC)
+  file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/nlohmann-include")
+  file(CREATE_LINK "${LumNlohmannJson_INCLUDE_DIR}/nlohmann" "${PROJECT_BINARY_DIR}/nlohmann-include/nlohmann" SYMBOLIC)
   add_library(LumNlohmannJson INTERFACE IMPORTED)
-  target_include_directories(LumNlohmannJson SYSTEM INTERFACE "${CMAKE_BINARY_DIR}/nlohmann-include")
+  target_include_directories(LumNlohmannJson SYSTEM INTERFACE "${PROJECT_BINARY_DIR}/nlohmann-include")
 endif()

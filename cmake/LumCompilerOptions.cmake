@@ -1,4 +1,5 @@
-# What every target of the project is compiled with: standard C++17, all warnings, warnings as errors.
+# What every target of the project is compiled with: standard C++17, all warnings, warnings as errors. None of it is
+# handed on to a host's targets.
 
 set(CMAKE_CXX_STANDARD 17)
 set(CMAKE_CXX_STANDARD_REQUIRED ON)
@@ -9,17 +10,20 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(LUM_SANITIZER "" CACHE STRING "Sanitizer to build with: empty, address, thread or fuzzer")
 set_property(CACHE LUM_SANITIZER PROPERTY STRINGS "" address thread fuzzer)
 option(LUM_COVERAGE "Count which lines and branches run" OFF)
+# A host brings a compiler and options of its own, whose warnings are not known here.
+option(LUM_WARNINGS_AS_ERRORS "A warning ends the build" ${PROJECT_IS_TOP_LEVEL})
 
 # Log records carry the path of their source file: keep the build machine's folders out of it.
 function(lum_target_options target)
   if(MSVC)
-    target_compile_options(${target} PRIVATE /W4 /WX /utf-8 /permissive-)
+    target_compile_options(${target} PRIVATE /W4 $<$<BOOL:${LUM_WARNINGS_AS_ERRORS}>:/WX> /utf-8 /permissive-)
     return()
   endif()
   target_compile_options(${target} PRIVATE
     -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wold-style-cast -Wnon-virtual-dtor
-    -Woverloaded-virtual -Wnull-dereference -Wformat=2 -Werror
-    "-ffile-prefix-map=${CMAKE_SOURCE_DIR}/=")
+    -Woverloaded-virtual -Wnull-dereference -Wformat=2
+    $<$<BOOL:${LUM_WARNINGS_AS_ERRORS}>:-Werror>
+    "-ffile-prefix-map=${PROJECT_SOURCE_DIR}/=")
   if(MINGW)
     target_link_options(${target} PRIVATE -static) # no library of the compiler is needed beside it
   endif()

@@ -13,7 +13,7 @@ function(lum_public_headers target)
   else()
     set(platform_header platform/posix/PosixPlatform.h)
   endif()
-  target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS "${CMAKE_SOURCE_DIR}/src" FILES
+  target_sources(${target} PUBLIC FILE_SET HEADERS BASE_DIRS "${PROJECT_SOURCE_DIR}/src" FILES
     common/networking/HttpMethod.h
     common/networking/HttpRequestResult.h
     common/networking/HttpResponse.h
@@ -55,7 +55,7 @@ endfunction()
 function(lum_install_package)
   set(config "${CMAKE_CURRENT_BINARY_DIR}/lumutilsWinCliConfig.cmake")
   set(version "${CMAKE_CURRENT_BINARY_DIR}/lumutilsWinCliConfigVersion.cmake")
-  configure_package_config_file("${CMAKE_SOURCE_DIR}/cmake/lumutilsWinCliConfig.cmake.in" "${config}"
+  configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/lumutilsWinCliConfig.cmake.in" "${config}"
     INSTALL_DESTINATION "${LUM_INSTALLED_PACKAGE}")
   # Before version 1 a minor version may change the interface. The check of the pointers' width is part of it.
   write_basic_package_version_file("${version}" COMPATIBILITY SameMinorVersion)
@@ -78,7 +78,7 @@ function(lum_install_pkg_config shared)
   endif()
   file(RELATIVE_PATH LUM_PC_PREFIX "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
   set(file "${CMAKE_CURRENT_BINARY_DIR}/lumutilsWinCli.pc")
-  configure_file("${CMAKE_SOURCE_DIR}/cmake/lumutilsWinCli.pc.in" "${file}.in" @ONLY)
+  configure_file("${PROJECT_SOURCE_DIR}/cmake/lumutilsWinCli.pc.in" "${file}.in" @ONLY)
   file(GENERATE OUTPUT "${file}" INPUT "${file}.in" TARGET ${shared})
   install(FILES "${file}" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 endfunction()

@@ -1,5 +1,6 @@
 # shellcheck shell=bash
-# Installing a build, and using what was installed as somebody else would: by CMake and by pkg-config, linked in both ways.
+# Using the library as somebody else would, linked in both ways: installed, by CMake and by pkg-config, and as sources in a
+# folder of a CMake project.
 
 # The toolchain of a preset, for CMake and by name.
 declare -A CONSUMER_COMPILER=(
@@ -20,6 +21,14 @@ build_by_cmake() {
         ${toolchain:+"-DCMAKE_TOOLCHAIN_FILE=$ROOT/cmake/$toolchain.cmake"} && cmake --build "$folder"
 }
 
+# build_by_subdirectory PRESET FOLDER: without an optimiser, as what is tried is whether it builds and links.
+build_by_subdirectory() {
+    local preset="$1" folder="$2" toolchain="${CONSUMER_TOOLCHAIN[$1]:-}"
+    cmake -G Ninja -S tests/install/subdirectory -B "$folder" "-DLIBRARY_FOLDER=$ROOT" \
+        ${toolchain:+"-DCMAKE_TOOLCHAIN_FILE=$ROOT/cmake/$toolchain.cmake"} &&
+        cmake --build "$folder" -j "$(nproc)" --target consumer_shared consumer_static
+}
+
 # build_by_pkg_config PRESET FOLDER SUFFIX [LINK_OPTION]
 build_by_pkg_config() {
     local preset="$1" folder="$2" compiler="${CONSUMER_COMPILER[$1]}" flags expected
@@ -37,21 +46,31 @@ install_and_build() {
     rm -rf "$installed" "$consumer"
     mkdir -p "$consumer"
     cmake --install "$BUILD/$preset" --prefix "$installed" && build_by_cmake "$preset" "$consumer" &&
-        build_by_pkg_config "$preset" "$consumer" "$suffix" "${3:-}"
+        build_by_pkg_config "$preset" "$consumer" "$suffix" "${3:-}" &&
+        build_by_subdirectory "$preset" "$consumer/subdirectory"
 }
 
-# run_consumers SUITE PRESET SUFFIX [STARTER...]: each of the consumer's programs is a test.
-run_consumers() {
-    local suite="$1" preset="$2" suffix="$3" kind log outcome
+# run_consumer SUITE PROGRAM KIND [STARTER...]: a program of the consumer's is a test.
+run_consumer() {
+    local suite="$1" program="$2" kind="$3" outcome=failed
+    local log="$LOGS/$suite/install-$kind.log"
     shift 3
+    (cd "$(dirname "$program")" && timeout --kill-after=20 60 "$@" "$program") >"$log" 2>&1 </dev/null && outcome=passed
+    [[ "$outcome" == passed ]] || show_tail "$log"
+    add_outcomes "$suite/install" <<<"$outcome InstallTest.AConsumerWorks/$kind"
+}
+
+# run_consumers SUITE PRESET SUFFIX [STARTER...]
+run_consumers() {
+    local suite="$1" preset="$2" suffix="$3" kind consumer="$BUILD/$2/install-consumer"
+    shift 3
+    # These have built their library themselves, and know or hold where it is.
+    for kind in shared static; do
+        run_consumer "$suite" "$consumer/subdirectory/consumer_$kind$suffix" "subdirectory-$kind" "$@"
+    done
     local -x LD_LIBRARY_PATH="$BUILD/$preset/installed/lib" WINEPATH="Z:$BUILD/$preset/installed/bin"
     for kind in shared static pkg_config; do
-        log="$LOGS/$suite/install-$kind.log"
-        outcome=failed
-        (cd "$BUILD/$preset/install-consumer" && timeout --kill-after=20 60 "$@" "./consumer_$kind$suffix") \
-            >"$log" 2>&1 </dev/null && outcome=passed
-        [[ "$outcome" == passed ]] || show_tail "$log"
-        add_outcomes "$suite/install" <<<"$outcome InstallTest.AConsumerWorks/$kind"
+        run_consumer "$suite" "$consumer/consumer_$kind$suffix" "$kind" "$@"
     done
 }
 
@@ -61,7 +80,7 @@ check_install() {
     shift 3
     say "    install"
     if ! run_logged "$LOGS/$suite/install.log" install_and_build "$preset" "$suffix" ${suffix:+-static}; then
-        add_failure "$suite/install - (the installed library cannot be used)"
+        add_failure "$suite/install - (the library cannot be used by others)"
         return
     fi
     run_consumers "$suite" "$preset" "$suffix" "$@"
