@@ -16,8 +16,11 @@ unwinder_names() {
 # namespaces that one source defines. What headers define is in every program that includes them, save for the tables
 # of classes.
 library_names() {
-    local objects
-    mapfile -t objects < <(find "$BUILD/$1/src/CMakeFiles/lum_core.dir" -name '*.obj')
+    local folder="$BUILD/$1/src/CMakeFiles/lum_core.dir" source objects=()
+    # An older build may have left objects of sources that are no more.
+    while read -r source; do
+        [[ -e "src/$source" ]] && objects+=("$folder/$source.obj")
+    done < <(find "$folder" -name '*.obj' -printf '%P\n' | sed 's/\.obj$//')
     "$2nm" --format=sysv --extern-only --defined-only "${objects[@]}" | tr -d ' ' | awk -F'|' -v underscore="$3" '
         NF < 7 || $3 !~ /^[TDBR]$/ { next }
         {
@@ -30,24 +33,36 @@ library_names() {
         isOwn && $7 !~ /\$/ { print name ($3 == "T" ? "" : " DATA") }' | sort -u
 }
 
-# write_exports PRESET TOOLS UNDERSCORE
+# exports_of PRESET: the list.
+exports_of() {
+    local tools=x86_64-w64-mingw32- underscore=""
+    [[ "$1" == windows-x64 ]] || { tools=i686-w64-mingw32- underscore=_; }
+    say "; What the module shows; \`./dev exports\` writes this list. The boundary to .NET and the library's own classes:"
+    say "EXPORTS"
+    library_names "$1" "$tools" "$underscore" | sed 's/^/  /'
+    say "; The part of the compiler's runtime that handles exceptions, for programs that link the module:"
+    printf '  %s\n' "${EXCEPTION_STATE[@]}"
+    [[ -z "$underscore" ]] || unwinder_names "$tools" | sed 's/^/  /'
+}
+
 write_exports() {
-    local preset="$1" tools="$2"
-    {
-        say "; What the module shows; \`./dev exports\` writes this list. The boundary to .NET and the library's own classes:"
-        say "EXPORTS"
-        library_names "$@" | sed 's/^/  /'
-        say "; The part of the compiler's runtime that handles exceptions, for programs that link the module:"
-        printf '  %s\n' "${EXCEPTION_STATE[@]}"
-        [[ -z "$3" ]] || unwinder_names "$tools" | sed 's/^/  /'
-    } >"src/exports/$preset.def"
-    say "  src/exports/$preset.def: $(grep -c '^  ' "src/exports/$preset.def") names"
+    exports_of "$1" >"src/exports/$1.def"
+    say "  src/exports/$1.def: $(grep -c '^  ' "src/exports/$1.def") names"
+}
+
+# check_exports PRESET, which is also its suite: whether the list is the one that would be written now.
+check_exports() {
+    local suite="$1" log="$LOGS/$1/exports.log" outcome=failed
+    exports_of "$suite" | diff -u "src/exports/$suite.def" - >"$log" 2>&1 && outcome=passed
+    [[ "$outcome" == passed ]] || show_tail "$log"
+    add_outcomes "$suite/exports" <<<"$outcome ExportsTest.TheListIsTheOneThatTheSourcesGive"
+    say "    exports $outcome"
 }
 
 run_exports() {
     plan "compile the library for windows-x86 and windows-x64" "write src/exports"
     need "${LINUX_BUILD[@]}" mingw_x86 mingw_x64 || exit 1
     build_preset windows-x86 lum_core && build_preset windows-x64 lum_core || exit 1
-    write_exports windows-x86 i686-w64-mingw32- _
-    write_exports windows-x64 x86_64-w64-mingw32- ""
+    write_exports windows-x86
+    write_exports windows-x64
 }

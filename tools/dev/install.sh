@@ -52,11 +52,15 @@ install_and_build() {
 
 # run_consumer SUITE PROGRAM KIND [STARTER...]: a program of the consumer's is a test.
 run_consumer() {
-    local suite="$1" program="$2" kind="$3" outcome=failed
+    local suite="$1" program="$2" kind="$3" outcome=passed code=0
     local log="$LOGS/$suite/install-$kind.log"
     shift 3
-    (cd "$(dirname "$program")" && timeout --kill-after=20 60 "$@" "$program") >"$log" 2>&1 </dev/null && outcome=passed
-    [[ "$outcome" == passed ]] || show_tail "$log"
+    (cd "$(dirname "$program")" && timeout --kill-after=20 60 "$@" "$program") >"$log" 2>&1 </dev/null || code=$?
+    end_after "$code"
+    if ((code != 0)); then
+        outcome=failed
+        show_tail "$log"
+    fi
     add_outcomes "$suite/install" <<<"$outcome InstallTest.AConsumerWorks/$kind"
 }
 

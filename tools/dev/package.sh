@@ -41,15 +41,35 @@ make_package() {
         -p:UseSharedCompilation=false "-p:LumNativeFolder=$PACKAGE/native" --output "$PACKAGE"
 }
 
-# The files that a package must have.
+# What the libraries must be: the same name may stand for another width.
+declare -A PACKAGE_FORMATS=(
+    [runtimes/linux-x64/native/liblumutilsWinCli.so]=elf64-x86-64
+    [runtimes/win-x86/native/liblumutilsWinCli.dll]=pei-i386
+    [runtimes/win-x64/native/liblumutilsWinCli.dll]=pei-x86-64
+)
+
+# format_in_package FILE: such as pei-i386.
+format_in_package() {
+    local copy="$PACKAGE/library-to-look-at"
+    unzip -p "$(package_file)" "$1" >"$copy" 2>/dev/null || true
+    objdump -f "$copy" 2>/dev/null | sed -n 's/.*file format //p'
+    rm -f "$copy"
+}
+
+# The files that a package must have, and for which machine its libraries are.
 check_package_content() {
-    local file content lacks=0
+    local file content format lacks=0
     content="$(unzip -Z1 "$(package_file)")"
     for file in lib/netstandard2.0/LumUtilsWinCli.dll lib/netstandard2.0/LumUtilsWinCli.xml README.md \
-        buildTransitive/netstandard2.0/LumUtilsWinCli.targets runtimes/linux-x64/native/liblumutilsWinCli.so \
-        runtimes/win-x86/native/liblumutilsWinCli.dll runtimes/win-x64/native/liblumutilsWinCli.dll; do
+        buildTransitive/netstandard2.0/LumUtilsWinCli.targets "${!PACKAGE_FORMATS[@]}"; do
         grep -qxF "$file" <<<"$content" && continue
         complain "the package lacks $file"
+        lacks=1
+    done
+    for file in "${!PACKAGE_FORMATS[@]}"; do
+        format="$(format_in_package "$file")"
+        [[ "$format" == "${PACKAGE_FORMATS[$file]}" ]] && continue
+        complain "$file of the package is '$format' and not '${PACKAGE_FORMATS[$file]}'"
         lacks=1
     done
     unzip -Z1 "$PACKAGE"/LumUtilsWinCli.*.snupkg | grep -qxF lib/netstandard2.0/LumUtilsWinCli.pdb || lacks=1

@@ -62,6 +62,7 @@ run_program() {
     rm -f "$LOGS/$label.json" "$LOGS/$label.log"
     say "    $(basename "$label")"
     run_limited "$limit" "$LOGS/$label.log" "$@" "--gtest_output=json:$prefix$LOGS/$label.json" || code=$?
+    end_after "$code"
     judge "$label" "$code" "$limit" "$failed"
     say "      $((PASSED - passed)) passed, $((FAILED - failed)) failed, $((SKIPPED - skipped)) skipped," \
         "$((SECONDS - start)) s"

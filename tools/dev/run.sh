@@ -17,6 +17,8 @@ site="http://127.0.0.1:$LUM_TEST_NGINX_PORT"
 mapfile -t files < <(cd "$LUM_TEST_NGINX_ROOT/licenses" && find . -type f -name "[A-Z]*" | sort | cut -c3- | head -n 8)
 exec "$@" --socks "127.0.0.1:$LUM_TEST_SOCKS_PORT" "${files[@]/#/$site/licenses/}" \
     "http://localhost:$LUM_TEST_HTTP_PORT/stall?key=run&seconds=2" --failing "http://127.0.0.1:$LUM_TEST_CLOSED_PORT/nobody"'
+# shellcheck disable=SC2016
+NO_PROXY='exec "$@" --socks "127.0.0.1:$LUM_TEST_CLOSED_PORT" --failing "http://127.0.0.1:$LUM_TEST_NGINX_PORT/one.bin"'
 
 run_desktop_host() {
     local native="$BUILD/linux-x64" has_proxy=0 word command

@@ -118,19 +118,38 @@ check_managed() {
         "${WINE_DOTNET[@]}" "WINEPATH=${folders//\//\\}" wine "$BUILD/managed/managed-tests-win-x64/LumManagedTests.exe"
 }
 
+# run_wine_host LOG SCRIPT: the example's host, with the arguments that the script gives it.
+run_wine_host() {
+    local log="$1" script="$2" code=0
+    timeout --kill-after=20 120 "$TEST_SERVER" --proxies -- bash -c "$script" host "${WINE_DOTNET[@]}" \
+        wine "$BUILD/managed/desktop-host-win-x64/DesktopHost.exe" --output "Z:$BUILD/desktop-host-win-x64" \
+        >"$log" 2>&1 </dev/null || code=$?
+    end_after "$code"
+    return "$code"
+}
+
+# What comes without a proxy must come directly, and fail on the other way: else that way leads past the proxy.
+fails_without_proxy() {
+    local log="$1"
+    run_wine_host "$log" "$NO_PROXY" && grep -qE '^ +direct +200, ' "$log" && grep -qE '^ +proxy +failed: ' "$log"
+}
+
 # check_desktop_host SUITE: the example's host, through a real proxy, on the module as it ships.
 check_desktop_host() {
-    local suite="$1" folder="$BUILD/managed/desktop-host-win-x64" outcome=failed start=$SECONDS
-    local log="$LOGS/$suite/desktop-host.log"
+    local suite="$1" folder="$BUILD/managed/desktop-host-win-x64" start=$SECONDS log="$LOGS/$1/desktop-host.log"
+    local passed=$PASSED failed=$FAILED outcome=failed
     [[ "$suite" == windows-x64 ]] || return 0
     say "    desktop-host"
     publish_for_wine "$suite" desktop-host examples/desktop-host/DesktopHost.csproj || return 0
     cp "$BUILD/$suite/src/liblumutilsWinCli.dll" "$BUILD/$suite/examples/desktop-host/native/liblum_desktop_module.dll" "$folder"
-    timeout --kill-after=20 120 "$TEST_SERVER" --proxies -- bash -c "$OWN_SITE" own-site "${WINE_DOTNET[@]}" \
-        wine "$folder/DesktopHost.exe" --output "Z:$BUILD/desktop-host-win-x64" >"$log" 2>&1 </dev/null && outcome=passed
+    run_wine_host "$log" "$OWN_SITE" && outcome=passed
     [[ "$outcome" == passed ]] || show_tail "$log"
     add_outcomes "$suite/desktop-host" <<<"$outcome DesktopHostTest.FetchesTheSameDirectlyAndThroughTheProxy"
-    say "      $outcome, $((SECONDS - start)) s"
+    outcome=failed log="$LOGS/$suite/desktop-host-no-proxy.log"
+    fails_without_proxy "$log" && outcome=passed
+    [[ "$outcome" == passed ]] || show_tail "$log"
+    add_outcomes "$suite/desktop-host-no-proxy" <<<"$outcome DesktopHostTest.FetchesNothingThroughAProxyThatIsNotThere"
+    say "      $((PASSED - passed)) passed, $((FAILED - failed)) failed, $((SECONDS - start)) s"
 }
 
 # run_windows_suite NAME, which is also its preset.
@@ -149,6 +168,7 @@ run_windows_suite() {
     check_locks_across_widths "$suite"
     check_managed "$suite"
     check_desktop_host "$suite"
+    check_exports "$suite"
     check_install "$suite" "$suite" ".exe" wine
 }
 

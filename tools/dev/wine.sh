@@ -17,6 +17,17 @@ leave_wine() {
     WINEPREFIX="$BUILD/wine-prefix" wineserver -k >/dev/null 2>&1 || true
 }
 
+# end_windows_programs: what a program that had to be ended has started lives on without it, and would disturb those that
+# follow. Only programs of the prefix are ended; the next one starts its server anew.
+end_windows_programs() {
+    [[ "${WINEPREFIX:-}" == "$BUILD/wine-prefix" ]] || return 0
+    leave_wine
+    timeout "$WINE_LIMIT" wineserver -w || complain "programs of build/wine-prefix do not end"
+}
+
+# end_after CODE: the same if the code is that of a program that ran into its limit.
+end_after() { (($1 != 124 && $1 != 137)) || end_windows_programs; }
+
 # A prefix that was made before 32-bit Wine was there cannot run 32-bit programs.
 prefix_kind() { if has_wine32; then say both; else say only-64; fi; }
 
