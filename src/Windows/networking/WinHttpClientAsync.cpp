@@ -3,6 +3,7 @@
 #include "Windows/networking/LibLumNetworkingWinUtils.h"
 #include "Windows/networking/WinHttpAsyncContext.h"
 #include "Windows/networking/WinHttpAsyncTransaction.h"
+#include "Windows/utils/LumModule.h"
 #include "common/networking/LumNetworkingError.h"
 #include "common/utils/LumLog.h"
 #include "common/utils/LumTextUtils.h"
@@ -117,6 +118,10 @@ void CALLBACK WinHttpAsyncCallback(HINTERNET handle, DWORD_PTR contextValue, DWO
 
 bool openSession(WinHttpAsyncContext& context)
 {
+    if (kLumRequestsOutliveModule) {
+        // Notifications may come at any time from here on.
+        LumUtils::pinModule();
+    }
     context.session.reset(WinHttpOpen(nullptr, WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY, WINHTTP_NO_PROXY_NAME,
                                       WINHTTP_NO_PROXY_BYPASS, WINHTTP_FLAG_ASYNC));
     return context.session != nullptr;

@@ -57,6 +57,10 @@
 /// The platform's name, as messages carry it.
 constexpr const char* kLumPlatformName = "Linux";
 
+/// Whether requests under way go on, and notify, when the module that started them is unloaded. Here they are
+/// abandoned.
+constexpr bool kLumRequestsOutliveModule = false;
+
 /// The std::random_device to ask. The default one is an instruction of the processor, which repeats itself on some.
 constexpr const char* kLumRandomDevice = "/dev/urandom";
 

@@ -21,5 +21,8 @@
 /// The platform's name, as messages carry it.
 constexpr const char* kLumPlatformName = "Windows";
 
+/// Whether requests under way go on, and notify, when the module that started them is unloaded.
+constexpr bool kLumRequestsOutliveModule = true;
+
 /// The std::random_device to ask: the system's generator.
 constexpr const char* kLumRandomDevice = "default";

@@ -3,8 +3,8 @@
 #include "Windows/Cli/networking/socks/HttpClientAsyncContext.h"
 #include "Windows/Cli/utils/ManagedException.h"
 #include "Windows/networking/WinHttpAsyncTransaction.h"
+#include "Windows/utils/LumModule.h"
 #include "common/utils/LumLog.h"
-#include "platform/LumPlatform.h"
 
 #include <exception>
 #include <utility>
@@ -20,15 +20,6 @@ constexpr const char* kConstructor = "LumNetworking::LumAsynchronousSocksHttpCli
 constexpr const char* kPerformFunction = "LumNetworking::LumAsynchronousSocksHttpClient::PerformHttpAsync";
 constexpr const char* kWorkerFunction = "LumNetworking::LumAsynchronousSocksHttpClient::HttpWorkerThread";
 constexpr const char* kRequestFunction = "LumNetworking::LumAsynchronousSocksHttpClient::HandleHttpRequest";
-
-/// Keeps the module of this code loaded to the end of the process. A program's own code needs no pin, so it does no
-/// harm that the platform may have none for it.
-void pinModule()
-{
-    HMODULE module = nullptr;
-    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
-                       reinterpret_cast<const WCHAR*>(&pinModule), &module);
-}
 
 /// Marks the request as failed and logs the reason. The request must be completed also if the logger throws.
 void fail(HttpClientAsyncContext& context, const char* function, const char* reason)
@@ -72,7 +63,7 @@ LumAsynchronousSocksHttpClient::LumAsynchronousSocksHttpClient(
     : LumAsynchronousHttpClientBase(loggerDelegate), socksLogger(loggerDelegate),
       socksAdapter(std::make_shared<LumNetworkingCli::SocksHttpClientCliAdapter>(socksHttpClientCli))
 {
-    pinModule();
+    LumUtils::pinModule();
     LUM_LOG(socksLogger, Info, kConstructor, "LumAsynchronousSocksHttpClient created for SOCKS5 proxy requests");
 }
 
@@ -83,7 +74,7 @@ LumAsynchronousSocksHttpClient::LumAsynchronousSocksHttpClient(
       socksAdapter(
           std::make_shared<LumNetworkingCli::SocksHttpClientCliAdapter>(staTicket, socksServerUrl, socksHttpClientCli))
 {
-    pinModule();
+    LumUtils::pinModule();
     LUM_LOG(socksLogger, Info, kConstructor,
             "LumAsynchronousSocksHttpClient created for SOCKS5 proxy requests with STA ticket");
 }

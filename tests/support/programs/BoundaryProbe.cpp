@@ -1,5 +1,6 @@
 #include "Windows/Cli/LumCliAbi.h"
 #include "common/networking/ILumAsynchronousHttpClient.h"
+#include "support/LoadedLibrary.h"
 
 #include <atomic>
 #include <chrono>
@@ -8,14 +9,13 @@
 #include <string>
 #include <thread>
 
-#include <dlfcn.h>
-
 /// Loads the library, starts requests that it cannot end in time, and does what its argument names. Exits with 0 if
 /// that went as it should.
 
 namespace {
 
 using LumNetworking::ILumAsynchronousHttpClient;
+using LumTests::LoadedLibrary;
 
 constexpr int kRequests = 20;
 constexpr LumCliHandle kException = 7;
@@ -23,7 +23,8 @@ constexpr LumCliHandle kException = 7;
 std::atomic<int> inside{0};
 std::atomic<int> completed{0};
 
-/// At the program's end this goes after the library's own objects: the workers come back from the host meanwhile.
+/// At the program's end the workers come back from the host while this goes. On Linux the library's own objects have
+/// gone before, on Windows they go when no worker runs any more.
 struct LingeringEnd {
     bool isWanted = false;
     ~LingeringEnd()
@@ -101,10 +102,10 @@ bool comesTo(const std::atomic<int>& value, int wanted)
 }
 
 /// Starts requests and lets go of the client and of all transactions.
-bool startRequests(void* library)
+bool startRequests(const LoadedLibrary& library)
 {
-    const auto create = reinterpret_cast<decltype(&LumCliCreateSocksClientWithManagedLogger)>(
-        dlsym(library, "LumCliCreateSocksClientWithManagedLogger"));
+    const auto create = library.function<decltype(&LumCliCreateSocksClientWithManagedLogger)>(
+        "LumCliCreateSocksClientWithManagedLogger");
     void* address = nullptr;
     LumCliHandle exception = 0;
     if (!expect(create != nullptr && create(&kTable, 1, 2, &address, &exception) == kLumCliOk, "a client is made")) {
@@ -121,13 +122,13 @@ bool startRequests(void* library)
 
 bool run(const std::string& way)
 {
-    void* const library = dlopen(LUM_SHARED_LIBRARY, RTLD_NOW | RTLD_LOCAL);
-    if (!expect(library != nullptr, "the library can be loaded") || !startRequests(library)) {
+    const LoadedLibrary library(LUM_SHARED_LIBRARY);
+    if (!expect(library.isLoaded(), "the library can be loaded") || !startRequests(library)) {
         return false;
     }
     lingeringEnd.isWanted = way == "exit";
     if (way == "unload") {
-        return expect(dlclose(library) == 0, "the library can be closed") &&
+        return expect(library.close(), "the library can be closed") &&
                expect(comesTo(completed, kRequests), "the requests are completed all the same");
     }
     return expect(way == "exit", "the argument is known");
