@@ -18,6 +18,9 @@ namespace LumNetworking {
 /// Each request has a session of its own; proxies are the system's, certificates are always checked against the
 /// system's store, caches are bypassed. See ILumAsynchronousHttpClient for parameters, completions and threads.
 ///
+/// On Windows the module that holds this class stays loaded once a request was started: requests under way go on when a
+/// host closes the library. On Linux closing it abandons them; no completion runs any more.
+///
 /// On Linux a copy of the process (fork) has no client: its requests fail at once, with code 7 and the number 12012.
 ///
 /// A failed request is completed with an error of the domain LibLumNetworkingErrorDomain and one of these codes, with
