@@ -19,17 +19,23 @@ soak_arguments() {
 }
 
 run_one_soak() {
-    local name="$1" seconds="$2" seed="$3" arguments
+    local name="$1" preset="$2" seconds="$3" seed="$4" arguments
     mapfile -t arguments < <(soak_arguments "$name" "$seconds" "$seed")
     say ""
     say "Soak $name"
     # What does not end by itself hangs.
-    timeout --kill-after=20 "$((seconds + 120))" "$BUILD/linux-x64/tests/soak/$name/lum_soak_$name" "${arguments[@]}"
+    timeout --kill-after=20 "$((seconds + 120))" "$BUILD/$preset/tests/soak/$name/lum_soak_$name" "${arguments[@]}"
 }
 
-# run_soak [NAME] [SECONDS [SEED]]
+# run_soak [--sanitize KIND] [NAME] [SECONDS [SEED]]
 run_soak() {
-    local names=() name seconds seed failed=0
+    local names=() name seconds seed preset=linux-x64 failed=0
+    if [[ "${1:-}" == --sanitize ]]; then
+        check_sanitizer "${2:-}"
+        preset="linux-x64-$2"
+        set_sanitizer_options
+        shift 2
+    fi
     mapfile -t names < <(all_soaks)
     if [[ "${1:-}" == [a-z]* ]]; then
         [[ -e "tests/soak/$1/CMakeLists.txt" ]] || usage_error "soak what: $(all_soaks | paste -sd ' ')?"
@@ -39,12 +45,12 @@ run_soak() {
     seconds="${1:-$SOAK_SECONDS}" seed="${2:-}"
     [[ "$seconds" =~ ^[1-9][0-9]{0,4}$ ]] || usage_error "for how many seconds? '$seconds' is no number from 1 to 99999"
     [[ "$seed" =~ ^[0-9]{0,18}$ ]] || usage_error "with which seed? '$seed' is no number"
-    plan "build linux-x64" "run for $seconds s: ${names[*]}"
+    plan "build $preset" "run for $seconds s: ${names[*]}"
     need "${LINUX_BUILD[@]}" || exit 1
-    build_preset linux-x64 "${names[@]/#/lum_soak_}" || exit 1
+    build_preset "$preset" "${names[@]/#/lum_soak_}" || exit 1
     mkdir -p "$BUILD/soak"
     for name in "${names[@]}"; do
-        run_one_soak "$name" "$seconds" "$seed" && continue
+        run_one_soak "$name" "$preset" "$seconds" "$seed" && continue
         complain "soak $name failed"
         failed=1
     done

@@ -222,13 +222,21 @@ run_tests() {
     close_run
 }
 
-run_sanitized() {
-    local kind="${1:-}"
-    [[ "$kind" == address || "$kind" == thread ]] || usage_error "sanitize what: address or thread?"
-    plan "build linux-x64-$kind" "run the linux suite with it"
+check_sanitizer() {
+    [[ "$1" == address || "$1" == thread ]] || usage_error "sanitize what: address or thread?"
+}
+
+set_sanitizer_options() {
     export ASAN_OPTIONS="detect_leaks=1:detect_stack_use_after_return=1:strict_string_checks=1:exitcode=66"
     export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
     export TSAN_OPTIONS="halt_on_error=0:second_deadlock_stack=1:exitcode=66"
+}
+
+run_sanitized() {
+    local kind="${1:-}"
+    check_sanitizer "$kind"
+    plan "build linux-x64-$kind" "run the linux suite with it"
+    set_sanitizer_options
     LIMIT_FACTOR=4
     # shellcheck disable=SC2086
     need ${SUITE_NEEDS[linux]} || exit 1

@@ -1,9 +1,11 @@
 #include "soak/networking/FaultPlan.h"
 
+#include "common/networking/LumNetworkingError.h"
 #include "soak/networking/Dice.h"
 #include "support/BodyPattern.h"
 
 #include <algorithm>
+#include <initializer_list>
 #include <iterator>
 #include <sstream>
 
@@ -20,6 +22,25 @@ using std::chrono::milliseconds;
 constexpr std::uint64_t kLongestStall = 1000;
 constexpr std::uint64_t kShortPause = 30;
 constexpr unsigned int kBodyBits = 16;
+
+/// Headers that everybody takes.
+constexpr std::size_t kTakenHeaders = std::size_t{64} << 10U;
+
+/// The platform's numbers.
+constexpr int kNameNotResolved = 12007;
+constexpr int kConnectionError = 12030;
+constexpr int kInvalidResponse = 12152;
+constexpr int kRedirectFailed = 12156;
+constexpr int kNotEnoughMemory = 8;
+
+/// The plan leads to no success.
+void breakWith(FaultPlan& plan, std::initializer_list<int> platformCodes)
+{
+    plan.verdict = Verdict::Broken;
+    for (const int platformCode : platformCodes) {
+        plan.failures.push_back(failureOf(platformCode));
+    }
+}
 
 milliseconds shortPause(Dice& dice)
 {
@@ -119,7 +140,7 @@ void fillStall(FaultPlan& plan, Dice& dice)
         plan.steps.push_back({milliseconds(0), whole.substr(place)});
     } else {
         plan.end = dice.OneIn(2) ? End::Close : End::Reset;
-        plan.verdict = Verdict::Broken;
+        breakWith(plan, {kConnectionError});
     }
 }
 
@@ -131,7 +152,7 @@ void cutOff(FaultPlan& plan, Dice& dice, End end)
     const std::size_t place = dice.OneIn(3) ? 0 : static_cast<std::size_t>(dice.Below(whole.size()));
     plan.steps = {{shortPause(dice), whole.substr(0, place)}, {shortPause(dice), ""}};
     plan.end = end;
-    plan.verdict = Verdict::Broken;
+    breakWith(plan, {kConnectionError});
 }
 
 void fillReset(FaultPlan& plan, Dice& dice)
@@ -149,7 +170,7 @@ void fillCutChunk(FaultPlan& plan, Dice& dice)
     const std::string part = bodyOf(dice, 10);
     plan.steps = {{shortPause(dice), statusLine(200) + "Transfer-Encoding: chunked\r\n\r\n400\r\n" + part}};
     plan.end = dice.OneIn(2) ? End::Close : End::Reset;
-    plan.verdict = Verdict::Broken;
+    breakWith(plan, {kConnectionError});
 }
 
 /// The first byte is none with which an answer begins.
@@ -157,7 +178,7 @@ void fillGarbage(FaultPlan& plan, Dice& dice)
 {
     plan.steps = {{shortPause(dice), "\x01" + dice.Bytes(dice.Size(kBodyBits))}};
     plan.end = dice.OneIn(2) ? End::Close : End::Reset;
-    plan.verdict = Verdict::Broken;
+    breakWith(plan, {kInvalidResponse});
 }
 
 /// Answers that are nearly HTTP.
@@ -185,6 +206,8 @@ void fillOddity(FaultPlan& plan, Dice& dice)
     };
     plan.steps = {{shortPause(dice), oddities[dice.Below(std::size(oddities))]}};
     plan.end = End::Close;
+    // What is taken for the beginning of an answer is cut off by the end; a redirect may lead nowhere.
+    breakWith(plan, {kInvalidResponse, kConnectionError, kNameNotResolved, kRedirectFailed});
     plan.verdict = Verdict::Anything;
 }
 
@@ -201,6 +224,10 @@ void fillHugeHeaders(FaultPlan& plan, Dice& dice)
     }
     plan.body = bodyOf(dice, 10);
     plan.steps = {{shortPause(dice), statusLine(200) + lines + contentLength(plan.body.size()) + "\r\n" + plan.body}};
+    if (lines.size() > kTakenHeaders) {
+        // The second is what some versions of libcurl say of a line that is too long for them.
+        plan.failures = {failureOf(kInvalidResponse), failureOf(kNotEnoughMemory)};
+    }
 }
 
 /// The answer comes before the request's body was read; then the connection ends, one way or the other.
@@ -212,6 +239,7 @@ void fillEarly(FaultPlan& plan, Dice& dice)
                   {milliseconds(dice.Below(100)), ""}};
     plan.end = dice.OneIn(2) ? End::Close : End::Reset;
     plan.isEarly = true;
+    plan.failures = {failureOf(kConnectionError)};
 }
 
 /// More bytes than were announced, which nobody asked for. They come in one piece with the answer, or nobody could tell
@@ -275,6 +303,11 @@ std::size_t chooseKind(Dice& dice)
 
 } // namespace
 
+FaultPlan::Failure failureOf(int platformCode)
+{
+    return {LumNetworking::LumNetworkingErrorCode::kReceiveFailed, platformCode};
+}
+
 FaultPlan makeFaultPlan(std::uint64_t seed, std::uint64_t number)
 {
     Dice dice(seed + number);
@@ -302,7 +335,10 @@ FaultPlan makeProxiedPlan(std::uint64_t seed, std::uint64_t number)
     plan.number = number;
     plan.status = dice.OneIn(4) ? 503 : 200;
     plan.steps = {{dice.OneIn(2) ? shortPause(dice) : milliseconds(dice.Below(kLongestPause)), ""}};
-    plan.verdict = dice.OneIn(4) ? Verdict::Broken : Verdict::Whole;
+    if (dice.OneIn(4)) {
+        plan.verdict = Verdict::Broken;
+        plan.failures = {{LumNetworking::LumNetworkingErrorCode::kOpenFailed, std::nullopt}};
+    }
     // Text, as it passes through UTF-16.
     const std::string text = std::to_string(dice.Next());
     for (std::size_t length = dice.Size(kBodyBits); length > 0; --length) {
@@ -320,7 +356,7 @@ FaultPlan makeExpectation(std::uint64_t seed, std::uint64_t number, bool follows
     if (plan.redirect == FaultPlan::Redirect::ToWhole) {
         return makeWholePlan(seed, number);
     }
-    plan.verdict = Verdict::Broken;
+    breakWith(plan, {kRedirectFailed});
     return plan;
 }
 

@@ -3,6 +3,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,7 +19,7 @@ struct FaultPlan {
 
     enum class End { KeepAlive, Close, Reset };
 
-    /// What may come of the request, failures of the connection apart.
+    /// What may come of the request, permitted failures apart.
     enum class Verdict {
         /// A success only with that status and body.
         Whole,
@@ -28,6 +29,12 @@ struct FaultPlan {
     };
 
     enum class Redirect { None, ToWhole, Endless };
+
+    /// A failure by the error's code and the platform's number, if it has one.
+    struct Failure {
+        int code;
+        std::optional<int> platformCode;
+    };
 
     std::uint64_t number = 0;
     std::size_t kind = 0;
@@ -39,7 +46,14 @@ struct FaultPlan {
     bool isEarly = false;
     int status = 200;
     std::string body;
+    /// With which the request may fail. Without any it must succeed, unless it is cancelled.
+    std::vector<Failure> failures;
+    /// Whether the request cannot even be started.
+    bool isRefused = false;
 };
+
+/// A failure after the request was sent, with the platform's number.
+FaultPlan::Failure failureOf(int platformCode);
 
 /// The plan of a request by its number.
 FaultPlan makeFaultPlan(std::uint64_t seed, std::uint64_t number);

@@ -21,17 +21,22 @@ using LumTestServer::Socket;
 using std::chrono::milliseconds;
 
 /// Many, as each keeps few connections that are not accepted yet; others that come are tried again a second later.
-constexpr std::size_t kSteadyListeners = 28;
 constexpr std::size_t kListeners = 32;
+
+/// From these on they are of the other kinds.
+constexpr std::size_t kFirstRough = 24;
+constexpr std::size_t kFirstChanging = 28;
+
 constexpr int kBacklog = 4096;
 constexpr int kEventsPerWait = 256;
 
 /// Of a listener that comes and goes.
 constexpr milliseconds kLongestChange{400};
 
-/// One connection in so many is reset as soon as it is there, and one in so many ignored for a while.
-constexpr std::uint64_t kResetOf = 60;
-constexpr std::uint64_t kIgnoredOf = 60;
+/// Of a rough listener one connection in so many is reset as soon as it is there, and one in so many ignored for a
+/// while.
+constexpr std::uint64_t kResetOf = 8;
+constexpr std::uint64_t kIgnoredOf = 8;
 constexpr std::uint64_t kLongestIgnored = 500;
 
 void require(bool succeeded, const char* what)
@@ -42,6 +47,11 @@ void require(bool succeeded, const char* what)
 }
 
 } // namespace
+
+HostileServer::PortKind HostileServer::KindOf(std::size_t index)
+{
+    return index < kFirstRough ? PortKind::Steady : index < kFirstChanging ? PortKind::Rough : PortKind::Changing;
+}
 
 HostileServer::HostileServer(std::uint64_t runSeed) : seed(runSeed), dice(runSeed), epoll(epoll_create1(EPOLL_CLOEXEC))
 {
@@ -63,8 +73,9 @@ void HostileServer::AddListener()
     require(listen(socket.Descriptor(), kBacklog) == 0, "listen");
     const int descriptor = socket.Descriptor();
     ports.push_back(LumTestServer::boundPort(socket));
-    const bool isSteady = listeners.size() < kSteadyListeners;
-    listeners[descriptor] = {std::move(socket), true, isSteady ? Clock::time_point::max() : Clock::now()};
+    const PortKind kind = KindOf(listeners.size());
+    const bool changes = kind == PortKind::Changing;
+    listeners[descriptor] = {std::move(socket), kind, true, changes ? Clock::now() : Clock::time_point::max()};
     Watch(EPOLL_CTL_ADD, descriptor, EPOLLIN);
 }
 
@@ -106,19 +117,19 @@ void HostileServer::Accept(const Listener& listener)
         }
         const int yes = 1;
         setsockopt(accepted.Descriptor(), IPPROTO_TCP, TCP_NODELAY, &yes, sizeof(yes));
-        Admit(std::move(accepted));
+        Admit(std::move(accepted), listener.kind == PortKind::Rough);
     }
 }
 
-void HostileServer::Admit(Socket accepted)
+void HostileServer::Admit(Socket accepted, bool isRough)
 {
     const int descriptor = accepted.Descriptor();
     auto connection = std::make_unique<HostileConnection>(std::move(accepted), seed);
     const Clock::time_point now = Clock::now();
-    if (dice.OneIn(kResetOf)) {
+    if (isRough && dice.OneIn(kResetOf)) {
         ++faults["connection reset at once"];
         connection->EndAt(now, true);
-    } else if (dice.OneIn(kIgnoredOf)) {
+    } else if (isRough && dice.OneIn(kIgnoredOf)) {
         ++faults["connection ignored"];
         connection->EndAt(now + milliseconds(dice.Below(kLongestIgnored)), dice.OneIn(2));
     }

@@ -12,12 +12,24 @@
 
 namespace LumTests {
 
-/// An HTTP server on loopback that does to each request what the request's plan says, and more to connections: it
-/// accepts some only to reset them or to ignore them, and now and then stops listening for a while.
+/// An HTTP server on loopback that does to each request what the request's plan says, and on some of its ports more to
+/// connections.
 ///
 /// It runs on the thread that calls Serve.
 class HostileServer {
 public:
+    enum class PortKind {
+        /// Every connection is accepted and lives until a plan ends it.
+        Steady,
+        /// Some connections are accepted only to be reset or ignored.
+        Rough,
+        /// Now and then nobody listens for a while.
+        Changing,
+    };
+
+    /// Of the port with that place in Ports.
+    static PortKind KindOf(std::size_t index);
+
     explicit HostileServer(std::uint64_t runSeed);
     ~HostileServer();
     HostileServer(const HostileServer&) = delete;
@@ -36,6 +48,7 @@ private:
 
     struct Listener {
         LumTestServer::Socket socket;
+        PortKind kind = PortKind::Steady;
         bool listens = true;
         Clock::time_point changeTime;
     };
@@ -49,7 +62,7 @@ private:
     void AddListener();
     bool HandleEvents();
     void Accept(const Listener& listener);
-    void Admit(LumTestServer::Socket accepted);
+    void Admit(LumTestServer::Socket accepted, bool isRough);
     void Run(int descriptor, Clock::time_point now);
     void RunTimers();
     void ChangeListeners(Clock::time_point now);

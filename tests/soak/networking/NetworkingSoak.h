@@ -44,6 +44,7 @@ private:
     void Judge();
     SoakLoad::Settings DirectSettings();
     SoakLoad::Settings ProxiedSettings();
+    SoakLoad::Target TargetOf(std::uint64_t number, Dice& dice, bool followsRedirects) const;
     FakeResponse Answer(const FakeRequest& request) const;
 
     const Settings settings;

@@ -1,5 +1,6 @@
 #include "soak/networking/ProcessWatch.h"
 
+#include "platform/posix/winhttp/HttpHandleTable.h"
 #include "support/ProcessResources.h"
 
 #include <malloc.h>
@@ -11,12 +12,13 @@ ProcessSample takeSample(bool trimsHeap)
     if (trimsHeap) {
         malloc_trim(0);
     }
-    const struct mallinfo2 heap = mallinfo2();
     ProcessSample sample;
     sample.residentBytes = usedMemory();
+    const struct mallinfo2 heap = mallinfo2();
     sample.heapBytes = heap.uordblks + heap.hblkhd;
     sample.descriptors = openDescriptorCount();
     sample.threads = threadCount();
+    sample.winHttpHandles = LumPlatform::HttpHandleTable::Instance().Count();
     return sample;
 }
 

@@ -17,6 +17,8 @@ struct ProcessSample {
     std::size_t heapBytes = 0;
     std::size_t descriptors = 0;
     std::size_t threads = 0;
+    /// Open WinHTTP handles of every kind.
+    std::size_t winHttpHandles = 0;
     std::vector<std::uint64_t> inFlight;
 };
 

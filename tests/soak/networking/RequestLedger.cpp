@@ -1,5 +1,10 @@
 #include "soak/networking/RequestLedger.h"
 
+#include "common/networking/LumNetworkingError.h"
+#include "common/utils/LumError.h"
+
+#include <algorithm>
+#include <any>
 #include <iomanip>
 #include <iostream>
 #include <sstream>
@@ -11,10 +16,25 @@ using LumNetworking::HttpResponse;
 using LumNetworking::ILumAsynchronousTransaction;
 using LumUtils::ILumError;
 
+namespace {
+
+std::optional<int> platformCodeOf(const ILumError& error)
+{
+    const auto found = error.getUserInfo().find(LumUtils::LumErrorUnderlyingErrorCode);
+    if (found == error.getUserInfo().end()) {
+        return std::nullopt;
+    }
+    const int* const code = std::any_cast<int>(&found->second);
+    return code == nullptr ? -1 : *code;
+}
+
+} // namespace
+
 RequestLedger::Entry::Entry(RequestLedger& ledger, FaultPlan plan, bool mayBeEmpty)
     : books(ledger), expected(std::move(plan)), mayLackResponse(mayBeEmpty)
 {
     ++books.started;
+    books.bound += expected.failures.empty() ? 1 : 0;
     ++books.inFlight;
 }
 
@@ -31,6 +51,10 @@ void RequestLedger::Entry::OnStarted(bool isStarted)
     isRefused = !isStarted;
     books.refused += isStarted ? 0 : 1;
     books.started -= isStarted ? 0 : 1;
+    books.bound -= isStarted || !expected.failures.empty() ? 0 : 1;
+    if (isStarted == expected.isRefused) {
+        books.Report(books.wrong, isStarted ? "not refused" : "refused", expected);
+    }
     if (!isStarted && completions > 0) {
         books.Report(books.wrong, "refused and completed", expected);
     }
@@ -44,7 +68,10 @@ void RequestLedger::Entry::OnCompleted(HttpRequestResult result, const HttpRespo
         return;
     }
     if (!IsAsExpected(result, response, error, transaction)) {
-        books.Report(books.wrong, "completed with another outcome than may be", expected);
+        books.Report(books.wrong,
+                     "completed with another outcome than may be: " +
+                         (error == nullptr ? "none failed" : error->getDescription()),
+                     expected);
         return;
     }
     ++(result == HttpRequestResult::SUCCESS  ? books.succeeded
@@ -59,7 +86,7 @@ bool RequestLedger::Entry::IsAsExpected(HttpRequestResult result, const HttpResp
     case HttpRequestResult::SUCCESS:
         return error == nullptr && IsExpectedResponse(response, transaction);
     case HttpRequestResult::FAILED:
-        return response == nullptr && error != nullptr;
+        return response == nullptr && error != nullptr && IsExpectedFailure(*error);
     case HttpRequestResult::CANCELLED:
         return response == nullptr && error == nullptr && transaction != nullptr && transaction->IsCancelled();
     }
@@ -83,8 +110,16 @@ bool RequestLedger::Entry::IsExpectedResponse(const HttpResponse* response,
     return false;
 }
 
+bool RequestLedger::Entry::IsExpectedFailure(const ILumError& error) const
+{
+    return error.getDomain() == LumNetworking::LibLumNetworkingErrorDomain &&
+           std::any_of(expected.failures.begin(), expected.failures.end(), [&](const FaultPlan::Failure& failure) {
+               return error.getCode() == failure.code && platformCodeOf(error) == failure.platformCode;
+           });
+}
+
 /// Says which request it was, so that it can be looked for by its number.
-void RequestLedger::Report(std::atomic<std::uint64_t>& count, const char* what, const FaultPlan& plan)
+void RequestLedger::Report(std::atomic<std::uint64_t>& count, const std::string& what, const FaultPlan& plan)
 {
     constexpr std::uint64_t kMostReports = 20;
     if (++count > kMostReports) {
@@ -98,16 +133,16 @@ void RequestLedger::Report(std::atomic<std::uint64_t>& count, const char* what, 
 
 bool RequestLedger::IsGood() const
 {
-    return succeeded > 0 && failed > 0 && cancelled > 0 && lost == 0 && repeated == 0 && wrong == 0 && inFlight == 0 &&
-           started == succeeded + failed + cancelled;
+    return succeeded > 0 && bound > 0 && failed > 0 && cancelled > 0 && lost == 0 && repeated == 0 && wrong == 0 &&
+           inFlight == 0 && started == succeeded + failed + cancelled;
 }
 
 void RequestLedger::Print(std::ostream& output) const
 {
     const std::pair<const char*, const std::atomic<std::uint64_t>&> rows[] = {
-        {"started", started},          {"succeeded", succeeded}, {"failed", failed},
-        {"cancelled", cancelled},      {"refused", refused},     {"lost", lost},
-        {"completed again", repeated}, {"wrong outcome", wrong}, {"still in flight", inFlight}};
+        {"started", started},     {"bound to succeed", bound},  {"succeeded", succeeded}, {"failed", failed},
+        {"cancelled", cancelled}, {"refused", refused},         {"lost", lost},           {"completed again", repeated},
+        {"wrong outcome", wrong}, {"still in flight", inFlight}};
     for (const auto& [name, count] : rows) {
         output << "  " << std::left << std::setw(18) << name << std::right << std::setw(10) << count << '\n';
     }

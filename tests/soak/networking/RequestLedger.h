@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <memory>
 #include <ostream>
+#include <string>
 
 namespace LumTests {
 
@@ -37,6 +38,7 @@ public:
                           const LumNetworking::ILumAsynchronousTransaction* transaction) const;
         bool IsExpectedResponse(const LumNetworking::HttpResponse* response,
                                 const LumNetworking::ILumAsynchronousTransaction* transaction) const;
+        bool IsExpectedFailure(const LumUtils::ILumError& error) const;
 
         RequestLedger& books;
         const FaultPlan expected;
@@ -55,10 +57,12 @@ public:
     void Print(std::ostream& output) const;
 
 private:
-    void Report(std::atomic<std::uint64_t>& count, const char* what, const FaultPlan& plan);
+    void Report(std::atomic<std::uint64_t>& count, const std::string& what, const FaultPlan& plan);
 
     std::atomic<std::uint64_t> inFlight{0};
     std::atomic<std::uint64_t> started{0};
+    /// Of those that were started the ones that must not fail.
+    std::atomic<std::uint64_t> bound{0};
     std::atomic<std::uint64_t> refused{0};
     std::atomic<std::uint64_t> succeeded{0};
     std::atomic<std::uint64_t> failed{0};

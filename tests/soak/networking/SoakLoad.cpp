@@ -1,5 +1,6 @@
 #include "soak/networking/SoakLoad.h"
 
+#include "common/networking/ILumUrlRequest.h"
 #include "support/RequestRecorder.h"
 
 #include <chrono>
@@ -34,6 +35,35 @@ constexpr unsigned int kUploadBits = 15;
 std::uint64_t choicesOf(std::uint64_t seed, std::uint64_t number)
 {
     return (seed + number) * 0x9E3779B97F4A7C15U;
+}
+
+class DescribedRequest : public LumNetworking::ILumUrlRequest {
+public:
+    const LumNetworking::UrlComponents& GetUrlComponents() override { return url; }
+    LumNetworking::HttpMethod GetMethod() override { return method; }
+    const std::map<std::string, std::string>& GetHeaders() override { return headers; }
+    const std::vector<std::uint8_t>& GetBody() override { return body; }
+
+    LumNetworking::UrlComponents url;
+    LumNetworking::HttpMethod method = LumNetworking::HttpMethod::Get;
+    std::map<std::string, std::string> headers;
+    std::vector<std::uint8_t> body;
+};
+
+/// A request of any method; none if the URL is none.
+std::shared_ptr<DescribedRequest> describedRequest(const std::string& url,
+                                                   const std::map<std::string, std::string>& headers,
+                                                   const std::string& body, Dice& dice)
+{
+    constexpr std::uint64_t kMethods = 5;
+    auto request = std::make_shared<DescribedRequest>();
+    if (LumNetworking::ParseUrl(url, request->url) != LumNetworking::UrlParseStatus::Parsed) {
+        return nullptr;
+    }
+    request->method = static_cast<LumNetworking::HttpMethod>(dice.Below(kMethods));
+    request->headers = headers;
+    request->body.assign(body.begin(), body.end());
+    return request;
 }
 
 } // namespace
@@ -108,10 +138,11 @@ void SoakLoad::StartOne()
     const std::uint64_t number = ++lastNumber;
     Dice dice(choicesOf(settings.seed, number));
     const bool followsRedirects = !dice.OneIn(4);
-    const auto entry = std::make_shared<RequestLedger::Entry>(ledger, settings.expectationOf(number, followsRedirects),
-                                                              settings.mayLackResponse);
+    const Request request = Describe(number, dice, followsRedirects);
+    const auto entry =
+        std::make_shared<RequestLedger::Entry>(ledger, request.target.expected, settings.mayLackResponse);
     Transaction transaction = Start(
-        number, dice,
+        request, dice,
         [this, entry, number](HttpRequestResult result, std::unique_ptr<HttpResponse> response,
                               std::unique_ptr<LumUtils::ILumError> error, const Transaction& completed) {
             entry->OnCompleted(result, response.get(), error.get(), completed.get());
@@ -124,24 +155,43 @@ void SoakLoad::StartOne()
     }
 }
 
-SoakLoad::Transaction SoakLoad::Start(std::uint64_t number, Dice& dice, const LumNetworking::HttpCompletion& completion,
-                                      bool followsRedirects)
+SoakLoad::Request SoakLoad::Describe(std::uint64_t number, Dice& dice, bool followsRedirects) const
 {
-    const std::string url = dice.OneIn(kWithoutUrl) ? "no url" : settings.urlOf(number, dice);
-    std::map<std::string, std::string> headers = {{"X-Ticket", kSecret}};
+    Request request = {settings.targetOf(number, dice, followsRedirects), {{"X-Ticket", kSecret}}, kSecret};
+    FaultPlan& expected = request.target.expected;
     if (dice.OneIn(kUnsendable)) {
-        headers["X-Unsendable"] = std::string(kSecret) + "\r\nX-Injected: yes";
+        request.headers["X-Unsendable"] = std::string(kSecret) + "\r\nX-Injected: yes";
+        if (settings.failureOfHeader) {
+            expected.verdict = FaultPlan::Verdict::Broken;
+            expected.failures = {*settings.failureOfHeader};
+        }
     }
-    const std::string body = kSecret + std::string(dice.Size(kUploadBits), 'u');
+    if (dice.OneIn(kWithoutUrl)) {
+        request.target.url = "no url";
+        expected.isRefused = true;
+    }
+    request.body += std::string(dice.Size(kUploadBits), 'u');
+    return request;
+}
+
+SoakLoad::Transaction SoakLoad::Start(const Request& request, Dice& dice,
+                                      const LumNetworking::HttpCompletion& completion, bool followsRedirects)
+{
+    const auto& [target, headers, body] = request;
+    const std::string& url = target.url;
     const std::shared_ptr<Client> client = PickClient(dice);
     constexpr int kTimeout = 30;
-    switch (dice.Below(5)) {
+    switch (dice.Below(7)) {
     case 0:
         return client->Post(url, headers, body, completion, followsRedirects, kTimeout);
     case 1:
         return client->Put(url, headers, body, completion, followsRedirects, kTimeout);
     case 2:
+        return client->Patch(url, headers, body, completion, followsRedirects, kTimeout);
+    case 3:
         return client->Delete(url, headers, completion, followsRedirects, kTimeout);
+    case 4:
+        return client->Send(describedRequest(url, headers, body, dice), completion, followsRedirects, kTimeout);
     default:
         return client->Get(url, headers, completion, followsRedirects, kTimeout);
     }

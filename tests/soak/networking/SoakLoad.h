@@ -6,8 +6,10 @@
 #include <atomic>
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -24,13 +26,19 @@ public:
     using Client = LumNetworking::ILumAsynchronousHttpClient;
     using Transaction = std::shared_ptr<LumNetworking::ILumAsynchronousTransaction>;
 
+    /// The URL of a request, and what is to be expected of it.
+    struct Target {
+        std::string url;
+        FaultPlan expected;
+    };
+
     struct Settings {
         std::uint64_t seed = 0;
         std::uint64_t inFlight = 0;
         std::function<std::shared_ptr<Client>()> makeClient;
-        /// The URL of a request, and what is to be expected of it.
-        std::function<std::string(std::uint64_t number, Dice& dice)> urlOf;
-        std::function<FaultPlan(std::uint64_t number, bool followsRedirects)> expectationOf;
+        std::function<Target(std::uint64_t number, Dice& dice, bool followsRedirects)> targetOf;
+        /// How a request fails of which a header is none; nothing if the client passes such a header on.
+        std::optional<FaultPlan::Failure> failureOfHeader;
         /// Whether a request whose transaction is dropped may succeed without response.
         bool mayLackResponse = false;
     };
@@ -57,10 +65,17 @@ private:
         Transaction transaction;
     };
 
+    struct Request {
+        Target target;
+        std::map<std::string, std::string> headers;
+        std::string body;
+    };
+
     void KeepStarting();
     void Meddle();
     void StartOne();
-    Transaction Start(std::uint64_t number, Dice& dice, const LumNetworking::HttpCompletion& completion,
+    Request Describe(std::uint64_t number, Dice& dice, bool followsRedirects) const;
+    Transaction Start(const Request& request, Dice& dice, const LumNetworking::HttpCompletion& completion,
                       bool followsRedirects);
     void AfterCompletion(std::uint64_t number, const Transaction& transaction);
     void Keep(std::uint64_t number, Transaction transaction);
