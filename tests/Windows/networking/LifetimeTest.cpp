@@ -2,6 +2,7 @@
 
 #include "support/BodyPattern.h"
 
+#include <future>
 #include <stdexcept>
 
 namespace LumTests {
@@ -163,18 +164,18 @@ TEST_F(LifetimeTest, ACompletionMayWaitForAnotherRequest)
     outer.WaitForRelease();
 }
 
-TEST_F(LifetimeTest, ASleepingCompletionDelaysNoOtherRequest)
+TEST_F(LifetimeTest, ACompletionThatTakesItsTimeDelaysNoOtherRequest)
 {
-    constexpr std::chrono::seconds kSleep{2};
-    const RequestRecorder sleeper;
-    std::atomic<bool> isAsleep{false};
-    client->Get(scripted("/bytes?n=1"), {}, sleeper.Completion([&](Outcome&, const Transaction&) {
-        isAsleep = true;
-        std::this_thread::sleep_for(kSleep);
+    const RequestRecorder waiting;
+    std::promise<void> othersAreDone;
+    const std::shared_future<void> opened = othersAreDone.get_future().share();
+    std::atomic<bool> hasBegun{false};
+    client->Get(scripted("/bytes?n=1"), {}, waiting.Completion([&, opened](Outcome&, const Transaction&) {
+        hasBegun = true;
+        EXPECT_EQ(opened.wait_for(kLongestWait), std::future_status::ready);
     }),
                 true, 30);
-    ASSERT_TRUE(waitUntil([&] { return isAsleep.load(); }));
-    const auto start = std::chrono::steady_clock::now();
+    ASSERT_TRUE(waitUntil([&] { return hasBegun.load(); }));
     std::vector<RequestRecorder> others(20);
     for (const RequestRecorder& other : others) {
         client->Get(scripted("/bytes?n=1000"), {}, other.Completion(), true, 30);
@@ -182,31 +183,34 @@ TEST_F(LifetimeTest, ASleepingCompletionDelaysNoOtherRequest)
     for (const RequestRecorder& other : others) {
         expectSuccess(other.WaitForOutcome());
     }
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
-    EXPECT_EQ(sleeper.CallCount(), 0U);
-    sleeper.WaitForOutcome();
-    sleeper.WaitForRelease();
+    EXPECT_EQ(waiting.CallCount(), 0U);
+    othersAreDone.set_value();
+    waiting.WaitForOutcome();
+    waiting.WaitForRelease();
 }
 
-TEST_F(LifetimeTest, ManySleepingCompletionsDelayNoOtherRequest)
+TEST_F(LifetimeTest, ManyCompletionsThatTakeTheirTimeDelayNoOtherRequest)
 {
-    constexpr std::chrono::seconds kSleep{2};
-    std::vector<RequestRecorder> sleepers(10);
-    std::atomic<std::size_t> asleep{0};
-    for (const RequestRecorder& sleeper : sleepers) {
-        client->Get(scripted("/bytes?n=1"), {}, sleeper.Completion([&](Outcome&, const Transaction&) {
-            ++asleep;
-            std::this_thread::sleep_for(kSleep);
+    std::vector<RequestRecorder> waiting(10);
+    std::promise<void> otherIsDone;
+    const std::shared_future<void> opened = otherIsDone.get_future().share();
+    std::atomic<std::size_t> begun{0};
+    for (const RequestRecorder& recorder : waiting) {
+        client->Get(scripted("/bytes?n=1"), {}, recorder.Completion([&, opened](Outcome&, const Transaction&) {
+            ++begun;
+            EXPECT_EQ(opened.wait_for(kLongestWait), std::future_status::ready);
         }),
                     true, 30);
     }
-    ASSERT_TRUE(waitUntil([&] { return asleep == sleepers.size(); }));
-    const auto start = std::chrono::steady_clock::now();
+    ASSERT_TRUE(waitUntil([&] { return begun == waiting.size(); }));
     expectSuccess(Get(scripted("/bytes?n=1000")));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
-    for (const RequestRecorder& sleeper : sleepers) {
-        sleeper.WaitForOutcome();
-        sleeper.WaitForRelease();
+    for (const RequestRecorder& recorder : waiting) {
+        EXPECT_EQ(recorder.CallCount(), 0U);
+    }
+    otherIsDone.set_value();
+    for (const RequestRecorder& recorder : waiting) {
+        recorder.WaitForOutcome();
+        recorder.WaitForRelease();
     }
 }
 
