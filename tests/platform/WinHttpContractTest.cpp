@@ -141,7 +141,7 @@ TEST(WinHttpContractTest, ARequestThatIsNeverSentIsClosedToo)
 
 TEST(WinHttpContractTest, SendingIsCompleteBeforeTheServerAnswers)
 {
-    WinHttpExchange exchange(toScripted("/stall?key=contract-sent&seconds=10"));
+    WinHttpExchange exchange(toScripted("/stall?key=contract-sent&seconds=60"));
     ASSERT_TRUE(exchange.Send());
     EXPECT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE));
     WinHttpExchange release(toScripted("/release?key=contract-sent"));
@@ -152,7 +152,7 @@ TEST(WinHttpContractTest, SendingIsCompleteBeforeTheServerAnswers)
 
 TEST(WinHttpContractTest, HeadersAreAvailableBeforeTheBodyIsComplete)
 {
-    WinHttpExchange exchange(toScripted("/stall?key=contract-body&at=body&seconds=10"));
+    WinHttpExchange exchange(toScripted("/stall?key=contract-body&at=body&seconds=60"));
     ASSERT_TRUE(exchange.Send());
     EXPECT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE));
     EXPECT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_READ_COMPLETE)) << "what has come can be read";
@@ -488,6 +488,7 @@ TEST(WinHttpContractTest, AnUnlistedNumberHasNoText)
     const DWORD length =
         FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS | FORMAT_MESSAGE_FROM_SYSTEM,
                        nullptr, 1234567, 0x400, reinterpret_cast<LPSTR>(&text), 0, nullptr);
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_MR_MID_NOT_FOUND});
     EXPECT_EQ(length, 0U);
     LocalFree(text);
 }

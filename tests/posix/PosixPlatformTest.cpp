@@ -90,9 +90,12 @@ TEST(PosixPlatformTest, TheWinHttpModuleHasTextsForTheNumbersOfItsCalls)
         {122, "The data area passed to a system call is too small."},
         {1113, "No mapping for the Unicode character exists in the target multi-byte code page."},
         {12002, "The operation timed out"},
+        {12004, "An internal error occurred in the Microsoft Windows HTTP Services"},
         {12007, "The server name or address could not be resolved"},
+        {12012, "The Microsoft Windows HTTP Services is shutting down"},
         {12017, "The operation has been canceled"},
         {12018, "The handle supplied is not the correct type for the requested operation"},
+        {12019, "The handle is in the wrong state for the requested operation"},
         {12029, "A connection with the server could not be established"},
         {12030, "The connection with the server was terminated abnormally"},
         {12152, "The server returned an invalid or unrecognized response"},
@@ -110,7 +113,9 @@ TEST(PosixPlatformTest, OtherNumbersHaveTheSystemsTexts)
     EXPECT_EQ(messageText(kSystemText, nullptr, ENOENT), "No such file or directory\r\n");
     EXPECT_EQ(messageText(kModuleText, winHttpModule(), EACCES), "Permission denied\r\n");
     EXPECT_EQ(messageText(kSystemText, nullptr, 12029), "") << "the system knows nothing of WinHTTP";
+    SetLastError(0);
     EXPECT_EQ(messageText(kModuleText, winHttpModule(), 1234567), "");
+    EXPECT_EQ(GetLastError(), DWORD{ERROR_MR_MID_NOT_FOUND});
 }
 
 TEST(PosixPlatformTest, FormatMessageTakesOnlyTheListedFlags)

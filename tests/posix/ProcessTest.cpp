@@ -36,6 +36,11 @@ TEST(LargeBodyTest, IsHeldOnce)
     EXPECT_EQ(runProbe("large-body"), 0) << "the probe says on its error stream what it cost";
 }
 
+TEST(LargeBodyTest, OfUnknownLengthCostsASegmentMore)
+{
+    EXPECT_EQ(runProbe("large-chunked-body"), 0) << "the probe says on its error stream what it cost";
+}
+
 class ShortageTest : public testing::TestWithParam<const char*> {};
 
 TEST_P(ShortageTest, FailsOnlyRequestsThatNeedMore)

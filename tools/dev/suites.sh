@@ -58,6 +58,25 @@ build_or_fail() {
     return 1
 }
 
+# check_fetch SUITE PRESET SUFFIX [STARTER...]: the native example fetches its own site where it has one, else files
+# from the tests' server.
+check_fetch() {
+    local suite="$1" preset="$2" suffix="$3" outcome=failed start=$SECONDS
+    local log="$LOGS/$suite/fetch.log" program="$BUILD/$preset/examples/fetch/lum_fetch$3"
+    shift 3
+    say "    fetch"
+    # shellcheck disable=SC2016
+    local site='exec "$@" "http://127.0.0.1:$LUM_TEST_NGINX_PORT/licenses/GPL-2" "http://127.0.0.1:$LUM_TEST_NGINX_PORT/licenses/BSD"'
+    if [[ -z "$suffix" ]]; then
+        timeout --kill-after=20 60 "$program" >"$log" 2>&1 </dev/null && outcome=passed
+    else
+        timeout --kill-after=20 60 "$TEST_SERVER" -- bash -c "$site" fetch "$@" "$program" >"$log" 2>&1 </dev/null && outcome=passed
+    fi
+    [[ "$outcome" == passed ]] || show_tail "$log"
+    add_outcomes "$suite/fetch" <<<"$outcome FetchTest.FetchesWhatItIsAskedFor"
+    say "      $outcome, $((SECONDS - start)) s"
+}
+
 # run_linux_suite NAME [PRESET]
 run_linux_suite() {
     local suite="$1" preset="${2:-linux-x64}" program
@@ -66,6 +85,7 @@ run_linux_suite() {
     for program in ${SUITE_PROGRAMS[linux]}; do
         run_suite_program "$suite" "$preset" "$program" "" ""
     done
+    check_fetch "$suite" "$preset" ""
     # With a sanitizer it would be the sanitizer's library that is installed.
     [[ "$preset" == linux-x64 ]] && check_install "$suite" "$preset" ""
     return 0
@@ -167,6 +187,7 @@ run_windows_suite() {
     done
     check_locks_across_widths "$suite"
     check_managed "$suite"
+    check_fetch "$suite" "$suite" ".exe" wine
     check_desktop_host "$suite"
     check_exports "$suite"
     check_install "$suite" "$suite" ".exe" wine

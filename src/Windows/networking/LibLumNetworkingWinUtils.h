@@ -18,6 +18,11 @@ namespace LumNetworking {
 /// when a platform call fails they leave an error of the networking domain in it, with the platform's number and text,
 /// and log one record at Error: "%s Failed with error description: %s" with the name of the call and the text. Nothing
 /// is retried.
+///
+///     std::unique_ptr<LumUtils::ILumError> error;
+///     if (LibLumNetworkingWinUtils::SetTimeoutForRequest(logger, request, 30, error)) {
+///         // Connecting takes no longer than 30 s.
+///     }
 namespace LibLumNetworkingWinUtils {
 
 /// The platform's text for the calling thread's last error, which goes to `codeOut`; "Unknown error code " and the
@@ -47,7 +52,7 @@ std::int32_t GetHttpStatusCode(const std::shared_ptr<LumUtils::ILumUtilsLoggerDe
                                std::unique_ptr<LumUtils::ILumError>& errorOut);
 
 /// The response's header fields, names and values trimmed; UTF-8. Of a name that occurs twice the last value is kept.
-/// An empty map with code 13 on failure.
+/// An empty map with code 13 on failure, and without an error if the platform gives headers that are not valid UTF-16.
 std::map<std::string, std::string> GetResponseHeaders(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger,
                                                       HINTERNET request,
                                                       std::unique_ptr<LumUtils::ILumError>& errorOut);

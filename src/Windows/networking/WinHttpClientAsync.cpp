@@ -407,15 +407,21 @@ bool isStepOfRequest(DWORD status)
 }
 
 /// Completes a request whose step threw: memory ran out, or the logger delegate threw, which may well happen again.
+/// What the step had already found to be wrong stays the error.
 void failAfterException(WinHttpAsyncContext& context, DWORD platformCode)
 {
     try {
-        SetLastError(platformCode);
-        fail(context, "WinHttpAsyncCallback", __LINE__);
+        if (!context.error) {
+            SetLastError(platformCode);
+            LibLumNetworkingWinUtils::ReportWinHttpError(context.logger, LumNetworkingErrorCode::kReceiveFailed,
+                                                         "WinHttpAsyncCallback", context.error, __FILE__,
+                                                         kCallbackFunction, __LINE__);
+        }
     } catch (...) {
-        context.EnsureError();
-        context.CompleteAndRelease();
+        // The record is lost.
     }
+    context.EnsureError();
+    context.CompleteAndRelease();
 }
 
 void CALLBACK WinHttpAsyncCallback(HINTERNET /*handle*/, DWORD_PTR contextValue, DWORD status, LPVOID information,

@@ -24,7 +24,8 @@ namespace LumNetworking {
 /// On Linux a copy of the process (fork) has no client: its requests fail at once, with code 7 and the number 12012.
 ///
 /// A failed request is completed with an error of the domain LibLumNetworkingErrorDomain and one of these codes, with
-/// the platform's number and text in its user information:
+/// the platform's number and text in its user information (the number alone, and code 13, if there is no memory to
+/// describe the failure):
 /// - 6: a session, a connection or a request could not be opened, or the host or the path is not valid text;
 /// - 12: the time-out or the redirect policy could not be set;
 /// - 7: the request could not be sent, or a header is not valid text;

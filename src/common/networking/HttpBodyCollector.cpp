@@ -30,6 +30,10 @@ void HttpBodyCollector::Append(const char* bytes, std::size_t count)
         std::string& segment = SegmentWithRoom();
         const std::size_t limit = std::max(segment.capacity(), kSegmentSize);
         const std::size_t fitting = std::min(count, limit - segment.size());
+        if (segment.size() + fitting > segment.capacity() && segment.capacity() > kSegmentSize / 2) {
+            // Else it would double, and be larger than a segment.
+            segment.reserve(limit);
+        }
         segment.append(bytes, fitting);
         bytes += fitting;
         count -= fitting;
@@ -47,8 +51,9 @@ std::string HttpBodyCollector::Take()
         body.reserve(total);
     }
     for (std::string& segment : further) {
-        body += segment;
-        segment = std::string();
+        // Moved out, for a text that is assigned keeps its memory.
+        const std::string released = std::move(segment);
+        body += released;
     }
     further.clear();
     expectedLength = 0;

@@ -7,7 +7,8 @@
 
 namespace LumNetworking {
 
-/// Collects a response body without ever holding a large one twice.
+/// Collects a response body without ever holding a large one twice: of one whose length the server announced there is
+/// the body alone, of any other at most 72 MiB more, in the moment in which it is handed over.
 ///
 ///     HttpBodyCollector body;
 ///     body.ExpectLength(contentLength);  // if the server said one

@@ -6,6 +6,8 @@
 namespace LumNetworking {
 
 /// How a request ended.
+///
+///     LumNetworking::HttpRequestResultToString(LumNetworking::HttpRequestResult::FAILED); // "FAILED"
 enum class HttpRequestResult : std::int32_t {
     /// A response was read, whatever its status.
     SUCCESS = 0,

@@ -8,6 +8,11 @@
 namespace LumNetworking {
 
 /// A response, owned by whoever receives it from the completion callback.
+///
+///     const auto type = response->headers.find("Content-Type");
+///     if (response->statusCode == 200 && type != response->headers.end()) {
+///         show(type->second.front(), response->body);
+///     }
 struct HttpResponse {
     /// The status code of the final response; 0 until known.
     std::int32_t statusCode = 0;

@@ -4,6 +4,9 @@ namespace LumNetworking {
 
 /// The handle of a started request. Dropping it does not cancel the request.
 ///
+///     const auto transaction = client->Get("https://example.org/", {}, completion, true, 30);
+///     transaction->Cancel(); // the completion will say CANCELLED
+///
 /// Both operations may be called from any thread. The order of the operations is part of the binary interface.
 class ILumAsynchronousTransaction {
 public:

@@ -8,6 +8,13 @@ namespace LumNetworking {
 /// What every client shares: the operations that take the URL as text parse it and forward to those that take it
 /// parsed, and Send dispatches on the request's method. A client derives from this class and implements the five
 /// others; it then receives every request through them.
+///
+///     class RecordedClient : public LumNetworking::LumAsynchronousHttpClientBase {
+///     public:
+///         using LumAsynchronousHttpClientBase::LumAsynchronousHttpClientBase;
+///         std::shared_ptr<ILumAsynchronousTransaction> Get(const UrlComponents& url, ...) override;
+///         // Post, Put, Patch and Delete in the same way
+///     };
 class LumAsynchronousHttpClientBase : public ILumAsynchronousHttpClient {
 public:
     explicit LumAsynchronousHttpClientBase(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& loggerDelegate);

@@ -7,7 +7,8 @@ namespace LumNetworking {
 /// The domain of the errors of the HTTP clients.
 static const std::string LibLumNetworkingErrorDomain = "com.corvan.clientlibs.liblumnetworking.error";
 
-/// The codes of that domain. Each error carries the platform's number and text in its user information.
+/// The codes of that domain. Each error carries the platform's number and text in its user information;
+/// one that is reported for lack of memory may have the number alone, and the code 13 wherever the memory ran out.
 namespace LumNetworkingErrorCode {
 
 /// A session, a connection or a request could not be opened, or the host or the path is not valid text.

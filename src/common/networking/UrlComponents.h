@@ -27,7 +27,8 @@ struct UrlComponents {
     /// The path as it goes on the wire, percent-encoded where the caller encoded it; may be empty.
     std::string path;
 
-    /// 1 to 65535, or kNoPort.
+    /// 1 to 65535, or kNoPort. A request takes 0 for the scheme's default too, and fails with code 6 for any other
+    /// number.
     std::uint32_t port = kNoPort;
 
     /// The query parameters, decoded, one value per key.

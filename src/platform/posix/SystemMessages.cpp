@@ -4,7 +4,6 @@
 #include <cstring>
 #include <string>
 #include <string_view>
-#include <system_error>
 
 namespace {
 
@@ -53,11 +52,12 @@ std::string winHttpMessage(DWORD code)
     return {};
 }
 
-/// The system's own text for an errno, or nothing for a number that it does not know.
+/// The system's own text for an errno, in English whatever the host's locale, or nothing for a number that it does not
+/// know.
 std::string systemMessage(DWORD code)
 {
-    std::string text = std::generic_category().message(static_cast<int>(code));
-    return text == "Unknown error " + std::to_string(static_cast<int>(code)) ? std::string() : text;
+    const char* const text = strerrordesc_np(static_cast<int>(code));
+    return text == nullptr ? std::string() : text;
 }
 
 } // namespace
@@ -78,12 +78,14 @@ DWORD FormatMessageA(DWORD flags, const void* source, DWORD messageId, DWORD /*l
         text = systemMessage(messageId);
     }
     if (text.empty()) {
+        SetLastError(ERROR_MR_MID_NOT_FOUND);
         return 0;
     }
     // As the reference platform's texts do.
     text += "\r\n";
     char* const copy = static_cast<char*>(std::malloc(text.size() + 1));
     if (copy == nullptr) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
         return 0;
     }
     std::memcpy(copy, text.c_str(), text.size() + 1);

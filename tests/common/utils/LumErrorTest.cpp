@@ -212,6 +212,7 @@ TEST(LumErrorTest, DescriptionDoesNotGroupTheDigitsOfCodesAndNumbersInAnyLocale)
     const GlobalLocale locale(std::locale(std::locale::classic(), new GroupingNumbers));
     EXPECT_EQ(LumError("d", 1234567, UserInfo{{"k", 7654321}}).getDescription(),
               "Domain: d, Code: 1234567, UserInfo: {k: 7654321}");
+    EXPECT_EQ(describe(1234.5), "Domain: d, Code: 5, UserInfo: {k: 1234.5}");
 }
 
 TEST(LumErrorTest, CloneIsADeepCopyOfItsOwn)

@@ -93,14 +93,16 @@ bool isAskedFor(const std::string& host, bool isSecure, std::uint32_t port, cons
            expect(lines.find("\n" + line + "\n") != std::string::npos, line + " among:" + lines);
 }
 
-/// Only a proxy gets to know which port is meant where a URL has none.
-bool useDefaultPorts()
+/// Only a proxy gets to know which port is meant, above all where a URL has none.
+bool usePorts()
 {
     setProxy();
     const std::uint32_t none = UrlComponents::kNoPort;
     return isAskedFor("plain-none.invalid", false, none, "GET http://plain-none.invalid/ HTTP/1.1") &&
            isAskedFor("plain-zero.invalid", false, 0, "GET http://plain-zero.invalid/ HTTP/1.1") &&
            isAskedFor("plain-own.invalid", false, 443, "GET http://plain-own.invalid:443/ HTTP/1.1") &&
+           isAskedFor("lowest.invalid", false, 1, "GET http://lowest.invalid:1/ HTTP/1.1") &&
+           isAskedFor("highest.invalid", false, 65535, "GET http://highest.invalid:65535/ HTTP/1.1") &&
            isAskedFor("secure-none.invalid", true, none, "CONNECT secure-none.invalid:443 HTTP/1.1") &&
            isAskedFor("secure-zero.invalid", true, 0, "CONNECT secure-zero.invalid:443 HTTP/1.1") &&
            isAskedFor("secure-own.invalid", true, 80, "CONNECT secure-own.invalid:80 HTTP/1.1");
@@ -114,20 +116,21 @@ bool formatLocalTime()
     return expect(text == "LUM +0530", "the zone's name and offset: " + text);
 }
 
-/// What a large body costs at the peak: once its size, and little more.
-bool holdLargeBodyOnce()
+constexpr std::size_t kMebibyte = std::size_t{1} << 20U;
+
+/// What a large body costs at the peak: once its size, and so much more.
+bool holdLargeBodyOnce(const std::string& framing, std::size_t slack)
 {
-    constexpr std::size_t kMebibyte = std::size_t{1} << 20U;
     constexpr std::size_t kSize = 256 * kMebibyte;
     if (!expect(fetch(TestServers::scripted("/bytes?n=100000")).statusCode == 200, "a small body arrives")) {
         return false;
     }
     const std::size_t before = LumTests::memoryUse().now;
-    const HttpResponse response = fetch(TestServers::scripted("/bytes?n=" + std::to_string(kSize)));
+    const HttpResponse response = fetch(TestServers::scripted("/bytes?n=" + std::to_string(kSize) + framing));
     const std::size_t cost = LumTests::memoryUse().peak - before;
     const bool hasArrived = response.body.size() == kSize && LumTests::isBodyPattern(response.body);
     return expect(hasArrived, "the body arrives byte for byte") &&
-           expect(kHasSanitizer || cost <= kSize + 8 * kMebibyte,
+           expect(kHasSanitizer || cost <= kSize + slack,
                   "the body is held once; it cost KiB: " + std::to_string(cost / 1024));
 }
 
@@ -142,11 +145,13 @@ int main(int argumentCount, char** arguments)
     } else if (way == "proxy") {
         return fetchThroughProxy() ? 0 : 1;
     } else if (way == "default-ports") {
-        return useDefaultPorts() ? 0 : 1;
+        return usePorts() ? 0 : 1;
     } else if (way == "local-time") {
         return formatLocalTime() ? 0 : 1;
     } else if (way == "large-body") {
-        return holdLargeBodyOnce() ? 0 : 1;
+        return holdLargeBodyOnce("", 8 * kMebibyte) ? 0 : 1;
+    } else if (way == "large-chunked-body") {
+        return holdLargeBodyOnce("&framing=chunked", 72 * kMebibyte) ? 0 : 1;
     } else if (way == "no-descriptors") {
         return LumTests::startWithoutDescriptors(TestServers::scripted("/bytes?n=10")) ? 0 : 1;
     } else if (way == "no-random-device") {

@@ -22,6 +22,7 @@ struct Tally {
         EXPECT_EQ(result, HttpRequestResult::FAILED);
         EXPECT_FALSE(hasResponse);
         ASSERT_NE(error, nullptr);
+        EXPECT_THAT(error->getCode(), testing::AnyOf(6, 7, 12, 13));
         EXPECT_EQ(error->getDomain(), "com.corvan.clientlibs.liblumnetworking.error");
         const std::any& number = error->getUserInfo().at("LumErrorUnderlyingErrorCode");
         EXPECT_EQ(std::any_cast<int>(number), static_cast<int>(ERROR_NOT_ENOUGH_MEMORY));
@@ -76,6 +77,9 @@ TEST_F(WinHttpMemoryTest, MissingAtTheStartTheRequestIsRefusedOrFailsOnTheCaller
             tally.ExpectFailed();
         } else {
             ++refused;
+            const LogRecord record = logger->records().back();
+            EXPECT_EQ(record.message, "Failed to start HTTP request: std::bad_alloc");
+            EXPECT_EQ(record.level, LumUtils::LumLogLevel::Error);
         }
         EXPECT_EQ(tally.calls, transaction ? 1 : 0);
         transaction.reset();

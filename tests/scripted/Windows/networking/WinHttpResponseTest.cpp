@@ -19,6 +19,11 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::Pair;
 
+int platformCodeOf(const LumUtils::ILumError& error)
+{
+    return std::any_cast<int>(error.getUserInfo().at("LumErrorUnderlyingErrorCode"));
+}
+
 /// A request that has been sent and waits for its notifications.
 class WinHttpResponseTest : public LumTests::Scripted::ScriptedRequest {
 protected:
@@ -503,6 +508,7 @@ TEST_F(WinHttpResponseTest, ThrowingLoggerFailsTheRequestAndGoesNoFurther)
         EXPECT_EQ(outcomes[0].result, HttpRequestResult::FAILED);
         ASSERT_NE(outcomes[0].error, nullptr);
         EXPECT_EQ(outcomes[0].error->getCode(), 13);
+        EXPECT_EQ(platformCodeOf(*outcomes[0].error), 12004);
         expectHandlesCloseWithTheTransaction(3);
     }
 }
@@ -516,6 +522,7 @@ TEST_F(WinHttpResponseTest, ThrowingLoggerDoesNotHideTheErrorOfAFailedRequest)
     EXPECT_EQ(outcomes[0].result, HttpRequestResult::FAILED);
     ASSERT_NE(outcomes[0].error, nullptr);
     EXPECT_EQ(outcomes[0].error->getCode(), 13);
+    EXPECT_EQ(platformCodeOf(*outcomes[0].error), 12002);
     expectHandlesCloseWithTheTransaction(3);
 }
 
