@@ -6,6 +6,7 @@
 
 namespace LumTests::Quirks {
 
+constexpr bool kTellsOfSendingBeforeTheAnswer = true;
 constexpr bool kNotifiesWithLastError = true;
 constexpr unsigned int kErrorOfReset = 12030;
 constexpr unsigned int kErrorOfBadCertificate = 12175;

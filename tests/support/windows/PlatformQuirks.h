@@ -8,6 +8,7 @@ namespace LumTests::Quirks {
 
 /// The error of a request is notified while the thread's last error is that of an inner call, or 0: the number and text
 /// of such a failure say little.
+constexpr bool kTellsOfSendingBeforeTheAnswer = false;
 constexpr bool kNotifiesWithLastError = false;
 
 /// A reset before the answer is notified with the socket's own number.
