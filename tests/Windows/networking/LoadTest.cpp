@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <functional>
 
 namespace LumTests {
 
@@ -14,6 +15,22 @@ using TestServers::scripted;
 class LoadTest : public TransportTest {
 protected:
     static constexpr std::size_t kMebibyte = std::size_t{1} << 20U;
+
+    struct Resources {
+        std::size_t descriptors;
+        std::size_t threads;
+        std::size_t heap;
+    };
+
+    /// Longer than the platforms keep threads that have nothing to do.
+    static constexpr std::chrono::seconds kLongestRest{10};
+    static constexpr std::size_t kRestingThreads = 8;
+
+    /// Of a thousand requests, for the next ones.
+    static constexpr std::size_t kKeptHeap = kMebibyte;
+
+    void RunAThousandAtOnce();
+    void FailAtOnce(std::size_t count);
 
     /// Runs requests one after the other.
     void RunInARow(std::size_t count)
@@ -36,6 +53,38 @@ protected:
         return value == nullptr ? Quirks::kRequestsInARow : std::stoul(value);
     }
 
+    /// What the first load leaves behind is for the second, which leaves nothing more.
+    static void ExpectNothingLeftBySecond(const std::function<void()>& first, const std::function<void()>& second)
+    {
+        const std::size_t threads = threadCount();
+        first();
+        comesDownTo(threads + kRestingThreads, threadCount);
+        const Resources before = {openDescriptorCount(), threadCount(), heapInUse()};
+        second();
+        ExpectBackTo(before);
+    }
+
+    /// Waits until no more is left than the platform keeps for a while.
+    static void ExpectBackTo(const Resources& before)
+    {
+        EXPECT_TRUE(comesDownTo(before.threads + kRestingThreads, threadCount))
+            << before.threads << " threads were there, and " << threadCount() << " are now";
+        EXPECT_TRUE(comesDownTo(before.descriptors + Quirks::kDescriptorSlack, openDescriptorCount))
+            << before.descriptors << " descriptors were open, and " << openDescriptorCount() << " are now";
+        EXPECT_TRUE(comesDownTo(before.heap + kKeptHeap, heapInUse))
+            << before.heap << " bytes were in use, and " << heapInUse() << " are now";
+    }
+
+    /// Looks now and then only: the counts of some platforms keep all others waiting.
+    static bool comesDownTo(std::size_t most, std::size_t (*count)())
+    {
+        constexpr std::chrono::milliseconds kBetween{100};
+        for (auto rest = kLongestRest / kBetween; rest > 0 && count() > most; --rest) {
+            std::this_thread::sleep_for(kBetween);
+        }
+        return count() <= most;
+    }
+
     std::size_t ServerConnections()
     {
         const std::string text = GetBody(scripted("/stats"));
@@ -43,7 +92,7 @@ protected:
     }
 };
 
-TEST_F(LoadTest, AThousandRequestsAtOnce)
+void LoadTest::RunAThousandAtOnce()
 {
     const std::string key = NewKey();
     const std::string seconds = Quirks::kServesThousandAtOnce ? "60" : "1";
@@ -70,11 +119,12 @@ TEST_F(LoadTest, AThousandRequestsAtOnce)
         recorder.WaitForRelease();
         EXPECT_EQ(recorder.CallCount(), 1U);
     }
+    logger->clear();
 }
 
-TEST_F(LoadTest, AThousandFailuresAtOnce)
+void LoadTest::FailAtOnce(std::size_t count)
 {
-    std::vector<RequestRecorder> recorders(1000);
+    std::vector<RequestRecorder> recorders(count);
     const std::string url = TestServers::url(TestServers::closedPort(), "/");
     for (const RequestRecorder& recorder : recorders) {
         client->Get(url, {}, recorder.Completion(), true, 60);
@@ -89,6 +139,18 @@ TEST_F(LoadTest, AThousandFailuresAtOnce)
         EXPECT_EQ(recorder.CallCount(), 1U);
     }
     EXPECT_EQ(logger->recordsOfLevel(LumUtils::LumLogLevel::Error).size(), recorders.size());
+    logger->clear();
+}
+
+TEST_F(LoadTest, AThousandRequestsAtOnce)
+{
+    const auto load = [this] { RunAThousandAtOnce(); };
+    ExpectNothingLeftBySecond(load, load);
+}
+
+TEST_F(LoadTest, AThousandFailuresAtOnce)
+{
+    ExpectNothingLeftBySecond([this] { FailAtOnce(3); }, [this] { FailAtOnce(1000); });
 }
 
 TEST_F(LoadTest, RequestsFromManyThreadsAtOnce)
@@ -114,9 +176,11 @@ TEST_F(LoadTest, RequestsInARowKeepMemoryAndDescriptorsFlat)
     const std::size_t count = RequestsInARow();
     RunInARow(count / 10);
     const std::size_t memory = usedMemory();
+    const std::size_t heap = heapInUse();
     const std::size_t descriptors = openDescriptorCount();
     RunInARow(count);
     EXPECT_LT(usedMemory(), memory + 4 * kMebibyte);
+    EXPECT_LT(heapInUse(), heap + kMebibyte / 4);
     EXPECT_LE(openDescriptorCount(), descriptors + Quirks::kDescriptorSlack);
 }
 

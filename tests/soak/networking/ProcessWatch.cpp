@@ -14,8 +14,7 @@ ProcessSample takeSample(bool trimsHeap)
     }
     ProcessSample sample;
     sample.residentBytes = usedMemory();
-    const struct mallinfo2 heap = mallinfo2();
-    sample.heapBytes = heap.uordblks + heap.hblkhd;
+    sample.heapBytes = heapInUse();
     sample.descriptors = openDescriptorCount();
     sample.threads = threadCount();
     sample.winHttpHandles = LumPlatform::HttpHandleTable::Instance().Count();

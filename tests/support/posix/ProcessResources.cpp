@@ -4,6 +4,7 @@
 #include <fstream>
 #include <iterator>
 
+#include <malloc.h>
 #include <unistd.h>
 
 namespace LumTests {
@@ -25,6 +26,12 @@ std::size_t usedMemory()
     std::size_t resident = 0;
     file >> total >> resident;
     return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+std::size_t heapInUse()
+{
+    const struct mallinfo2 heap = mallinfo2();
+    return heap.uordblks + heap.hblkhd;
 }
 
 std::size_t openDescriptorCount()
