@@ -30,9 +30,9 @@ UrlComponents parsed()
     return components;
 }
 
-/// The goals are those of the contestants, but for the first, which is the library.
-void measure(const std::string& caseName, std::vector<Contestant> contestants,
-             const std::vector<std::optional<double>>& goals, const BenchOptions& options, BenchReport& report)
+/// The first contestant is the library.
+void measure(const std::string& caseName, const std::vector<Contestant>& contestants, const BenchOptions& options,
+             BenchReport& report)
 {
     if (!options.WantsCase(caseName)) {
         return;
@@ -40,7 +40,7 @@ void measure(const std::string& caseName, std::vector<Contestant> contestants,
     const std::vector<double> seconds = BestSeconds(contestants, options);
     for (std::size_t index = 1; index < contestants.size(); ++index) {
         report.AddLessIsBetter(caseName, contestants[index].name, "ns/call", seconds[0] * kNano, seconds[index] * kNano,
-                               goals[index - 1]);
+                               contestants[index].goal);
     }
 }
 
@@ -55,8 +55,6 @@ void MeasureUrls(const BenchOptions& options, BenchReport& report)
                                          Keep(&out);
                                      }}};
     std::vector<Contestant> printers{{"ours", [&] { Keep(components.GetUrl().data()); }}};
-    std::vector<std::optional<double>> parserGoals;
-    std::vector<std::optional<double>> printerGoals;
     for (const UrlPeer& peer : AllPeers().url) {
         if (!options.WantsPeer(peer.name)) {
             continue;
@@ -65,15 +63,13 @@ void MeasureUrls(const BenchOptions& options, BenchReport& report)
             throw std::runtime_error("the URL does not come back from " + peer.name);
         }
         const std::optional<double> goal = peer.decodesQuery ? std::optional<double>(kGoal) : std::nullopt;
-        parserGoals.push_back(goal);
-        parsers.push_back({peer.name, [&peer] { peer.parse(kUrl); }});
+        parsers.push_back({peer.name, [&peer] { peer.parse(kUrl); }, goal});
         if (peer.print) {
-            printerGoals.push_back(goal);
-            printers.push_back({peer.name, [&peer] { peer.print(); }});
+            printers.push_back({peer.name, [&peer] { peer.print(); }, goal});
         }
     }
-    measure("ParseUrl", std::move(parsers), parserGoals, options, report);
-    measure("GetUrl", std::move(printers), printerGoals, options, report);
+    measure("ParseUrl", parsers, options, report);
+    measure("GetUrl", printers, options, report);
 }
 
 } // namespace LumBench

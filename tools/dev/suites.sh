@@ -67,11 +67,9 @@ check_fetch() {
     say "    fetch"
     # shellcheck disable=SC2016
     local site='exec "$@" "http://127.0.0.1:$LUM_TEST_NGINX_PORT/licenses/GPL-2" "http://127.0.0.1:$LUM_TEST_NGINX_PORT/licenses/BSD"'
-    if [[ -z "$suffix" ]]; then
-        timeout --kill-after=20 60 "$program" >"$log" 2>&1 </dev/null && outcome=passed
-    else
-        timeout --kill-after=20 60 "$TEST_SERVER" -- bash -c "$site" fetch "$@" "$program" >"$log" 2>&1 </dev/null && outcome=passed
-    fi
+    local command=("$program")
+    [[ -z "$suffix" ]] || command=("$TEST_SERVER" -- bash -c "$site" fetch "$@" "$program")
+    timeout --kill-after=20 60 "${command[@]}" >"$log" 2>&1 </dev/null && outcome=passed
     [[ "$outcome" == passed ]] || show_tail "$log"
     add_outcomes "$suite/fetch" <<<"$outcome FetchTest.FetchesWhatItIsAskedFor"
     say "      $outcome, $((SECONDS - start)) s"

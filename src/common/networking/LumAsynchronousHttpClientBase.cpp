@@ -23,9 +23,19 @@ Transaction refusedWithoutMemory(const std::shared_ptr<LumUtils::ILumUtilsLogger
     }
 }
 
-bool isParsed(const std::string& url, UrlComponents& components)
+/// Starts the request for what the URL says, or refuses it with a record of the given place.
+template <typename Start>
+Transaction startParsed(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger, const char* function,
+                        unsigned int line, const std::string& url, Start start)
 {
-    return ParseUrl(url, components) == UrlParseStatus::Parsed;
+    return refusedWithoutMemory(logger, function, [&]() -> Transaction {
+        UrlComponents components;
+        if (ParseUrl(url, components) != UrlParseStatus::Parsed) {
+            LUM_LOG_AT(logger, Error, function, line, "Failed to parse URL: %s", url.c_str());
+            return nullptr;
+        }
+        return start(components);
+    });
 }
 
 std::string toByteString(const std::vector<std::uint8_t>& bytes)
@@ -45,75 +55,50 @@ std::shared_ptr<ILumAsynchronousTransaction> LumAsynchronousHttpClientBase::Get(
     const std::string& url, const std::map<std::string, std::string>& headers, const HttpCompletion& completion,
     bool followRedirects, int timeoutSeconds)
 {
-    constexpr const char* kFunction = "LumNetworking::LumAsynchronousHttpClientBase::Get";
-    return refusedWithoutMemory(logger, kFunction, [&]() -> Transaction {
-        UrlComponents components;
-        if (!isParsed(url, components)) {
-            LUM_LOG_AT(logger, Error, kFunction, 23, "Failed to parse URL: %s", url.c_str());
-            return nullptr;
-        }
-        return Get(components, headers, completion, followRedirects, timeoutSeconds);
-    });
+    return startParsed(logger, "LumNetworking::LumAsynchronousHttpClientBase::Get", 23, url,
+                       [&](const UrlComponents& components) {
+                           return Get(components, headers, completion, followRedirects, timeoutSeconds);
+                       });
 }
 
 std::shared_ptr<ILumAsynchronousTransaction> LumAsynchronousHttpClientBase::Post(
     const std::string& url, const std::map<std::string, std::string>& headers, const std::string& body,
     const HttpCompletion& completion, bool followRedirects, int timeoutSeconds)
 {
-    constexpr const char* kFunction = "LumNetworking::LumAsynchronousHttpClientBase::Post";
-    return refusedWithoutMemory(logger, kFunction, [&]() -> Transaction {
-        UrlComponents components;
-        if (!isParsed(url, components)) {
-            LUM_LOG_AT(logger, Error, kFunction, 36, "Failed to parse URL: %s", url.c_str());
-            return nullptr;
-        }
-        return Post(components, headers, body, completion, followRedirects, timeoutSeconds);
-    });
+    return startParsed(logger, "LumNetworking::LumAsynchronousHttpClientBase::Post", 36, url,
+                       [&](const UrlComponents& components) {
+                           return Post(components, headers, body, completion, followRedirects, timeoutSeconds);
+                       });
 }
 
 std::shared_ptr<ILumAsynchronousTransaction> LumAsynchronousHttpClientBase::Put(
     const std::string& url, const std::map<std::string, std::string>& headers, const std::string& body,
     const HttpCompletion& completion, bool followRedirects, int timeoutSeconds)
 {
-    constexpr const char* kFunction = "LumNetworking::LumAsynchronousHttpClientBase::Put";
-    return refusedWithoutMemory(logger, kFunction, [&]() -> Transaction {
-        UrlComponents components;
-        if (!isParsed(url, components)) {
-            LUM_LOG_AT(logger, Error, kFunction, 49, "Failed to parse URL: %s", url.c_str());
-            return nullptr;
-        }
-        return Put(components, headers, body, completion, followRedirects, timeoutSeconds);
-    });
+    return startParsed(logger, "LumNetworking::LumAsynchronousHttpClientBase::Put", 49, url,
+                       [&](const UrlComponents& components) {
+                           return Put(components, headers, body, completion, followRedirects, timeoutSeconds);
+                       });
 }
 
 std::shared_ptr<ILumAsynchronousTransaction> LumAsynchronousHttpClientBase::Patch(
     const std::string& url, const std::map<std::string, std::string>& headers, const std::string& body,
     const HttpCompletion& completion, bool followRedirects, int timeoutSeconds)
 {
-    constexpr const char* kFunction = "LumNetworking::LumAsynchronousHttpClientBase::Patch";
-    return refusedWithoutMemory(logger, kFunction, [&]() -> Transaction {
-        UrlComponents components;
-        if (!isParsed(url, components)) {
-            LUM_LOG_AT(logger, Error, kFunction, 62, "Failed to parse URL: %s", url.c_str());
-            return nullptr;
-        }
-        return Patch(components, headers, body, completion, followRedirects, timeoutSeconds);
-    });
+    return startParsed(logger, "LumNetworking::LumAsynchronousHttpClientBase::Patch", 62, url,
+                       [&](const UrlComponents& components) {
+                           return Patch(components, headers, body, completion, followRedirects, timeoutSeconds);
+                       });
 }
 
 std::shared_ptr<ILumAsynchronousTransaction> LumAsynchronousHttpClientBase::Delete(
     const std::string& url, const std::map<std::string, std::string>& headers, const HttpCompletion& completion,
     bool followRedirects, int timeoutSeconds)
 {
-    constexpr const char* kFunction = "LumNetworking::LumAsynchronousHttpClientBase::Delete";
-    return refusedWithoutMemory(logger, kFunction, [&]() -> Transaction {
-        UrlComponents components;
-        if (!isParsed(url, components)) {
-            LUM_LOG_AT(logger, Error, kFunction, 75, "Failed to parse URL: %s", url.c_str());
-            return nullptr;
-        }
-        return Delete(components, headers, completion, followRedirects, timeoutSeconds);
-    });
+    return startParsed(logger, "LumNetworking::LumAsynchronousHttpClientBase::Delete", 75, url,
+                       [&](const UrlComponents& components) {
+                           return Delete(components, headers, completion, followRedirects, timeoutSeconds);
+                       });
 }
 
 std::shared_ptr<ILumAsynchronousTransaction> LumAsynchronousHttpClientBase::Send(

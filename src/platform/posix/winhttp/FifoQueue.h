@@ -12,7 +12,6 @@ template <typename Item>
 class FifoQueue {
 public:
     bool IsEmpty() const { return taken == items.size(); }
-    const Item& Front() const { return items[taken]; }
     void Reserve(std::size_t count) { items.reserve(count); }
 
     void Push(Item item)
