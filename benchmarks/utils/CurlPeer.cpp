@@ -83,10 +83,9 @@ bool parseWithParameters(const std::string& url)
     return handle != nullptr && !parametersOf(handle).empty();
 }
 
-[[maybe_unused]] const UrlPeer& registered =
-    AllPeers().url.emplace_back(UrlPeer{"curl, query left whole", parse, open, print});
+[[maybe_unused]] const UrlPeer& registered = AllPeers().url.emplace_back(UrlPeer{"curl", parse, open, print});
 [[maybe_unused]] const UrlPeer& registeredWithParameters =
-    AllPeers().url.emplace_back(UrlPeer{"curl", parseWithParameters, open, nullptr, true});
+    AllPeers().url.emplace_back(UrlPeer{"curl, with parameters", parseWithParameters, open, nullptr});
 
 } // namespace
 

@@ -29,9 +29,6 @@ struct UrlPeer {
     std::function<bool(const std::string& url)> parse;
     std::function<bool(const std::string& url)> open;
     std::function<std::size_t()> print;
-    /// Whether it takes the query apart and decodes it, and encodes it again, as the library does. One that leaves it
-    /// as it stands does less, and is shown beside the library without a goal.
-    bool decodesQuery = false;
 };
 
 /// Another library's random UUID in text form.

@@ -3,17 +3,15 @@
 #include "support/BenchOptions.h"
 
 #include <functional>
-#include <optional>
 #include <string>
 #include <vector>
 
 namespace LumBench {
 
-/// Something to be measured: its name, what one call of it does, and how many times as fast the library should be.
+/// Something to be measured: its name, and what one call of it does.
 struct Contestant {
     std::string name;
     std::function<void()> call;
-    std::optional<double> goal = std::nullopt;
 };
 
 /// Keeps the process on the core that it is on: a move costs the caches.

@@ -120,11 +120,10 @@ std::size_t printWithQuery()
     return keptUrl->PrintWith(keptQuery->Compose());
 }
 
-/// The library's components hold the parameters decoded, so only the second does the same work.
-[[maybe_unused]] const UrlPeer& registered =
-    AllPeers().url.emplace_back(UrlPeer{"uriparser, query left whole", parse, open, print});
+/// The library's components hold the parameters decoded, so the second peer does the same work.
+[[maybe_unused]] const UrlPeer& registered = AllPeers().url.emplace_back(UrlPeer{"uriparser", parse, open, print});
 [[maybe_unused]] const UrlPeer& registeredWithQuery =
-    AllPeers().url.emplace_back(UrlPeer{"uriparser", parseWithQuery, open, printWithQuery, true});
+    AllPeers().url.emplace_back(UrlPeer{"uriparser, with parameters", parseWithQuery, open, printWithQuery});
 
 } // namespace
 

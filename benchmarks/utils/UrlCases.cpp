@@ -3,7 +3,6 @@
 #include "Stopwatch.h"
 #include "common/networking/UrlComponents.h"
 
-#include <optional>
 #include <stdexcept>
 
 namespace LumBench {
@@ -30,8 +29,7 @@ UrlComponents parsed()
     return components;
 }
 
-/// The first contestant is the library.
-void measure(const std::string& caseName, const std::vector<Contestant>& contestants, const BenchOptions& options,
+void measure(const std::string& caseName, std::vector<Contestant> contestants, const BenchOptions& options,
              BenchReport& report)
 {
     if (!options.WantsCase(caseName)) {
@@ -40,7 +38,7 @@ void measure(const std::string& caseName, const std::vector<Contestant>& contest
     const std::vector<double> seconds = BestSeconds(contestants, options);
     for (std::size_t index = 1; index < contestants.size(); ++index) {
         report.AddLessIsBetter(caseName, contestants[index].name, "ns/call", seconds[0] * kNano, seconds[index] * kNano,
-                               contestants[index].goal);
+                               kGoal);
     }
 }
 
@@ -62,14 +60,13 @@ void MeasureUrls(const BenchOptions& options, BenchReport& report)
         if (!peer.parse(kUrl) || !peer.open(kUrl) || (peer.print && peer.print() != kUrl.size())) {
             throw std::runtime_error("the URL does not come back from " + peer.name);
         }
-        const std::optional<double> goal = peer.decodesQuery ? std::optional<double>(kGoal) : std::nullopt;
-        parsers.push_back({peer.name, [&peer] { peer.parse(kUrl); }, goal});
+        parsers.push_back({peer.name, [&peer] { peer.parse(kUrl); }});
         if (peer.print) {
-            printers.push_back({peer.name, [&peer] { peer.print(); }, goal});
+            printers.push_back({peer.name, [&peer] { peer.print(); }});
         }
     }
-    measure("ParseUrl", parsers, options, report);
-    measure("GetUrl", printers, options, report);
+    measure("ParseUrl", std::move(parsers), options, report);
+    measure("GetUrl", std::move(printers), options, report);
 }
 
 } // namespace LumBench
