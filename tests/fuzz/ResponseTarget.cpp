@@ -109,20 +109,33 @@ void expectWhole(const Outcome& outcome)
     }
 }
 
-} // namespace
-
-/// The input is all that a server sends before it closes the connection.
-void LumFuzz::response(std::string_view input)
+Outcome outcomeOf(const std::string& url)
 {
-    theServer().SetAnswer(input);
     const RequestRecorder recorder;
     {
         LumNetworking::WinHttpClientAsync client(nullptr);
-        expect(client.Get("http://host.invalid/", {}, recorder.Completion(), true, 20) != nullptr, "a request starts");
+        LumFuzz::expect(client.Get(url, {}, recorder.Completion(), true, 20) != nullptr, "a request starts");
     }
-    const Outcome outcome = recorder.WaitForOutcome();
+    Outcome outcome = recorder.WaitForOutcome();
     recorder.WaitForRelease();
-    expect(recorder.CallCount() == 1, "a request is completed once");
-    expectWhole(outcome);
-    expect(isEmptySoon(), "every handle is closed");
+    LumFuzz::expect(recorder.CallCount() == 1, "a request is completed once");
+    LumFuzz::expect(isEmptySoon(), "every handle is closed");
+    return outcome;
+}
+
+} // namespace
+
+/// The input is all that a server sends before it closes the connection: as the answer to a request, and as that of a
+/// proxy which is asked for a tunnel. One that opens the tunnel is left out: the certificates that are read then take
+/// longer than a hundred inputs.
+void LumFuzz::response(std::string_view input)
+{
+    theServer().SetAnswer(input);
+    expectWhole(outcomeOf("http://host.invalid/"));
+    if (input.find(" 2") != std::string_view::npos) {
+        return;
+    }
+    const Outcome refused = outcomeOf("https://host.invalid/");
+    expectWhole(refused);
+    expect(refused.result == HttpRequestResult::FAILED, "nothing comes from a server that was not reached");
 }

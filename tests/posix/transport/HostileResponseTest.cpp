@@ -21,6 +21,25 @@ TEST_F(HostileResponseTest, AFoldedLineThatNoHeaderPrecedesIsNoHttp)
     expectFailure(GetRaw("HTTP/1.1 200 OK\r\n X: 1\r\n\r\n"), *logger, kRequestError, 12152);
 }
 
+TEST_F(HostileResponseTest, AStatusLineOfAnotherSpellingIsNoHttp)
+{
+    for (const char* block : {"http/1.1 200 OK\r\nContent-Length: 0\r\n\r\n", "HtTP/1.1 #20)A\n h0: 1\r\n\r\n",
+                              "HTTP/1.1 103 Early Hints\r\n\r\nHttp/1.1 200 OK\r\n X: 1\r\n\r\n"}) {
+        SCOPED_TRACE(block);
+        logger->clear();
+        expectSuccess(GetRaw("HTTP/1.1 200 OK\r\nX-Before: value\r\nContent-Length: 0\r\n\r\n"));
+        expectFailure(GetRaw(block), *logger, kRequestError, 12152);
+    }
+}
+
+TEST_F(HostileResponseTest, AFieldThatIsNamedLikeAStatusLineIsAField)
+{
+    const Outcome outcome = GetRaw("HTTP/1.1 200 OK\r\nX: 1\r\nHTTP/1.1: 2\r\nContent-Length: 0\r\n\r\n");
+    expectSuccess(outcome);
+    EXPECT_EQ(headerOf(outcome, "X"), "1");
+    EXPECT_EQ(headerOf(outcome, "HTTP/1.1"), "2");
+}
+
 TEST_F(HostileResponseTest, AFoldedFirstLineTouchesNothingOfTheResponseBefore)
 {
     for (int round = 0; round < 20; ++round) {

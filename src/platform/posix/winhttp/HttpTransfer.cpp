@@ -134,6 +134,12 @@ bool curlKeepsLastHeader()
     return keeps;
 }
 
+bool isStatusLine(std::string_view line)
+{
+    constexpr std::string_view kBeginning = "HTTP/";
+    return line.substr(0, kBeginning.size()) == kBeginning;
+}
+
 bool isFolded(std::string_view line)
 {
     return !line.empty() && (line.front() == ' ' || line.front() == '\t');
@@ -475,18 +481,27 @@ void HttpTransfer::RefuseHeaders()
 /// Returns 0, or the error with which the transfer ends.
 DWORD HttpTransfer::AddHeaderLine(std::string_view line)
 {
-    if (areHeadersDelivered) {
+    if (areHeadersDelivered || IsRedirecting()) {
         // A trailer of the body.
         return 0;
     }
-    const bool isStatusLine = line.substr(0, 5) == "HTTP/";
-    TraceNextLine(isStatusLine);
-    if (isLineEnd(line)) {
-        return EndHeaderBlock();
+    const bool isFirstLine = headerBlock.empty() || isHeaderBlockComplete;
+    TraceNextLine(isFirstLine);
+    if (isFirstLine) {
+        return BeginHeaderBlock(line);
     }
-    if (isStatusLine) {
-        StartHeaderBlock();
-    }
+    return isLineEnd(line) ? EndHeaderBlock() : AddField(line);
+}
+
+/// Curl itself takes other spellings of "HTTP/" for the beginning of a status line, and then makes up the status.
+DWORD HttpTransfer::BeginHeaderBlock(std::string_view line)
+{
+    StartHeaderBlock();
+    return isStatusLine(line) ? AddLine(line) : ERROR_WINHTTP_INVALID_SERVER_RESPONSE;
+}
+
+DWORD HttpTransfer::AddField(std::string_view line)
+{
     hasLocation = hasLocation || isField(line, "Location:");
     hasCookies = hasCookies || isField(line, "Set-Cookie:");
     if (isFolded(line) && !HasHeader()) {
@@ -497,6 +512,11 @@ DWORD HttpTransfer::AddHeaderLine(std::string_view line)
         headerBlock += ' ';
         line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
     }
+    return AddLine(line);
+}
+
+DWORD HttpTransfer::AddLine(std::string_view line)
+{
     if (headerBlock.size() + line.size() > kLongestHeaderBlock) {
         return ERROR_WINHTTP_INVALID_SERVER_RESPONSE;
     }

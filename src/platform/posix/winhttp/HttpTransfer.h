@@ -69,6 +69,9 @@ private:
     void TraceNextLine(bool traces);
     void RefuseHeaders();
     DWORD AddHeaderLine(std::string_view line);
+    DWORD BeginHeaderBlock(std::string_view line);
+    DWORD AddField(std::string_view line);
+    DWORD AddLine(std::string_view line);
     bool HasHeader() const;
     DWORD EndHeaderBlock();
     long Status() const;
