@@ -1,9 +1,9 @@
-#include "posix/FoldedMemory.h"
 #include "posix/ForkedTest.h"
 #include "posix/LittleRoom.h"
 #include "posix/SignalStorm.h"
 #include "support/ChildProgram.h"
 #include "support/FileMode.h"
+#include "support/FoldedMemory.h"
 #include "support/ScratchFolder.h"
 
 #include <gtest/gtest.h>

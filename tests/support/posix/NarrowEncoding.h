@@ -13,7 +13,15 @@ struct JapaneseTexts {
     JapaneseTexts& operator=(const JapaneseTexts&) = delete;
 };
 
-/// U+3042 as such a text.
+/// The calling thread's native texts are UTF-8.
+struct Utf8Texts {
+    Utf8Texts() = default;
+    ~Utf8Texts() {}
+    Utf8Texts(const Utf8Texts&) = delete;
+    Utf8Texts& operator=(const Utf8Texts&) = delete;
+};
+
+/// U+3042 as a Japanese text.
 constexpr const char* kHiragana = "\xE3\x81\x82";
 
 /// One byte that is no text.

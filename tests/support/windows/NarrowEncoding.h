@@ -6,17 +6,24 @@
 
 namespace LumTests {
 
-/// The calling thread has the code page 932 while this lives.
-struct JapaneseTexts {
-    JapaneseTexts() { SetThreadLocale(0x0411); }
-    ~JapaneseTexts() { SetThreadLocale(before); }
-    JapaneseTexts(const JapaneseTexts&) = delete;
-    JapaneseTexts& operator=(const JapaneseTexts&) = delete;
+/// The calling thread has this locale, and its code page, while this lives.
+template <LCID Locale>
+struct TextsOfLocale {
+    TextsOfLocale() { SetThreadLocale(Locale); }
+    ~TextsOfLocale() { SetThreadLocale(before); }
+    TextsOfLocale(const TextsOfLocale&) = delete;
+    TextsOfLocale& operator=(const TextsOfLocale&) = delete;
 
     const LCID before = GetThreadLocale();
 };
 
-/// U+3042 in that code page.
+/// Code page 932.
+using JapaneseTexts = TextsOfLocale<0x0411>;
+
+/// Hindi, a language that has no code page of its own: its texts are UTF-8.
+using Utf8Texts = TextsOfLocale<0x0439>;
+
+/// U+3042 in code page 932.
 constexpr const char* kHiragana = "\x82\xA0";
 
 /// A lead byte alone.

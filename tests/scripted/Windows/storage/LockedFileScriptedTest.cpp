@@ -1,6 +1,6 @@
-#include "posix/FoldedMemory.h"
 #include "support/ScriptedPlatform.h"
 #include "support/StorageTest.h"
+#include "support/posix/FoldMemory.h"
 
 #include <cerrno>
 #include <cstdint>
