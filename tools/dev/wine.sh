@@ -11,18 +11,44 @@ enter_wine() {
     trap leave_wine EXIT
 }
 
-# There may be no server left to end, which must not become the run's own exit code.
+# is_own_wine_server ID: a server works in a folder that is named after the device and the inode of its prefix. One that
+# has ended, but is not collected yet, works nowhere.
+is_own_wine_server() {
+    local id="$1" name prefix
+    { read -r name <"/proc/$id/comm"; } 2>/dev/null && [[ "$name" == wineserver* ]] || return 1
+    prefix="$(stat --format='%d %i' "$BUILD/wine-prefix" 2>/dev/null)" || return 1
+    # shellcheck disable=SC2086
+    [[ "$(readlink "/proc/$id/cwd" 2>/dev/null)" == */server-"$(printf '%x-%x' $prefix)" ]]
+}
+
+# end_wine_server ID: at the interrupt a server ends all that runs in its prefix, and then itself.
+end_wine_server() {
+    local id="$1" signal tenths
+    for signal in INT KILL; do
+        kill -s "$signal" "$id" 2>/dev/null || return 0
+        for ((tenths = 0; tenths < 100; ++tenths)); do
+            is_own_wine_server "$id" || return 0
+            sleep 0.1
+        done
+    done
+    return 1
+}
+
+# Ends the server of the prefix and no other. There may be none left, which must not become the run's own exit code.
 leave_wine() {
-    [[ -d "$BUILD/wine-prefix" ]] || return 0
-    WINEPREFIX="$BUILD/wine-prefix" wineserver -k >/dev/null 2>&1 || true
+    local process id
+    for process in /proc/[0-9]*; do
+        id="${process#/proc/}"
+        is_own_wine_server "$id" || continue
+        end_wine_server "$id" || complain "the server of build/wine-prefix, process $id, does not end"
+    done
+    return 0
 }
 
 # end_windows_programs: what a program that had to be ended has started lives on without it, and would disturb those that
 # follow. Only programs of the prefix are ended; the next one starts its server anew.
 end_windows_programs() {
-    [[ "${WINEPREFIX:-}" == "$BUILD/wine-prefix" ]] || return 0
-    leave_wine
-    timeout "$WINE_LIMIT" wineserver -w || complain "programs of build/wine-prefix do not end"
+    [[ "${WINEPREFIX:-}" != "$BUILD/wine-prefix" ]] || leave_wine
 }
 
 # end_after CODE: the same if the code is that of a program that ran into its limit.
