@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -12,6 +13,9 @@
 // A log call whose format does not match its values must not compile, and for that reason only. Each file of this
 // folder holds one such call, and the same call with the right format when LUM_RIGHT_FORMAT is defined: the twin must
 // compile with the same compiler and the same options.
+//
+// The compiler is the one that LUM_TEST_COMPILER names, such as one for another system, or the one that built this
+// program.
 
 namespace {
 
@@ -24,9 +28,15 @@ struct PipeCloser {
     void operator()(std::FILE* pipe) const { pclose(pipe); }
 };
 
+std::string compiler()
+{
+    const char* const other = std::getenv("LUM_TEST_COMPILER");
+    return other != nullptr ? other : LUM_CXX_COMPILER;
+}
+
 Compilation compile(const std::string& file, const std::string& options)
 {
-    const std::string command = std::string(LUM_CXX_COMPILER) + " -std=c++17 -Wall -Wextra -Wpedantic -Werror -I" +
+    const std::string command = compiler() + " -std=c++17 -Wall -Wextra -Wpedantic -Werror -I" +
                                 LUM_SOURCE_FOLDER + " -fsyntax-only " + options + " " + file + " 2>&1";
     std::unique_ptr<std::FILE, PipeCloser> pipe(popen(command.c_str(), "r"));
     Compilation result{-1, {}};

@@ -103,6 +103,14 @@ run_managed_suite() {
     run_program "$suite/mono" "$(limit_of managed)" "" "${starter[@]}" mono "$program.dll"
 }
 
+# check_compiler SUITE: what must not compile, with the compiler that the suite is built with. It runs here, as it does in
+# the build, and so does the program that tries it.
+check_compiler() {
+    local suite="$1" name=lum_compile_tests
+    run_program "$suite/$name" "$(limit_of "$name")" "" \
+        env "LUM_TEST_COMPILER=$(cat "$BUILD/$suite/tests/compiler")" "$BUILD/linux-x64/tests/$name"
+}
+
 # check_locks_across_widths SUITE: the 32-bit tests of share modes and locks beside a 64-bit process.
 check_locks_across_widths() {
     local suite="$1" name=lum_platform_tests
@@ -173,7 +181,7 @@ check_desktop_host() {
 # run_windows_suite NAME, which is also its preset.
 run_windows_suite() {
     local suite="$1" program
-    build_or_fail "$suite" linux-x64 lum_test_server || return 0
+    build_or_fail "$suite" linux-x64 lum_test_server lum_compile_tests || return 0
     build_or_fail "$suite" "$suite" || return 0
     if ! prepare_wine; then
         add_failure "$suite - (Wine does not start)"
@@ -183,6 +191,7 @@ run_windows_suite() {
         # Wine shows the root of the file system as drive Z.
         run_suite_program "$suite" "$suite" "$program" ".exe" "Z:" wine
     done
+    check_compiler "$suite"
     check_locks_across_widths "$suite"
     check_managed "$suite"
     check_fetch "$suite" "$suite" ".exe" wine
