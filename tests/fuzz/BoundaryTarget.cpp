@@ -1,9 +1,10 @@
+#include "NarrowEncoding.h"
 #include "Windows/Cli/networking/HttpClientCliAdapter.h"
 #include "Windows/Cli/utils/ManagedException.h"
 #include "fuzz/FieldModel.h"
 #include "fuzz/FuzzTargets.h"
 #include "fuzz/HostileText.h"
-#include "peers/IcuConversion.h"
+#include "peers/NarrowPeer.h"
 #include "support/FakeManagedHost.h"
 
 #include <memory>
@@ -47,7 +48,8 @@ struct Expected {
             exception = "System.ArgumentNullException";
             return std::nullopt;
         }
-        const std::optional<std::string> native = toNarrowByIcu(LumUtils::WideString(text->begin(), text->end()));
+        const std::optional<std::string> native =
+            toJapaneseTextByPeer(LumUtils::WideString(text->begin(), text->end()));
         if (!native) {
             exception = "System.ArgumentException";
         }
@@ -88,6 +90,7 @@ std::string thrownBy(FakeManagedHost& host, Code code)
 /// The input is what a managed client answers; see answerOf.
 void LumFuzz::boundary(std::string_view input)
 {
+    const JapaneseTexts encoding;
     const FakeResponse answer = answerOf(input);
     const Expected expected(answer);
     FakeManagedHost host;

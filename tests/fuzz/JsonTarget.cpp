@@ -12,7 +12,8 @@ namespace {
 using LumUtils::ILumError;
 using LumUtils::LumError;
 
-/// Keeps off the standard error stream what is reported of each text that cannot be read.
+/// Keeps off the standard error stream what is reported of each text that cannot be read. A module of Windows has a
+/// stream of its own, which this does not reach.
 class SilentErrors {
 public:
     SilentErrors() : before(std::cerr.rdbuf(nullptr)) {}

@@ -1,7 +1,7 @@
 #include "common/utils/codec/CodecPaths.h"
 #include "common/utils/codec/UtfCodec.h"
 #include "fuzz/FuzzTargets.h"
-#include "peers/IcuConversion.h"
+#include "peers/UtfPeer.h"
 
 #include <cstring>
 
@@ -44,7 +44,7 @@ void expectAsPeer(const CodecKernels& kernels, std::string_view bytes)
 {
     const ExactText<char> text(bytes);
     const std::optional<WideString> wide = utf8ToUtf16(kernels, {text.Data(), text.Size()});
-    LumFuzz::expect(wide == LumTests::toWideByIcu(std::string(bytes)), "UTF-8 is judged and converted alike");
+    LumFuzz::expect(wide == LumTests::toWideByPeer(std::string(bytes)), "UTF-8 is judged and converted alike");
     if (wide) {
         LumFuzz::expect(utf16ToUtf8(kernels, *wide) == std::string(bytes), "the text comes back");
         expectPart(kernels, bytes, *wide, bytes.empty() ? 0 : static_cast<unsigned char>(bytes.back()));
@@ -52,7 +52,7 @@ void expectAsPeer(const CodecKernels& kernels, std::string_view bytes)
     const WideString units = unitsOf(bytes);
     const ExactText<WideChar> unitText(units);
     const std::optional<std::string> narrow = utf16ToUtf8(kernels, {unitText.Data(), unitText.Size()});
-    LumFuzz::expect(narrow == LumTests::toNarrowByIcu(units), "UTF-16 is judged and converted alike");
+    LumFuzz::expect(narrow == LumTests::toNarrowByPeer(units), "UTF-16 is judged and converted alike");
     if (narrow) {
         LumFuzz::expect(utf8ToUtf16(kernels, *narrow) == units, "the units come back");
     }

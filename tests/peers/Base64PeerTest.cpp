@@ -1,14 +1,14 @@
-#include "peers/OpensslBase64.h"
-
+#include "peers/Base64Peer.h"
+#include "common/utils/codec/Base64Codec.h"
 #include "common/utils/codec/CodecPaths.h"
 
-/// Base64 beside OpenSSL's, on every path.
+/// Base64 beside that of another library, on every path.
 
 namespace {
 
 using namespace LumUtils::Codec;
-using LumTests::decodedByOpenssl;
-using LumTests::encodedByOpenssl;
+using LumTests::decodedByPeer;
+using LumTests::encodedByPeer;
 
 class Base64PeerTest : public testing::TestWithParam<LumTests::CodecPath> {
 protected:
@@ -30,8 +30,8 @@ TEST_P(Base64PeerTest, RandomBytesAreEncodedAlikeAndComeBackFromEachOther)
     for (int round = 0; round < 50000; ++round) {
         const std::string bytes = randomBytes(random, random() % 400);
         const std::string text = base64Encode(kernels, bytes.data(), bytes.size(), false);
-        ASSERT_EQ(text, encodedByOpenssl(bytes));
-        ASSERT_EQ(decodedByOpenssl(text), bytes);
+        ASSERT_EQ(text, encodedByPeer(bytes));
+        ASSERT_EQ(decodedByPeer(text), bytes);
         ASSERT_EQ(base64Decode(kernels, text.data(), text.size()), bytes);
     }
 }
@@ -41,7 +41,7 @@ TEST_P(Base64PeerTest, ALongTextIsEncodedAlikeAndComesBack)
     std::mt19937 random(2);
     const std::string bytes = randomBytes(random, (std::size_t{4} << 20U) + 1);
     const std::string text = base64Encode(kernels, bytes.data(), bytes.size(), false);
-    ASSERT_TRUE(text == encodedByOpenssl(bytes));
+    ASSERT_TRUE(text == encodedByPeer(bytes));
     ASSERT_TRUE(base64Decode(kernels, text.data(), text.size()) == bytes);
 }
 

@@ -1,14 +1,14 @@
+#include "peers/UtfPeer.h"
 #include "common/utils/codec/CodecPaths.h"
 #include "common/utils/codec/UtfCodec.h"
-#include "peers/IcuConversion.h"
 
-/// The UTF conversions beside ICU's, on every path.
+/// The UTF conversions beside those of another library, on every path.
 
 namespace {
 
 using namespace LumUtils::Codec;
-using LumTests::toNarrowByIcu;
-using LumTests::toWideByIcu;
+using LumTests::toNarrowByPeer;
+using LumTests::toWideByPeer;
 using LumUtils::WideString;
 
 class UtfPeerTest : public testing::TestWithParam<LumTests::CodecPath> {
@@ -42,11 +42,11 @@ TEST_P(UtfPeerTest, RandomTextsAreConvertedAlikeBothWays)
     std::mt19937 random(1);
     for (std::size_t round = 0; round < 50000; ++round) {
         const WideString wide = randomText(random, random() % 300, 1 + round % 4);
-        const std::optional<std::string> narrow = toNarrowByIcu(wide);
+        const std::optional<std::string> narrow = toNarrowByPeer(wide);
         ASSERT_TRUE(narrow);
         ASSERT_TRUE(utf16ToUtf8(kernels, wide) == narrow) << testing::PrintToString(*narrow);
         ASSERT_TRUE(utf8ToUtf16(kernels, *narrow) == wide) << testing::PrintToString(*narrow);
-        ASSERT_TRUE(toWideByIcu(*narrow) == wide) << testing::PrintToString(*narrow);
+        ASSERT_TRUE(toWideByPeer(*narrow) == wide) << testing::PrintToString(*narrow);
     }
 }
 
@@ -54,11 +54,11 @@ TEST_P(UtfPeerTest, DamagedUtf8IsJudgedAlike)
 {
     std::mt19937 random(2);
     for (std::size_t round = 0; round < 50000; ++round) {
-        std::string text = *toNarrowByIcu(randomText(random, 1 + random() % 100, 1 + round % 4));
+        std::string text = *toNarrowByPeer(randomText(random, 1 + random() % 100, 1 + round % 4));
         for (std::size_t damages = random() % 3; damages > 0; --damages) {
             text[random() % text.size()] = static_cast<char>(random() % 256);
         }
-        ASSERT_TRUE(utf8ToUtf16(kernels, text) == toWideByIcu(text)) << testing::PrintToString(text);
+        ASSERT_TRUE(utf8ToUtf16(kernels, text) == toWideByPeer(text)) << testing::PrintToString(text);
     }
 }
 
@@ -70,7 +70,7 @@ TEST_P(UtfPeerTest, DamagedUtf16IsJudgedAlike)
         for (std::size_t damages = random() % 3; damages > 0; --damages) {
             text[random() % text.size()] = static_cast<WideString::value_type>(0xD800 + random() % 0x800);
         }
-        ASSERT_TRUE(utf16ToUtf8(kernels, text) == toNarrowByIcu(text)) << round;
+        ASSERT_TRUE(utf16ToUtf8(kernels, text) == toNarrowByPeer(text)) << round;
     }
 }
 

@@ -1,17 +1,12 @@
-#pragma once
-
-#include "common/utils/LumTextUtils.h"
+#include "peers/UtfPeer.h"
 
 #include <unicode/ustring.h>
 
 #include <cstdint>
-#include <optional>
-#include <string>
 
 namespace LumTests {
 
-/// Nothing for text that is not valid.
-inline std::optional<LumUtils::WideString> toWideByIcu(const std::string& text)
+std::optional<LumUtils::WideString> toWideByPeer(const std::string& text)
 {
     std::u16string units(text.size() + 1, u'\0');
     std::int32_t length = 0;
@@ -23,7 +18,7 @@ inline std::optional<LumUtils::WideString> toWideByIcu(const std::string& text)
                : std::nullopt;
 }
 
-inline std::optional<std::string> toNarrowByIcu(const LumUtils::WideString& text)
+std::optional<std::string> toNarrowByPeer(const LumUtils::WideString& text)
 {
     const std::u16string units(text.begin(), text.end());
     std::string bytes(text.size() * 3 + 1, '\0');
