@@ -26,7 +26,7 @@ declare -A SUITE_PROGRAMS=(
 )
 
 # Programs that talk to servers are started by the command that starts the servers, and may take this many seconds.
-declare -A PROGRAM_NEEDS_SERVERS=([lum_posix_tests]=1 [lum_platform_tests]=1 [lum_transport_tests]=1 [lum_allocation_tests]=1)
+declare -A PROGRAM_NEEDS_SERVERS=([lum_fuzz_corpus]=1 [lum_posix_tests]=1 [lum_platform_tests]=1 [lum_transport_tests]=1 [lum_allocation_tests]=1)
 declare -A PROGRAM_LIMIT=([managed]=600 [lum_transport_tests]=1200 [lum_scripted_tests]=600)
 USUAL_LIMIT=300
 # A sanitizer makes a program slower.
