@@ -1,4 +1,4 @@
-#include "support/posix/ChildProcess.h"
+#include "support/ChildProgram.h"
 
 #include <gtest/gtest.h>
 
@@ -18,7 +18,7 @@ protected:
     /// The end of the probe with this wipe, built with the parameter's options.
     static int EndOf(const std::string& wipe)
     {
-        return LumTests::runProgram({std::string(LUM_WIPE_PROBE) + "_" + wipe + "_" + GetParam()});
+        return LumTests::ChildProgram(LUM_WIPE_PROBES "_" + wipe + "_" + GetParam() + LUM_PROGRAM_SUFFIX, {}).wait();
     }
 };
 

@@ -1,11 +1,9 @@
 #include "common/utils/LumMemoryUtils.h"
+#include "support/ProbeStack.h"
 
 #include <array>
 #include <cstddef>
 #include <cstring>
-
-#include <pthread.h>
-#include <sys/mman.h>
 
 /// Handles a secret on a stack of the program's own, wipes it in the way that LUM_WIPE_WITH names, and searches the
 /// stack afterwards. Exits with 0 if the secret is gone, with 1 if it is there, and with 2 if nothing could be tried.
@@ -15,7 +13,6 @@
 namespace {
 
 constexpr std::size_t kSecretSize = 64;
-constexpr std::size_t kStackSize = 1024 * 1024;
 
 using Secret = std::array<unsigned char, kSecretSize>;
 
@@ -57,13 +54,12 @@ void handleSecret()
 void (*volatile handler)() = handleSecret;
 
 /// Far down the stack: what ends the thread overwrites its beginning.
-void* runDeepDown(void* /*unused*/)
+void runDeepDown()
 {
-    std::array<unsigned char, kStackSize / 2> distance;
+    std::array<unsigned char, LumTests::kProbeStackSize / 2> distance;
     use(distance.data());
     handler();
     use(distance.data());
-    return nullptr;
 }
 
 bool holdsSecret(const unsigned char* memory, std::size_t size)
@@ -80,24 +76,19 @@ bool holdsSecret(const unsigned char* memory, std::size_t size)
     return false;
 }
 
-/// Runs on the stack and waits for the end, so that the memory is the caller's again.
-bool runOnStack(void* stack)
+bool isFound = false;
+
+void look(const unsigned char* memory, std::size_t size)
 {
-    pthread_attr_t attributes;
-    pthread_t thread{};
-    const bool runs = pthread_attr_init(&attributes) == 0 &&
-                      pthread_attr_setstack(&attributes, stack, kStackSize) == 0 &&
-                      pthread_create(&thread, &attributes, runDeepDown, nullptr) == 0;
-    return runs && pthread_join(thread, nullptr) == 0;
+    isFound = holdsSecret(memory, size);
 }
 
 } // namespace
 
 int main()
 {
-    void* const stack = mmap(nullptr, kStackSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (stack == MAP_FAILED || !runOnStack(stack)) {
+    if (!LumTests::runOnProbeStack(runDeepDown, look)) {
         return 2;
     }
-    return holdsSecret(static_cast<const unsigned char*>(stack), kStackSize) ? 1 : 0;
+    return isFound ? 1 : 0;
 }
