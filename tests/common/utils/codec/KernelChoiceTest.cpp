@@ -14,7 +14,8 @@ namespace {
 
 using namespace LumUtils::Codec;
 
-/// What the system says that its processors can do; nothing if it says so in another way.
+/// What the system says that its processors can do; nothing if it says so in another way, as Windows does. Wine has the
+/// file as well.
 std::set<std::string> processorFlags()
 {
     std::ifstream file("/proc/cpuinfo");
