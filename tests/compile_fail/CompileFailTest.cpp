@@ -36,8 +36,8 @@ std::string compiler()
 
 Compilation compile(const std::string& file, const std::string& options)
 {
-    const std::string command = compiler() + " -std=c++17 -Wall -Wextra -Wpedantic -Werror -I" +
-                                LUM_SOURCE_FOLDER + " -fsyntax-only " + options + " " + file + " 2>&1";
+    const std::string command = compiler() + " -std=c++17 -Wall -Wextra -Wpedantic -Werror -I" + LUM_SOURCE_FOLDER +
+                                " -fsyntax-only " + options + " " + file + " 2>&1";
     std::unique_ptr<std::FILE, PipeCloser> pipe(popen(command.c_str(), "r"));
     Compilation result{-1, {}};
     if (!pipe) {
