@@ -28,17 +28,42 @@ std::optional<std::u16string> toNullableText(const LumCliText& text)
     return text.text == nullptr ? std::nullopt : std::optional<std::u16string>(toText(text));
 }
 
+/// Runs the one function at once and the other when it goes. The host itself may be gone by then: whoever releases the
+/// last handle is not waited for.
+class Frame {
+public:
+    Frame(void (*enter)(), void (*leaveLater)()) : leave(leaveLater) { enter(); }
+    ~Frame() { leave(); }
+    Frame(const Frame&) = delete;
+    Frame& operator=(const Frame&) = delete;
+
+private:
+    void (*const leave)();
+};
+
+/// While it lives, the thread runs code of the managed half.
+struct ManagedFrame : Frame {
+    ManagedFrame() : Frame(theHost.load()->enterManaged, theHost.load()->leaveManaged) {}
+};
+
+/// Within a ManagedFrame: while it lives, the thread is back in the native half.
+struct NativeFrame : Frame {
+    NativeFrame() : Frame(theHost.load()->leaveManaged, theHost.load()->enterManaged) {}
+};
+
 /// Gives a text to a receiving function, in memory of its own so that reading beyond the end is found.
 template <typename Receiver>
 std::int32_t give(std::int32_t(LUM_CDECL* receive)(Receiver*, const LumCliChar*, std::int32_t), Receiver* receiver,
                   const std::optional<std::u16string>& text)
 {
     if (!text) {
+        const NativeFrame native;
         return receive(receiver, nullptr, 0);
     }
     const std::vector<LumCliChar> units(text->begin(), text->end());
     static constexpr LumCliChar kNothing = 0;
     theHost.load()->beforeGiving();
+    const NativeFrame native;
     return receive(receiver, units.empty() ? &kNothing : units.data(), static_cast<std::int32_t>(units.size()));
 }
 
@@ -111,6 +136,7 @@ struct FakeTable {
     template <typename Code>
     static LumCliHandle guarded(Code code)
     {
+        const ManagedFrame managed;
         try {
             host().enterFallibleCall();
             code();
@@ -126,7 +152,11 @@ struct FakeTable {
         return guarded([&] { *duplicate = host().allocate(host().resolve(handle), true); });
     }
 
-    static void LUM_CDECL releaseHandle(LumCliHandle handle) { host().release(handle); }
+    static void LUM_CDECL releaseHandle(LumCliHandle handle)
+    {
+        const ManagedFrame managed;
+        host().release(handle);
+    }
 
     static LumCliHandle LUM_CDECL sendAndGetResponse(LumCliHandle client, const LumCliRequest* request,
                                                      LumCliResponseReceiver* receiver)
@@ -160,6 +190,7 @@ struct FakeTable {
 
     static LumCliHandle LUM_CDECL createException(std::int32_t kind, const LumCliText* text)
     {
+        const ManagedFrame managed;
         return host().refusesExceptions ? 0 : host().allocate(makeException(kind, toNullableText(*text)), true);
     }
 

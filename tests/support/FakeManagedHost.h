@@ -140,6 +140,11 @@ public:
     /// Runs before each text that goes to the native half.
     std::function<void()> beforeGiving = [] {};
 
+    /// Run whenever a thread comes from the native half to the managed one, and when it goes back, exceptions included:
+    /// for tests that treat the two differently, whose allocations have nothing to do with each other.
+    void (*enterManaged)() = [] {};
+    void (*leaveManaged)() = [] {};
+
     /// While true, no exception can be made.
     std::atomic<bool> refusesExceptions{false};
 

@@ -1,5 +1,6 @@
 #include "support/RequestRecorder.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 namespace LumTests {
@@ -64,12 +65,13 @@ bool RequestRecorder::IsReleased() const
 
 bool waitUntil(const std::function<bool()>& condition, std::chrono::milliseconds limit)
 {
+    constexpr std::chrono::microseconds kLongestPause{2000};
     const auto end = std::chrono::steady_clock::now() + limit;
-    while (!condition()) {
+    for (std::chrono::microseconds pause{50}; !condition(); pause = std::min(2 * pause, kLongestPause)) {
         if (std::chrono::steady_clock::now() >= end) {
             return false;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
+        std::this_thread::sleep_for(pause);
     }
     return true;
 }

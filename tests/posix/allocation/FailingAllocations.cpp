@@ -16,12 +16,13 @@ std::atomic<bool> hasFailed{false};
 
 std::atomic<std::ptrdiff_t> live{0};
 
-thread_local int threadsWithMemory = 0;
+/// Why this thread has memory; none if 0.
+thread_local int reasonsForMemory = 0;
 
 /// Whether the allocation that a thread is about to make is to fail.
 bool isToFail()
 {
-    if (firstFailing.load(std::memory_order_relaxed) == 0 || threadsWithMemory > 0) {
+    if (firstFailing.load(std::memory_order_relaxed) == 0 || reasonsForMemory > 0) {
         return false;
     }
     const std::size_t number = nextNumber++;
@@ -82,14 +83,24 @@ void FailingAllocations::End()
     firstFailing = 0;
 }
 
+void giveMemory()
+{
+    ++reasonsForMemory;
+}
+
+void takeMemory()
+{
+    --reasonsForMemory;
+}
+
 WithMemory::WithMemory()
 {
-    ++threadsWithMemory;
+    giveMemory();
 }
 
 WithMemory::~WithMemory()
 {
-    --threadsWithMemory;
+    takeMemory();
 }
 
 std::ptrdiff_t liveAllocations()

@@ -24,7 +24,11 @@ public:
     static void End();
 };
 
-/// While it lives, the allocations of this thread neither fail nor count.
+/// From the one to the other the allocations of this thread neither fail nor count; may be nested.
+void giveMemory();
+void takeMemory();
+
+/// While it lives, the thread has memory.
 class WithMemory {
 public:
     WithMemory();

@@ -1,27 +1,51 @@
 #pragma once
 
-#include "Windows/networking/WinHttpClientAsync.h"
-#include "posix/allocation/FailingAllocations.h"
+#include "common/networking/ILumAsynchronousHttpClient.h"
+#include "posix/allocation/EachAllocation.h"
+#include "support/RequestRecorder.h"
 
 #include <cstddef>
 #include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 namespace LumTests {
 
-/// A request to the test servers, and what its body is when nothing fails.
-struct Scenario {
-    using Transaction = std::shared_ptr<LumNetworking::ILumAsynchronousTransaction>;
+/// The client of one request, and whatever it works on.
+class ClientSite {
+public:
+    virtual ~ClientSite() = default;
 
-    const char* name;
-    std::function<Transaction(LumNetworking::ILumAsynchronousHttpClient& client,
-                              const LumNetworking::HttpCompletion& completion)>
-        start;
-    std::size_t bodySize;
+    virtual LumNetworking::ILumAsynchronousHttpClient& Client() = 0;
+
+    /// The client goes; its requests go on.
+    virtual void DropClient() = 0;
+
+    /// Whether nothing is open any more of the requests that were made.
+    virtual bool IsClosed() const = 0;
+
+    /// A failure for lack of memory is described so.
+    virtual void ExpectOutOfMemory(const LumUtils::ILumError& error) const = 0;
+
+    /// Whether the failure is that of a request that has all the memory it needs.
+    virtual bool IsUsualFailure(const LumUtils::ILumError& error) const = 0;
 };
 
-std::vector<Scenario> scenarios();
+/// A request, and what becomes of it when nothing is missing: a response, with the size of its body, a failure or a
+/// cancellation.
+struct Scenario {
+    using Transaction = std::shared_ptr<LumNetworking::ILumAsynchronousTransaction>;
+    using Start = std::function<Transaction(LumNetworking::ILumAsynchronousHttpClient& client,
+                                            const LumNetworking::HttpCompletion& completion)>;
+
+    std::string name;
+    std::function<std::unique_ptr<ClientSite>()> makeSite;
+    Start start;
+    LumNetworking::HttpRequestResult result = LumNetworking::HttpRequestResult::SUCCESS;
+    std::size_t bodySize = 0;
+    int status = 200;
+};
 
 /// What became of the runs of a scenario.
 struct Tally {
@@ -31,20 +55,11 @@ struct Tally {
     std::size_t cancelled = 0;
 };
 
-/// More than any request needs.
-constexpr std::size_t kMostAllocations = 5000;
-
 /// Runs the scenario once and expects one completion or a refusal, and that every handle is closed afterwards. Returns
 /// whether an allocation has failed.
 bool runFailing(const Scenario& scenario, std::size_t number, FailingAllocations::Reach reach, Tally& tally);
 
-/// In a process that has made no request: one that lacks that allocation, and one more that lacks none, which succeeds.
-/// Returns the exit code of the process: 0, 1 if something was not as expected, or kNoneFailed if the first request
-/// makes fewer allocations.
-int runFirstRequest(std::size_t number);
-constexpr int kNoneFailed = 77;
-
-/// What makes the test program do that instead of its tests, before the number.
-constexpr const char* kFirstRequest = "first-request";
+/// Runs it with each of its allocations missing in turn, and says what became of that.
+void runWithoutEachAllocation(const Scenario& scenario, FailingAllocations::Reach reach);
 
 } // namespace LumTests

@@ -1,15 +1,34 @@
-#include "posix/allocation/FailingRequest.h"
+#include "posix/allocation/ScenarioProcess.h"
+#include "support/TrustedAuthority.h"
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+#include <memory>
 #include <string>
 
-/// lum_allocation_tests: the tests. With "first-request NUMBER": what one of them starts in a process of its own.
+namespace {
+
+/// The authority of the test servers, if they are there. A process started by this one trusts it too.
+std::unique_ptr<LumTests::TrustedAuthority> trustTestServers()
+{
+    const char* const file = std::getenv("LUM_TEST_CA_FILE");
+    return file == nullptr ? nullptr : std::make_unique<LumTests::TrustedAuthority>(file);
+}
+
+} // namespace
+
+/// lum_allocation_tests: the tests, or what one of them starts in a process of its own.
 int main(int count, char** words)
 {
     testing::InitGoogleTest(&count, words);
-    if (count == 3 && std::string(words[1]) == LumTests::kFirstRequest) {
-        return LumTests::runFirstRequest(std::stoul(words[2]));
+    const std::string way = count > 2 ? words[1] : "";
+    if (way == LumTests::kFirstRequest && count == 4) {
+        return LumTests::runFirstRequest(words[2], std::stoul(words[3]));
     }
+    if (way == LumTests::kThroughProxy) {
+        return LumTests::runThroughProxy(words[2]);
+    }
+    const auto authority = trustTestServers();
     return RUN_ALL_TESTS();
 }

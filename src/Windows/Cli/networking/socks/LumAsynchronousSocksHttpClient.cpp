@@ -34,12 +34,13 @@ void failWithoutReason(HttpClientAsyncContext& context)
     LUM_TRY_LOG(context.logger, Error, kWorkerFunction, "SOCKS HTTP request error: Unknown exception");
 }
 
-std::string messageOf(const LumUtilsCli::ManagedException& exception)
+/// As fail, for what the managed half threw. There may be no memory for its message, nor for any other text.
+void failWithMessage(HttpClientAsyncContext& context, const LumUtilsCli::ManagedException& exception)
 {
     try {
-        return exception.Message();
+        fail(context, kWorkerFunction, exception.Message().c_str());
     } catch (...) {
-        return "Failed to marshal exception message";
+        fail(context, kWorkerFunction, "Failed to marshal exception message");
     }
 }
 
@@ -156,7 +157,7 @@ void LumAsynchronousSocksHttpClient::HttpWorkerThread(std::shared_ptr<HttpClient
     } catch (const std::exception& exception) {
         fail(*context, kWorkerFunction, exception.what());
     } catch (const LumUtilsCli::ManagedException& exception) {
-        fail(*context, kWorkerFunction, messageOf(exception).c_str());
+        failWithMessage(*context, exception);
     } catch (...) {
         failWithoutReason(*context);
     }

@@ -1,0 +1,20 @@
+#pragma once
+
+#include "posix/allocation/FailingAllocations.h"
+
+#include <cstddef>
+#include <functional>
+
+namespace LumTests {
+
+/// More than any operation needs.
+constexpr std::size_t kMostAllocations = 5000;
+
+/// Runs what may lack its n-th allocation; true if it did.
+using FailingRun = std::function<bool(std::size_t number)>;
+
+/// The run with each of its allocations missing in turn, n from 1 until none is. Each is repeated until it has left
+/// neither memory nor descriptors several times, which is expected. Returns how many allocations there were.
+std::size_t runWithoutEachAllocation(const FailingRun& run);
+
+} // namespace LumTests
