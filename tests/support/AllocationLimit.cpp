@@ -1,5 +1,7 @@
 #include "support/AllocationLimit.h"
 
+#include "support/WithMemory.h"
+
 #include <atomic>
 #include <cstdint>
 #include <cstdlib>
@@ -14,10 +16,28 @@ constexpr std::size_t kLargestByDefault =
 
 std::atomic<std::size_t> largestAllocation{kLargestByDefault};
 
-/// Allocations of this thread until one fails; negative if none is to. Nothing here may have a destructor: mingw-w64
-/// runs those of a thread after it has freed their objects.
-thread_local int succeedingAllocations = -1;
+/// What is to become of this thread's allocations. Nothing here may have a destructor: mingw-w64 runs those of a thread
+/// after it has freed their objects.
+thread_local bool isToFail = false;
+thread_local int succeedingAllocations = 0;
+thread_local bool hasFailed = false;
+thread_local LumTests::FailingAllocation::Reach failureReach = LumTests::FailingAllocation::Reach::One;
 thread_local const std::exception_ptr* allocationFailure = nullptr;
+
+/// Counts an allocation of this thread; whether it is to fail.
+bool failsNow()
+{
+    if (!isToFail || LumTests::reasonsForMemory() > 0) {
+        return false;
+    }
+    if (succeedingAllocations > 0) {
+        --succeedingAllocations;
+        return false;
+    }
+    hasFailed = true;
+    isToFail = failureReach == LumTests::FailingAllocation::Reach::AllThatFollow;
+    return true;
+}
 
 void* allocate(std::size_t size)
 {
@@ -64,7 +84,7 @@ namespace LumTests {
 
 void failIfWanted(std::size_t size)
 {
-    if (succeedingAllocations >= 0 && succeedingAllocations-- == 0) {
+    if (failsNow()) {
         std::rethrow_exception(*allocationFailure);
     }
     if (size > largestAllocation.load(std::memory_order_relaxed)) {
@@ -79,21 +99,25 @@ AllocationLimit::~AllocationLimit()
     largestAllocation = before;
 }
 
-FailingAllocation::FailingAllocation(int succeeding, std::exception_ptr failure) : wantedFailure(std::move(failure))
+FailingAllocation::FailingAllocation(int succeeding, Reach reach, std::exception_ptr failure)
+    : wantedFailure(std::move(failure))
 {
     allocationFailure = &wantedFailure;
     succeedingAllocations = succeeding;
+    failureReach = reach;
+    hasFailed = false;
+    isToFail = true;
 }
 
 FailingAllocation::~FailingAllocation()
 {
-    succeedingAllocations = -1;
+    isToFail = false;
     allocationFailure = nullptr;
 }
 
 bool FailingAllocation::HasFailed()
 {
-    return succeedingAllocations < 0;
+    return hasFailed;
 }
 
 } // namespace LumTests

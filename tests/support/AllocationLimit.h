@@ -21,12 +21,16 @@ private:
     std::size_t before;
 };
 
-/// While it lives, this thread's operator new works so many times more, then fails once with the given exception.
+/// While it lives, this thread's operator new works so many times more, then fails, once or from then on, with the
+/// given exception. Where the thread has a WithMemory, it neither counts nor fails.
 ///
 ///     const LumTests::FailingAllocation failing(2); // the third one fails
 class FailingAllocation {
 public:
-    explicit FailingAllocation(int succeeding, std::exception_ptr failure = std::make_exception_ptr(std::bad_alloc()));
+    enum class Reach { One, AllThatFollow };
+
+    explicit FailingAllocation(int succeeding, Reach reach = Reach::One,
+                               std::exception_ptr failure = std::make_exception_ptr(std::bad_alloc()));
     ~FailingAllocation();
     FailingAllocation(const FailingAllocation&) = delete;
     FailingAllocation& operator=(const FailingAllocation&) = delete;

@@ -1,6 +1,7 @@
 #include "support/FakeManagedHost.h"
 
 #include "support/RequestRecorder.h"
+#include "support/WithMemory.h"
 
 #include <gtest/gtest.h>
 
@@ -28,42 +29,19 @@ std::optional<std::u16string> toNullableText(const LumCliText& text)
     return text.text == nullptr ? std::nullopt : std::optional<std::u16string>(toText(text));
 }
 
-/// Runs the one function at once and the other when it goes. The host itself may be gone by then: whoever releases the
-/// last handle is not waited for.
-class Frame {
-public:
-    Frame(void (*enter)(), void (*leaveLater)()) : leave(leaveLater) { enter(); }
-    ~Frame() { leave(); }
-    Frame(const Frame&) = delete;
-    Frame& operator=(const Frame&) = delete;
-
-private:
-    void (*const leave)();
-};
-
-/// While it lives, the thread runs code of the managed half.
-struct ManagedFrame : Frame {
-    ManagedFrame() : Frame(theHost.load()->enterManaged, theHost.load()->leaveManaged) {}
-};
-
-/// Within a ManagedFrame: while it lives, the thread is back in the native half.
-struct NativeFrame : Frame {
-    NativeFrame() : Frame(theHost.load()->leaveManaged, theHost.load()->enterManaged) {}
-};
-
 /// Gives a text to a receiving function, in memory of its own so that reading beyond the end is found.
 template <typename Receiver>
 std::int32_t give(std::int32_t(LUM_CDECL* receive)(Receiver*, const LumCliChar*, std::int32_t), Receiver* receiver,
                   const std::optional<std::u16string>& text)
 {
     if (!text) {
-        const NativeFrame native;
+        const WithoutThatMemory inNativeHalf;
         return receive(receiver, nullptr, 0);
     }
     const std::vector<LumCliChar> units(text->begin(), text->end());
     static constexpr LumCliChar kNothing = 0;
     theHost.load()->beforeGiving();
-    const NativeFrame native;
+    const WithoutThatMemory inNativeHalf;
     return receive(receiver, units.empty() ? &kNothing : units.data(), static_cast<std::int32_t>(units.size()));
 }
 
@@ -136,7 +114,7 @@ struct FakeTable {
     template <typename Code>
     static LumCliHandle guarded(Code code)
     {
-        const ManagedFrame managed;
+        const WithMemory withMemory;
         try {
             host().enterFallibleCall();
             code();
@@ -154,7 +132,7 @@ struct FakeTable {
 
     static void LUM_CDECL releaseHandle(LumCliHandle handle)
     {
-        const ManagedFrame managed;
+        const WithMemory withMemory;
         host().release(handle);
     }
 
@@ -190,7 +168,7 @@ struct FakeTable {
 
     static LumCliHandle LUM_CDECL createException(std::int32_t kind, const LumCliText* text)
     {
-        const ManagedFrame managed;
+        const WithMemory withMemory;
         return host().refusesExceptions ? 0 : host().allocate(makeException(kind, toNullableText(*text)), true);
     }
 

@@ -111,7 +111,7 @@ private:
 /// The managed half as the native one sees it: a table of functions, and handles that count. There is one at a time.
 ///
 /// Handles are numbers that are never used again, so that whatever a test lets go of twice, or uses afterwards, is
-/// found; see misuses.
+/// found; see misuses. It has memory where a test leaves the native half none.
 class FakeManagedHost {
 public:
     FakeManagedHost();
@@ -139,11 +139,6 @@ public:
 
     /// Runs before each text that goes to the native half.
     std::function<void()> beforeGiving = [] {};
-
-    /// Run whenever a thread comes from the native half to the managed one, and when it goes back, exceptions included:
-    /// for tests that treat the two differently, whose allocations have nothing to do with each other.
-    void (*enterManaged)() = [] {};
-    void (*leaveManaged)() = [] {};
 
     /// While true, no exception can be made.
     std::atomic<bool> refusesExceptions{false};

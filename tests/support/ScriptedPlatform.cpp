@@ -1,6 +1,7 @@
 #include "support/ScriptedPlatform.h"
 
 #include "support/CallText.h"
+#include "support/WithMemory.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -254,6 +255,7 @@ BOOL ScriptedPlatform::read(void* buffer, DWORD size)
 
 void ScriptedPlatform::notify(DWORD_PTR context, DWORD notification, void* information, DWORD length)
 {
+    const WithoutThatMemory inLibrary;
     callback(request, context, notification, information, length);
 }
 
@@ -362,6 +364,7 @@ DWORD FormatMessageA(DWORD flags, const void* source, DWORD messageId, DWORD lan
                      void* arguments)
 {
     using namespace LumTests;
+    const WithMemory withMemory;
     const bool succeeds =
         platform().enter("FormatMessageA", "flags=" + hex(flags) + ", source=" + pointer(source) +
                                                ", code=" + std::to_string(messageId) + ", language=" + hex(languageId) +
@@ -372,22 +375,26 @@ DWORD FormatMessageA(DWORD flags, const void* source, DWORD messageId, DWORD lan
 
 HLOCAL LocalFree(HLOCAL memory)
 {
+    const LumTests::WithMemory withMemory;
     platform().enter("LocalFree", LumTests::pointer(memory));
     return platform().freeBuffer(memory);
 }
 
 HMODULE LoadLibraryW(const WCHAR* name)
 {
+    const LumTests::WithMemory withMemory;
     return platform().enter("LoadLibraryW", LumTests::quoted(name)) ? platform().loadModule() : nullptr;
 }
 
 BOOL FreeLibrary(HMODULE module)
 {
+    const LumTests::WithMemory withMemory;
     return platform().enter("FreeLibrary", LumTests::pointer(module)) ? platform().freeModule(module) : FALSE;
 }
 
 BOOL GetModuleHandleExW(DWORD flags, const WCHAR* /*address*/, HMODULE* module)
 {
+    const LumTests::WithMemory withMemory;
     *module = nullptr;
     return platform().enter("GetModuleHandleExW", LumTests::hex(flags)) ? TRUE : FALSE;
 }
@@ -396,12 +403,14 @@ BOOL GetModuleHandleExW(DWORD flags, const WCHAR* /*address*/, HMODULE* module)
 
 __time64_t _time64(__time64_t* result)
 {
+    const LumTests::WithMemory withMemory;
     return platform().enter("_time64", result == nullptr ? "null" : "set") ? platform().now : -1;
 }
 
 /// The scripted platform lives one hour east of Greenwich.
 int _localtime64_s(std::tm* local, const __time64_t* seconds)
 {
+    const LumTests::WithMemory withMemory;
     if (!platform().enter("_localtime64_s", std::to_string(*seconds))) {
         return EINVAL;
     }
@@ -413,12 +422,14 @@ int _localtime64_s(std::tm* local, const __time64_t* seconds)
 
 BOOL IsDebuggerPresent()
 {
+    const LumTests::WithMemory withMemory;
     return platform().enter("IsDebuggerPresent", "") && platform().hasDebugger ? TRUE : FALSE;
 }
 
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, WCHAR* buffer, int size)
 {
     using namespace LumTests;
+    const WithMemory withMemory;
     const std::string narrow(text, static_cast<std::size_t>(length));
     if (!platform().enter("MultiByteToWideChar", std::to_string(codePage) + ", " + hex(flags) + ", " +
                                                      bytes(narrow.data(), narrow.size()) + ", " +
@@ -434,6 +445,7 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* text, int lengt
                         const char* defaultCharacter, BOOL* usedDefault)
 {
     using namespace LumTests;
+    const WithMemory withMemory;
     const std::u16string wide(text, static_cast<std::size_t>(length));
     if (!platform().enter("WideCharToMultiByte", std::to_string(codePage) + ", " + hex(flags) + ", " + quoted(wide) +
                                                      ", " + std::to_string(size) + ", " + pointer(defaultCharacter) +
@@ -448,6 +460,7 @@ int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* text, int lengt
 HINTERNET WinHttpOpen(const WCHAR* agent, DWORD accessType, const WCHAR* proxy, const WCHAR* bypass, DWORD flags)
 {
     using namespace LumTests;
+    const WithMemory withMemory;
     const bool succeeds = platform().enter(
         "WinHttpOpen", "agent=" + quoted(agent) + ", access=" + std::to_string(accessType) +
                            ", proxy=" + quoted(proxy) + ", bypass=" + quoted(bypass) + ", flags=" + hex(flags));
@@ -458,6 +471,7 @@ WINHTTP_STATUS_CALLBACK WinHttpSetStatusCallback(HINTERNET handle, WINHTTP_STATU
                                                  DWORD notifications, DWORD_PTR reserved)
 {
     using namespace LumTests;
+    const WithMemory withMemory;
     const bool succeeds = platform().enter(
         "WinHttpSetStatusCallback", platform().nameOf(handle) + ", callback=" + (callback == nullptr ? "null" : "set") +
                                         ", notifications=" + hex(notifications) + ", reserved=" + hex(reserved));
@@ -471,6 +485,7 @@ WINHTTP_STATUS_CALLBACK WinHttpSetStatusCallback(HINTERNET handle, WINHTTP_STATU
 HINTERNET WinHttpConnect(HINTERNET session, const WCHAR* host, INTERNET_PORT port, DWORD reserved)
 {
     using namespace LumTests;
+    const WithMemory withMemory;
     const bool succeeds =
         platform().enter("WinHttpConnect", platform().nameOf(session) + ", host=" + quoted(host) +
                                                ", port=" + std::to_string(port) + ", reserved=" + hex(reserved));
@@ -481,6 +496,7 @@ HINTERNET WinHttpOpenRequest(HINTERNET connection, const WCHAR* verb, const WCHA
                              const WCHAR* referrer, const WCHAR** acceptTypes, DWORD flags)
 {
     using namespace LumTests;
+    const WithMemory withMemory;
     const bool succeeds =
         platform().enter("WinHttpOpenRequest", platform().nameOf(connection) + ", verb=" + quoted(verb) +
                                                    ", object=" + quoted(objectName) + ", version=" + quoted(version) +
@@ -492,6 +508,7 @@ HINTERNET WinHttpOpenRequest(HINTERNET connection, const WCHAR* verb, const WCHA
 BOOL WinHttpSetOption(HINTERNET handle, DWORD option, LPVOID value, DWORD size)
 {
     using namespace LumTests;
+    const WithMemory withMemory;
     DWORD number = 0;
     std::memcpy(&number, value, std::min<std::size_t>(size, sizeof(number)));
     return platform().enter("WinHttpSetOption", platform().nameOf(handle) + ", option=" + std::to_string(option) +
@@ -505,6 +522,7 @@ BOOL WinHttpSendRequest(HINTERNET request, const WCHAR* headers, DWORD headersLe
                         DWORD optionalLength, DWORD totalLength, DWORD_PTR context)
 {
     using namespace LumTests;
+    const WithMemory withMemory;
     const std::string headerText =
         headers == nullptr ? "null" : quoted(std::u16string(headers, static_cast<std::size_t>(headersLength)));
     const bool succeeds = platform().enter(
@@ -518,6 +536,7 @@ BOOL WinHttpSendRequest(HINTERNET request, const WCHAR* headers, DWORD headersLe
 BOOL WinHttpReceiveResponse(HINTERNET request, LPVOID reserved)
 {
     using namespace LumTests;
+    const WithMemory withMemory;
     if (!platform().enter("WinHttpReceiveResponse", platform().nameOf(request) + ", reserved=" + pointer(reserved))) {
         return FALSE;
     }
@@ -530,6 +549,7 @@ BOOL WinHttpReceiveResponse(HINTERNET request, LPVOID reserved)
 BOOL WinHttpQueryHeaders(HINTERNET request, DWORD level, const WCHAR* name, LPVOID buffer, DWORD* size, DWORD* index)
 {
     using namespace LumTests;
+    const WithMemory withMemory;
     const bool succeeds =
         platform().enter("WinHttpQueryHeaders", platform().nameOf(request) + ", level=" + hex(level) +
                                                     ", name=" + quoted(name) + ", buffer=" + pointer(buffer) +
@@ -547,6 +567,7 @@ BOOL WinHttpQueryHeaders(HINTERNET request, DWORD level, const WCHAR* name, LPVO
 BOOL WinHttpQueryDataAvailable(HINTERNET request, DWORD* available)
 {
     using namespace LumTests;
+    const WithMemory withMemory;
     if (!platform().enter("WinHttpQueryDataAvailable",
                           platform().nameOf(request) + ", available=" + pointer(available))) {
         return FALSE;
@@ -560,6 +581,7 @@ BOOL WinHttpQueryDataAvailable(HINTERNET request, DWORD* available)
 BOOL WinHttpReadData(HINTERNET request, LPVOID buffer, DWORD size, DWORD* read)
 {
     using namespace LumTests;
+    const WithMemory withMemory;
     const bool succeeds =
         platform().enter("WinHttpReadData", platform().nameOf(request) + ", buffer=" + pointer(buffer) +
                                                 ", size=" + std::to_string(size) + ", read=" + pointer(read));
@@ -568,5 +590,6 @@ BOOL WinHttpReadData(HINTERNET request, LPVOID buffer, DWORD size, DWORD* read)
 
 BOOL WinHttpCloseHandle(HINTERNET handle)
 {
+    const LumTests::WithMemory withMemory;
     return platform().enter("WinHttpCloseHandle", platform().nameOf(handle)) ? platform().close(handle) : FALSE;
 }

@@ -19,7 +19,8 @@ namespace LumTests {
 ///     ScriptedPlatform platform;
 ///     platform.failCall("WinHttpConnect", 1, ERROR_WINHTTP_SHUTDOWN);
 ///
-/// Every call is kept as text with its arguments: "WinHttpReceiveResponse(request, reserved=null)".
+/// Every call is kept as text with its arguments: "WinHttpReceiveResponse(request, reserved=null)". The platform has
+/// memory where a test leaves the library none.
 class ScriptedPlatform {
 public:
     ScriptedPlatform();

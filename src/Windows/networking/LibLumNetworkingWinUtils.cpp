@@ -13,6 +13,16 @@ namespace LumNetworking::LibLumNetworkingWinUtils {
 
 namespace {
 
+/// The platform's networking library, let go also if there is no memory for its text.
+struct NetworkingModule {
+    NetworkingModule() : handle(LoadLibraryW(LumUtils::utf8ToUtf16("winhttp.dll").c_str())) {}
+    ~NetworkingModule() { FreeLibrary(handle); }
+    NetworkingModule(const NetworkingModule&) = delete;
+    NetworkingModule& operator=(const NetworkingModule&) = delete;
+
+    const HMODULE handle;
+};
+
 bool setDwordOption(HINTERNET request, DWORD option, DWORD value)
 {
     return WinHttpSetOption(request, option, &value, sizeof(value)) != 0;
@@ -71,10 +81,8 @@ std::string readHeaderBlock(const std::shared_ptr<LumUtils::ILumUtilsLoggerDeleg
 std::string GetWinHttpErrorDescription(DWORD& codeOut)
 {
     codeOut = GetLastError();
-    const HMODULE module = LoadLibraryW(LumUtils::utf8ToUtf16("winhttp.dll").c_str());
-    std::string description = LumUtils::platformMessage(codeOut, FORMAT_MESSAGE_FROM_HMODULE, module);
-    FreeLibrary(module);
-    return description;
+    const NetworkingModule module;
+    return LumUtils::platformMessage(codeOut, FORMAT_MESSAGE_FROM_HMODULE, module.handle);
 }
 
 void ReportWinHttpError(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger, int code, const char* apiName,

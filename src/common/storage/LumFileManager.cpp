@@ -5,6 +5,7 @@
 #include "common/utils/LumLog.h"
 #include "platform/LumFileStream.h"
 #include "platform/LumMemory.h"
+#include "platform/LumPlatform.h"
 #include "platform/LumRuntime.h"
 
 #include <algorithm>
@@ -149,6 +150,31 @@ bool isThereOrMade(const std::string& path)
            errno == EEXIST;
 }
 
+/// Errors of the codes from 0 to the highest that have the number for lack of memory alone, for when there is none to
+/// make another. Never destroyed: they are the host's.
+std::vector<LumUtils::LumError>& preparedErrors()
+{
+    static auto& errors = *new std::vector<LumUtils::LumError>([] {
+        std::vector<LumUtils::LumError> made;
+        for (int code = LumStorageErrorCode::kNone; code <= LumStorageErrorCode::kTruncateFailed; ++code) {
+            made.emplace_back(LumStorageErrorDomain, code,
+                              std::map<std::string, std::any>{
+                                  {LumUtils::LumErrorUnderlyingErrorCode, static_cast<int>(ERROR_NOT_ENOUGH_MEMORY)}});
+        }
+        return made;
+    }());
+    return errors;
+}
+
+/// The prepared error of that code, or of 0 if it is none of the domain's. It takes no memory.
+std::shared_ptr<LumUtils::ILumError> preparedError(int code)
+{
+    std::vector<LumUtils::LumError>& errors = preparedErrors();
+    const bool isKnown = code >= 0 && static_cast<std::size_t>(code) < errors.size();
+    // It has no owner, for that would have to be made.
+    return {std::shared_ptr<void>(), &errors[isKnown ? static_cast<std::size_t>(code) : 0]};
+}
+
 /// What a wrapper said, or the text of what it threw.
 struct WrapperAnswer {
     enum class Kind { Yes, No, FilesystemError, OtherException };
@@ -187,6 +213,7 @@ LumFileManager::LumFileManager(std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate
                                std::shared_ptr<ILumFilesystemWrapper> wrapper)
     : logger(std::move(loggerDelegate)), filesystem(std::move(wrapper))
 {
+    preparedErrors();
 }
 
 LumFileManager::~LumFileManager() = default;
@@ -404,7 +431,7 @@ void LumFileManager::setErrorAndLog(int code, unsigned int underlyingCode, const
         userInfo[LumUtils::LumErrorUnderlyingErrorCode] = static_cast<int>(underlyingCode);
         errorOut = std::make_shared<LumUtils::LumError>(LumStorageErrorDomain, code, userInfo);
     } catch (const std::bad_alloc&) {
-        errorOut.reset();
+        errorOut = preparedError(code);
     }
     LUM_TRY_LOG_TEXT(logger, Error, "LumStorage::LumFileManager::setErrorAndLog", description);
 }

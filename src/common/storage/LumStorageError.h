@@ -8,7 +8,8 @@ namespace LumStorage {
 static const std::string LumStorageErrorDomain = "com.corvan.clientlibs.liblumstorage.error";
 
 /// The codes of that domain, set by the operations of LumFileManager that lock. Each error carries the platform's
-/// number and the whole message in its user information. 0 means no error; 2 and 3 are not used.
+/// number and the whole message in its user information; one that is reported for lack of memory may have the number
+/// alone. 0 means no error; 2 and 3 are not used.
 namespace LumStorageErrorCode {
 
 constexpr int kNone = 0;

@@ -16,7 +16,8 @@ namespace LumUtils {
 ///     debugger.waitForDebugger(std::chrono::seconds(30));
 ///
 /// Both waits block the calling thread and look for a debugger again and again; their progress is logged with the
-/// platform's name. Several threads may wait at once.
+/// platform's name. Several threads may wait at once. A wait also ends with what the delegate throws, and with
+/// std::bad_alloc if there is no memory for a record or for what the wait throws itself.
 ///
 /// The order of the operations is part of the binary interface.
 class LumDebuggerUtilsBase {

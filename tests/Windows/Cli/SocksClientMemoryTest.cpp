@@ -1,13 +1,14 @@
 #include "Windows/Cli/LumCliAbi.h"
 #include "Windows/Cli/networking/socks/LumAsynchronousSocksHttpClient.h"
-#include "support/AllocationLimit.h"
 #include "support/FakeManagedHost.h"
+#include "support/MemoryTest.h"
 #include "support/RecordingLogger.h"
 #include "support/RequestRecorder.h"
 
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <functional>
 #include <optional>
 #include <utility>
 
@@ -18,6 +19,7 @@ namespace {
 using namespace LumTests;
 using namespace LumNetworking;
 using LumUtils::LumLogLevel;
+using Reach = FailingAllocation::Reach;
 
 constexpr const char* kUrl = "http://host/path";
 const std::map<std::string, std::string> kHeaders = {{"A", "a value that is too long for a short string"}};
@@ -80,32 +82,92 @@ void expectFailed(const Outcome& outcome)
     EXPECT_TRUE(outcome.error->getUserInfo().empty());
 }
 
+/// One of the functions that create a client.
+using Create = std::function<std::int32_t(void** created, LumCliHandle* exception)>;
+
+/// Without memory for one allocation the host's exception says so; without any there is none for that either.
+void expectCreatedOrNothingKept(FakeManagedHost& host, Reach reach, const Create& create)
+{
+    void* created = nullptr;
+    LumCliHandle exception = 0;
+    std::int32_t status = kLumCliOtherVersion;
+    int exceptions = 0;
+    const int count = expectEndsWithoutMemory(
+        reach, [&] { status = create(&created, &exception); },
+        [&](bool hasFailed) {
+            EXPECT_EQ(created == nullptr, hasFailed);
+            EXPECT_EQ(exception != 0, status == kLumCliException);
+            const std::unique_ptr<ILumAsynchronousHttpClient> client(static_cast<ILumAsynchronousHttpClient*>(created));
+            if (status == kLumCliException) {
+                ++exceptions;
+                EXPECT_EQ(host.takeException(exception)->type, "System.OutOfMemoryException");
+            } else {
+                EXPECT_EQ(status, hasFailed ? kLumCliNoMemory : kLumCliOk);
+            }
+            EXPECT_EQ(host.nativeHandles() == 0, hasFailed) << "a client that was not created keeps nothing";
+        });
+    EXPECT_GT(count, 3) << "there are allocations to fail";
+    EXPECT_EQ(exceptions, reach == Reach::One ? count : 0);
+    EXPECT_EQ(host.nativeHandles(), 0U);
+}
+
 TEST_F(SocksClientMemoryTest, MissingWhileAClientIsCreatedItReachesTheHostAndNothingIsKept)
 {
-    const auto logger = std::make_shared<FakeManagedLogger>();
-    const LumCliHandle loggerHandle = host.handleTo(logger);
-    const LumCliHandle clientHandle = host.handleTo(socks);
-    int succeeding = 0;
-    for (bool hasFailed = true; hasFailed; ++succeeding) {
-        void* created = nullptr;
-        LumCliHandle exception = 0;
-        std::int32_t status = 0;
-        {
-            const FailingAllocation failing(succeeding);
-            status = LumCliCreateSocksClientWithManagedLogger(&host.table(), loggerHandle, clientHandle, &created,
-                                                              &exception);
-            hasFailed = FailingAllocation::HasFailed();
-        }
-        EXPECT_EQ(status, hasFailed ? kLumCliException : kLumCliOk) << "allocation " << succeeding;
-        if (hasFailed) {
-            EXPECT_EQ(created, nullptr);
-            EXPECT_EQ(host.takeException(exception)->type, "System.OutOfMemoryException");
-        } else {
-            const std::unique_ptr<ILumAsynchronousHttpClient> client(static_cast<ILumAsynchronousHttpClient*>(created));
-        }
-        EXPECT_EQ(host.nativeHandles(), 0U) << "allocation " << succeeding;
+    const LumCliHandle logger = host.handleTo(std::make_shared<FakeManagedLogger>());
+    const LumCliHandle client = host.handleTo(socks);
+    for (const Reach reach : {Reach::One, Reach::AllThatFollow}) {
+        expectCreatedOrNothingKept(host, reach, [&](void** created, LumCliHandle* exception) {
+            return LumCliCreateSocksClientWithManagedLogger(&host.table(), logger, client, created, exception);
+        });
     }
-    EXPECT_GT(succeeding, 5) << "there are allocations to fail";
+}
+
+TEST_F(SocksClientMemoryTest, MissingWhileAClientWithANativeLoggerIsCreatedItReachesTheHostAndNothingIsKept)
+{
+    const auto recorder = std::make_shared<RecordingLogger>();
+    const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate> logger = recorder;
+    const LumCliHandle client = host.handleTo(socks);
+    for (const Reach reach : {Reach::One, Reach::AllThatFollow}) {
+        expectCreatedOrNothingKept(host, reach, [&](void** created, LumCliHandle* exception) {
+            return LumCliCreateSocksClientWithNativeLogger(&host.table(), &logger, client, created, exception);
+        });
+        EXPECT_EQ(logger.use_count(), 2) << "the logger is not kept either";
+        EXPECT_EQ(recorder->records().size(), 1U) << "the creation of the only client";
+        recorder->clear();
+    }
+}
+
+TEST_F(SocksClientMemoryTest, MissingWhileAnArgumentIsRefusedTheHostIsToldAllTheSame)
+{
+    const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate> logger = std::make_shared<RecordingLogger>();
+    const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate> noLogger;
+    const LumCliHandle client = host.handleTo(socks);
+    for (const auto& [given, lent] : {std::pair(&noLogger, client), std::pair(&logger, LumCliHandle{0})}) {
+        for (const Reach reach : {Reach::One, Reach::AllThatFollow}) {
+            std::int32_t status = kLumCliOk;
+            void* created = nullptr;
+            LumCliHandle exception = 0;
+            const void* const address = given;
+            const LumCliHandle lentClient = lent;
+            EXPECT_GT(expectEndsWithoutMemory(
+                          reach,
+                          [&] {
+                              status = LumCliCreateSocksClientWithNativeLogger(&host.table(), address, lentClient,
+                                                                               &created, &exception);
+                          },
+                          [&](bool hasFailed) {
+                              EXPECT_EQ(created, nullptr);
+                              EXPECT_EQ(status, hasFailed && reach == Reach::AllThatFollow ? kLumCliNoMemory
+                                                                                           : kLumCliException);
+                              if (status == kLumCliException) {
+                                  EXPECT_EQ(host.takeException(exception)->type,
+                                            hasFailed ? "System.OutOfMemoryException" : "System.ArgumentNullException");
+                              }
+                              EXPECT_EQ(host.nativeHandles(), 0U);
+                          }),
+                      0);
+        }
+    }
 }
 
 TEST_F(SocksClientMemoryTest, MissingWhileARequestIsStartedItIsRefusedOrFailsOnTheCallersThread)

@@ -1,4 +1,4 @@
-#include "support/AllocationLimit.h"
+#include "support/MemoryTest.h"
 #include "support/ProcessResources.h"
 #include "support/StorageTest.h"
 #include "support/TestFolder.h"
@@ -11,31 +11,21 @@ namespace {
 
 using LumTests::asText;
 
-/// Runs the operation without memory for its first allocation, then for its second and so on, until it needs no more;
-/// after each run `check` looks at what became of it.
-template <typename Operation, typename Check>
-void withEachAllocationFailing(Operation operation, Check check)
-{
-    constexpr int kMost = 1000;
-    bool hasFailed = true;
-    for (int succeeding = 0; hasFailed && succeeding < kMost; ++succeeding) {
-        SCOPED_TRACE("after " + std::to_string(succeeding) + " allocations");
-        {
-            const LumTests::FailingAllocation failing(succeeding);
-            EXPECT_NO_THROW(operation());
-            hasFailed = LumTests::FailingAllocation::HasFailed();
-        }
-        check();
-    }
-    EXPECT_FALSE(hasFailed) << "the operation needs no more than so many allocations";
-}
-
 // Longer than what a string holds without an allocation.
 constexpr const char* kFile = "a-file-whose-name-takes-an-allocation";
 constexpr const char* kOther = "another-file-whose-name-takes-an-allocation";
 
-class FileManagerMemoryTest : public LumTests::StorageTest {
+using Reach = LumTests::FailingAllocation::Reach;
+
+class FileManagerMemoryTest : public LumTests::StorageTest, public testing::WithParamInterface<Reach> {
 protected:
+    /// The operation must not throw; after each run `check` looks at what became of it.
+    template <typename Operation, typename Check>
+    void withEachAllocationFailing(Operation operation, Check check)
+    {
+        LumTests::expectEndsWithoutMemory(GetParam(), operation, [&](bool) { check(); });
+    }
+
     LumTests::TestFolder folder;
     const std::string path = folder.add(kFile, "content");
     const std::string other = folder / kOther;
@@ -43,7 +33,10 @@ protected:
     bool isDone = false;
 };
 
-TEST_F(FileManagerMemoryTest, FilesAreReadWholeOrNotAtAll)
+INSTANTIATE_TEST_SUITE_P(Reaches, FileManagerMemoryTest, testing::Values(Reach::One, Reach::AllThatFollow),
+                         [](const auto& reach) { return reach.param == Reach::One ? "One" : "AllThatFollow"; });
+
+TEST_P(FileManagerMemoryTest, FilesAreReadWholeOrNotAtAll)
 {
     std::string content;
     withEachAllocationFailing([&] { content = asText(files.readFileContent(path)); },
@@ -55,7 +48,7 @@ TEST_F(FileManagerMemoryTest, FilesAreReadWholeOrNotAtAll)
     EXPECT_EQ(size, 7);
 }
 
-TEST_F(FileManagerMemoryTest, FilesAreWrittenAndCopiedWhereThatIsSaid)
+TEST_P(FileManagerMemoryTest, FilesAreWrittenAndCopiedWhereThatIsSaid)
 {
     withEachAllocationFailing([&] { isDone = files.writeFileContent(other, "new"); },
                               [&] {
@@ -71,7 +64,7 @@ TEST_F(FileManagerMemoryTest, FilesAreWrittenAndCopiedWhereThatIsSaid)
     EXPECT_TRUE(isDone);
 }
 
-TEST_F(FileManagerMemoryTest, FilesAreRenamedAndDeletedWhereThatIsSaid)
+TEST_P(FileManagerMemoryTest, FilesAreRenamedAndDeletedWhereThatIsSaid)
 {
     withEachAllocationFailing([&] { isDone = files.renameFile(path, other); },
                               [&] {
@@ -84,7 +77,7 @@ TEST_F(FileManagerMemoryTest, FilesAreRenamedAndDeletedWhereThatIsSaid)
     EXPECT_TRUE(isDone);
 }
 
-TEST_F(FileManagerMemoryTest, DirectoriesAreThereWhereThatIsSaid)
+TEST_P(FileManagerMemoryTest, DirectoriesAreThereWhereThatIsSaid)
 {
     const std::string directories = folder / "a-directory-with-a-long-name\\another-directory-with-a-long-name";
     withEachAllocationFailing([&] { isDone = files.createDirectoriesForPath(directories); },
@@ -97,7 +90,7 @@ TEST_F(FileManagerMemoryTest, DirectoriesAreThereWhereThatIsSaid)
     EXPECT_TRUE(isDone);
 }
 
-TEST_F(FileManagerMemoryTest, WhatIsNotThereIsNeverFound)
+TEST_P(FileManagerMemoryTest, WhatIsNotThereIsNeverFound)
 {
     const std::vector<bool (LumStorage::LumFileManager::*)(const std::string&)> questions = {
         &LumStorage::LumFileManager::doesFileExist, &LumStorage::LumFileManager::pathExists,
@@ -111,7 +104,7 @@ TEST_F(FileManagerMemoryTest, WhatIsNotThereIsNeverFound)
     EXPECT_TRUE(isDone);
 }
 
-TEST_F(FileManagerMemoryTest, LockedReadGivesTheContentOrAnError)
+TEST_P(FileManagerMemoryTest, LockedReadGivesTheContentOrAnError)
 {
     std::string content;
     withEachAllocationFailing([&] { content = asText(files.readFileContentWithLock(path, error)); },
@@ -122,7 +115,7 @@ TEST_F(FileManagerMemoryTest, LockedReadGivesTheContentOrAnError)
     EXPECT_EQ(content, "content");
 }
 
-TEST_F(FileManagerMemoryTest, LockedWriteIsDoneOrGivesAnError)
+TEST_P(FileManagerMemoryTest, LockedWriteIsDoneOrGivesAnError)
 {
     withEachAllocationFailing([&] { isDone = files.writeFileContentWithLock(path, "new", error); },
                               [&] {
@@ -134,18 +127,63 @@ TEST_F(FileManagerMemoryTest, LockedWriteIsDoneOrGivesAnError)
     EXPECT_TRUE(isDone);
 }
 
-TEST_F(FileManagerMemoryTest, FailureOfALockedOperationStaysAFailure)
+TEST_P(FileManagerMemoryTest, FailureOfALockedOperationStaysAFailure)
 {
     withEachAllocationFailing([&] { isDone = files.writeFileContentWithLock(none, "x", error); },
-                              [&] { EXPECT_FALSE(isDone); });
-    EXPECT_NE(error, nullptr);
+                              [&] {
+                                  EXPECT_FALSE(isDone);
+                                  EXPECT_NE(error, nullptr);
+                              });
     std::vector<char> content;
     withEachAllocationFailing([&] { content = files.readFileContentWithLock(none, error); },
-                              [&] { EXPECT_TRUE(content.empty()); });
-    EXPECT_NE(error, nullptr);
+                              [&] {
+                                  EXPECT_TRUE(content.empty());
+                                  EXPECT_NE(error, nullptr) << "else it would be an empty file";
+                              });
 }
 
-TEST_F(FileManagerMemoryTest, TemporaryDirectoryIsAlwaysNamed)
+TEST_P(FileManagerMemoryTest, AnErrorHasItsCodeAndAtLeastANumber)
+{
+    const std::string description(100, 'x');
+    constexpr int kMemory = 8;
+    for (const int code : {1, 4, 10, 11, -1}) {
+        const bool isOfTheDomain = code > 0 && code < 11;
+        withEachAllocationFailing([&] { files.setErrorAndLog(code, 7, description, error); },
+                                  [&] {
+                                      ASSERT_NE(error, nullptr);
+                                      EXPECT_EQ(error->getDomain(), "com.corvan.clientlibs.liblumstorage.error");
+                                      const bool isWhole = error->getUserInfo().size() == 2U;
+                                      const std::any& number = error->getUserInfo().at("LumErrorUnderlyingErrorCode");
+                                      EXPECT_EQ(std::any_cast<int>(number), isWhole ? 7 : kMemory);
+                                      EXPECT_EQ(error->getCode(), isWhole || isOfTheDomain ? code : 0);
+                                  });
+        EXPECT_EQ(error->getUserInfo().size(), 2U);
+    }
+}
+
+TEST_P(FileManagerMemoryTest, DirectoriesAreToldFromFilesWhereThatIsSaid)
+{
+    const std::string directory = folder / "a-directory-with-a-long-name";
+    ASSERT_TRUE(files.createDirectoriesForPath(directory));
+    withEachAllocationFailing([&] { isDone = files.isDirectory(directory); }, [] {});
+    EXPECT_TRUE(isDone);
+    withEachAllocationFailing([&] { isDone = files.isDirectory(path); }, [&] { EXPECT_FALSE(isDone); });
+    withEachAllocationFailing([&] { isDone = files.doesFileExist(path); }, [] {});
+    EXPECT_TRUE(isDone);
+}
+
+TEST_P(FileManagerMemoryTest, TheWrapperOfTheSystemsFilesSaysSoOrThrows)
+{
+    LumStorage::LumStdFilesystemWrapper wrapper;
+    LumTests::expectThrowsWithoutMemory([&] { isDone = wrapper.exists(path); });
+    EXPECT_TRUE(isDone);
+    LumTests::expectThrowsWithoutMemory([&] { isDone = wrapper.isDirectory(path); });
+    EXPECT_FALSE(isDone);
+    LumTests::expectThrowsWithoutMemory([&] { isDone = wrapper.exists(none); });
+    EXPECT_FALSE(isDone);
+}
+
+TEST_P(FileManagerMemoryTest, TemporaryDirectoryIsAlwaysNamed)
 {
     const std::string expected = files.getTempDirectoryPath();
     std::string directory;
@@ -157,10 +195,12 @@ TEST_F(FileManagerMemoryTest, TemporaryDirectoryIsAlwaysNamed)
     EXPECT_EQ(directory, expected);
 }
 
-TEST_F(FileManagerMemoryTest, NoHandleStaysOpen)
+TEST_P(FileManagerMemoryTest, NoHandleStaysOpen)
 {
     const auto useAll = [&] {
         files.readFileContent(path);
+        files.getFileSize(path);
+        files.writeFileContent(path, "content");
         files.copyFile(path, other);
         files.readFileContentWithLock(path, error);
         files.writeFileContentWithLock(path, "content", error);

@@ -615,16 +615,19 @@ TEST_F(LumFileManagerTest, DescriptionIsTheRecordsFormatWithoutValues)
     expectError("setErrorAndLog", "");
 }
 
-TEST_F(LumFileManagerTest, ErrorThatThereIsNoMemoryForIsStillLogged)
+TEST_F(LumFileManagerTest, ErrorThatThereIsNoMemoryForStillHasItsCode)
 {
     const std::string description(5000, 'd');
     // Enough for the record, which is short of nothing but the error's copy of the text.
     {
         const LumTests::AllocationLimit limit(4000);
         files.setErrorAndLog(1, 2, description, error);
-        EXPECT_EQ(error, nullptr);
+        ASSERT_NE(error, nullptr);
+        EXPECT_EQ(error->getCode(), 1);
+        EXPECT_EQ(error->getUserInfo().size(), 1U);
+        EXPECT_EQ(std::any_cast<int>(error->getUserInfo().at("LumErrorUnderlyingErrorCode")), 8);
         files.setErrorAndLog(1, 2, "short", error);
-        EXPECT_NE(error, nullptr);
+        EXPECT_EQ(error->getUserInfo().size(), 2U);
     }
     expectError("setErrorAndLog", "short");
 }

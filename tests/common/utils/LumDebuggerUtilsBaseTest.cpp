@@ -1,13 +1,17 @@
 #include "common/utils/LumDebuggerUtilsBase.h"
 
+#include "Windows/utils/LumDebuggerUtils.h"
 #include "platform/LumPlatform.h"
+#include "support/MemoryTest.h"
 #include "support/RecordingLogger.h"
 #include "support/VtableSlot.h"
+#include "support/WithMemory.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -34,6 +38,7 @@ public:
 
     bool isDebuggerAttached() const override
     {
+        const LumTests::WithMemory withMemory;
         events.emplace_back("look");
         return ++looks >= attachesBefore;
     }
@@ -252,6 +257,77 @@ TEST_F(LumDebuggerUtilsBaseTest, WithoutALoggerTheWaitsWorkSilently)
     silent.attachesBefore = 1000;
     EXPECT_THROW(silent.waitForDebugger(milliseconds(0)), std::runtime_error);
     EXPECT_THROW(silent.waitForDebuggerWithCallback({}, kForever), std::invalid_argument);
+}
+
+/// How a wait ended.
+enum class End { None, Returned, OutOfMemory, TimedOut, Refused };
+
+template <typename Wait>
+End endOf(Wait wait)
+{
+    try {
+        wait();
+        return End::Returned;
+    } catch (const std::bad_alloc&) {
+        return End::OutOfMemory;
+    } catch (const std::invalid_argument&) {
+        return End::Refused;
+    } catch (const std::runtime_error&) {
+        return End::TimedOut;
+    }
+}
+
+class LumDebuggerUtilsBaseMemoryTest : public LumDebuggerUtilsBaseTest {
+protected:
+    /// Whichever allocation a wait lacks, for its records or for what it throws, it ends at once, and so; else as
+    /// usual.
+    template <typename Wait>
+    void ExpectThrowsWithoutMemory(End usual, std::size_t usualRecords, Wait wait)
+    {
+        End end = End::None;
+        EXPECT_GT(LumTests::withEachAllocationFailing([&] { end = endOf(wait); },
+                                                      [&](bool hasFailed) {
+                                                          EXPECT_EQ(end, hasFailed ? End::OutOfMemory : usual);
+                                                          EXPECT_TRUE(hasFailed ||
+                                                                      logger->records().size() == usualRecords);
+                                                          EXPECT_EQ(logger.use_count(), 2);
+                                                          logger->clear();
+                                                      }),
+                  3);
+    }
+};
+
+TEST_F(LumDebuggerUtilsBaseMemoryTest, AWaitWithoutMemoryThrows)
+{
+    ExpectThrowsWithoutMemory(End::Returned, 2, [&] { debugger.waitForDebugger(std::nullopt); });
+    ExpectThrowsWithoutMemory(End::Returned, 2, [&] { debugger.waitForDebugger(kForever); });
+    debugger.attachesBefore = std::numeric_limits<int>::max();
+    ExpectThrowsWithoutMemory(End::TimedOut, 2, [&] { debugger.waitForDebugger(milliseconds(0)); });
+}
+
+TEST_F(LumDebuggerUtilsBaseMemoryTest, AWaitWithACallbackThrowsWithoutMemory)
+{
+    ExpectThrowsWithoutMemory(End::Refused, 1, [&] { debugger.waitForDebuggerWithCallback({}, kForever); });
+    ExpectThrowsWithoutMemory(End::Returned, 2,
+                              [&] { debugger.waitForDebuggerWithCallback([] { return true; }, kForever); });
+    debugger.attachesBefore = std::numeric_limits<int>::max();
+    ExpectThrowsWithoutMemory(End::Returned, 2,
+                              [&] { debugger.waitForDebuggerWithCallback([] { return false; }, kForever); });
+    const std::string captured(100, 'x');
+    ExpectThrowsWithoutMemory(End::Returned, 2, [&] {
+        debugger.waitForDebuggerWithCallback([captured] { return captured.empty(); }, kForever);
+    });
+}
+
+TEST_F(LumDebuggerUtilsBaseMemoryTest, AWaitOnTheSystemsAnswerThrowsWithoutMemory)
+{
+    logger = std::make_shared<RecordingLogger>();
+    LumUtils::LumDebuggerUtils system(logger);
+    const bool isAttached = system.isDebuggerAttached();
+    ExpectThrowsWithoutMemory(isAttached ? End::Returned : End::TimedOut, 2,
+                              [&] { system.waitForDebugger(milliseconds(0)); });
+    ExpectThrowsWithoutMemory(End::Returned, 2,
+                              [&] { system.waitForDebuggerWithCallback([] { return false; }, kForever); });
 }
 
 } // namespace

@@ -702,7 +702,8 @@ TEST(LumErrorJsonTest, AnyOtherExceptionIsReportedAsUnexpected)
 {
     std::unique_ptr<ILumError> error;
     const std::string printed = standardErrorOf([&] {
-        const LumTests::FailingAllocation failing(0, std::make_exception_ptr(std::runtime_error("no room")));
+        const LumTests::FailingAllocation failing(0, LumTests::FailingAllocation::Reach::One,
+                                                  std::make_exception_ptr(std::runtime_error("no room")));
         error = LumError::fromJson(sampleText());
     });
     EXPECT_EQ(printed, "Unexpected error: no room\n");

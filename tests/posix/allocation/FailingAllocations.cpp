@@ -1,5 +1,7 @@
 #include "posix/allocation/FailingAllocations.h"
 
+#include "support/WithMemory.h"
+
 #include <atomic>
 #include <cstdlib>
 #include <new>
@@ -16,13 +18,10 @@ std::atomic<bool> hasFailed{false};
 
 std::atomic<std::ptrdiff_t> live{0};
 
-/// Why this thread has memory; none if 0.
-thread_local int reasonsForMemory = 0;
-
 /// Whether the allocation that a thread is about to make is to fail.
 bool isToFail()
 {
-    if (firstFailing.load(std::memory_order_relaxed) == 0 || reasonsForMemory > 0) {
+    if (firstFailing.load(std::memory_order_relaxed) == 0 || reasonsForMemory() > 0) {
         return false;
     }
     const std::size_t number = nextNumber++;
@@ -81,26 +80,6 @@ bool FailingAllocations::HasFailed() const
 void FailingAllocations::End()
 {
     firstFailing = 0;
-}
-
-void giveMemory()
-{
-    ++reasonsForMemory;
-}
-
-void takeMemory()
-{
-    --reasonsForMemory;
-}
-
-WithMemory::WithMemory()
-{
-    giveMemory();
-}
-
-WithMemory::~WithMemory()
-{
-    takeMemory();
 }
 
 std::ptrdiff_t liveAllocations()

@@ -5,7 +5,7 @@
 namespace LumTests {
 
 /// While it lives, one allocation of the process fails, on whatever thread it is, or that one and all that follow:
-/// those of operator new. The program must be linked with FailingAllocations.cpp.
+/// those of operator new, and of threads without a WithMemory. The program must be linked with FailingAllocations.cpp.
 ///
 ///     const LumTests::FailingAllocations failing(3, LumTests::FailingAllocations::Reach::One); // the third one
 class FailingAllocations {
@@ -22,19 +22,6 @@ public:
 
     /// From now on none fails.
     static void End();
-};
-
-/// From the one to the other the allocations of this thread neither fail nor count; may be nested.
-void giveMemory();
-void takeMemory();
-
-/// While it lives, the thread has memory.
-class WithMemory {
-public:
-    WithMemory();
-    ~WithMemory();
-    WithMemory(const WithMemory&) = delete;
-    WithMemory& operator=(const WithMemory&) = delete;
 };
 
 /// Blocks that are allocated and not freed, by operator new.

@@ -1,5 +1,7 @@
 #include "posix/allocation/FailingRequest.h"
 
+#include "support/WithMemory.h"
+
 #include <gtest/gtest.h>
 
 #include <iostream>

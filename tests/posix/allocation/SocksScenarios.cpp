@@ -22,13 +22,10 @@ constexpr const char* kUrl = "http://a-host-that-is-too-long-for-a-short-string/
 
 constexpr std::size_t kAnswerSize = 5000;
 
-/// A client whose managed half has all the memory that it wants.
 class SocksSite : public ClientSite {
 public:
     SocksSite(const Answer& answer, const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger)
     {
-        host.enterManaged = giveMemory;
-        host.leaveManaged = takeMemory;
         socks->keepsRequests = false;
         socks->onSend = answer;
         client.emplace(logger, host.lend(socks));

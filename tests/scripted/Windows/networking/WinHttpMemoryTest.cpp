@@ -2,6 +2,9 @@
 #include "scripted/Windows/networking/ScriptedRequest.h"
 #include "support/MemoryTest.h"
 
+#include <functional>
+#include <optional>
+
 /// What the transport does without memory, seen on one thread.
 
 namespace {
@@ -29,7 +32,17 @@ struct Tally {
     }
 };
 
-class WinHttpMemoryTest : public testing::Test {
+void expectNothingHeld(const ScriptedPlatform& platform)
+{
+    EXPECT_EQ(platform.openHandles(), 0U);
+    EXPECT_EQ(platform.heldBuffers(), 0);
+    EXPECT_EQ(platform.heldModules(), 0);
+    EXPECT_TRUE(platform.misuses().empty());
+}
+
+using Reach = FailingAllocation::Reach;
+
+class WinHttpMemoryTest : public testing::TestWithParam<Reach> {
 protected:
     const std::string url = "http://a-host-that-is-too-long-for-a-string/?a=b";
     const std::string body = "a body that is too long for a short string";
@@ -49,7 +62,10 @@ protected:
     Tally tally;
 };
 
-TEST_F(WinHttpMemoryTest, MissingAtTheStartTheRequestIsRefusedOrFailsOnTheCallersThread)
+INSTANTIATE_TEST_SUITE_P(Reaches, WinHttpMemoryTest, testing::Values(Reach::One, Reach::AllThatFollow),
+                         [](const auto& reach) { return reach.param == Reach::One ? "One" : "AllThatFollow"; });
+
+TEST_P(WinHttpMemoryTest, MissingAtTheStartTheRequestIsRefusedOrFailsOnTheCallersThread)
 {
     const auto logger = std::make_shared<RecordingLogger>();
     const std::map<std::string, std::string> headers = {{"Name", body}};
@@ -58,13 +74,15 @@ TEST_F(WinHttpMemoryTest, MissingAtTheStartTheRequestIsRefusedOrFailsOnTheCaller
     bool hasFailed = true;
     for (int succeeding = 0; hasFailed; ++succeeding) {
         SCOPED_TRACE("after " + std::to_string(succeeding) + " allocations");
+        logger->clear();
         ScriptedPlatform platform;
+        platform.texts[ERROR_NOT_ENOUGH_MEMORY] = "a text that is too long for a short string";
         LumNetworking::WinHttpClientAsync client(logger);
         tally = {};
         const LumNetworking::HttpCompletion callback = completion();
         std::shared_ptr<LumNetworking::ILumAsynchronousTransaction> transaction;
         {
-            const FailingAllocation failing(succeeding);
+            const FailingAllocation failing(succeeding, GetParam());
             EXPECT_NO_THROW(transaction = client.Post(url, headers, body, callback, true, 30));
             hasFailed = FailingAllocation::HasFailed();
         }
@@ -77,20 +95,20 @@ TEST_F(WinHttpMemoryTest, MissingAtTheStartTheRequestIsRefusedOrFailsOnTheCaller
             tally.ExpectFailed();
         } else {
             ++refused;
-            const LogRecord record = logger->records().back();
-            EXPECT_EQ(record.message, "Failed to start HTTP request: std::bad_alloc");
-            EXPECT_EQ(record.level, LumUtils::LumLogLevel::Error);
+            // Where there is no memory at all, there is none for the record either.
+            const std::vector<LogRecord> records = logger->recordsOfLevel(LumUtils::LumLogLevel::Error);
+            ASSERT_EQ(records.size(), GetParam() == Reach::One ? 1U : 0U);
+            EXPECT_TRUE(records.empty() || records[0].message == "Failed to start HTTP request: std::bad_alloc");
         }
         EXPECT_EQ(tally.calls, transaction ? 1 : 0);
         transaction.reset();
-        EXPECT_EQ(platform.openHandles(), 0U);
-        EXPECT_TRUE(platform.misuses().empty());
+        expectNothingHeld(platform);
     }
     EXPECT_GT(refused, 3);
     EXPECT_GT(failed, 3);
 }
 
-TEST_F(WinHttpMemoryTest, WithoutMemoryForItsErrorTheRequestStillFails)
+TEST_P(WinHttpMemoryTest, WithoutMemoryForItsErrorTheRequestStillFails)
 {
     ScriptedPlatform platform;
     platform.chunks = {std::string(100000, 'y')};
@@ -106,7 +124,7 @@ TEST_F(WinHttpMemoryTest, WithoutMemoryForItsErrorTheRequestStillFails)
     tally.ExpectFailed();
 }
 
-TEST_F(WinHttpMemoryTest, MissingWhileHeadersAreReadItIsThrownOrTheyAreWhole)
+TEST_P(WinHttpMemoryTest, MissingWhileHeadersAreReadItIsThrownOrTheyAreWhole)
 {
     ScriptedPlatform platform;
     platform.headerBlock = u"HTTP/1.1 200 OK\r\nA-name-that-is-too-long-for-a-string: "
@@ -119,6 +137,106 @@ TEST_F(WinHttpMemoryTest, MissingWhileHeadersAreReadItIsThrownOrTheyAreWhole)
               }),
               3);
     EXPECT_EQ(headers.size(), 2U);
+}
+
+class UnknownMethodRequest : public LumNetworking::ILumUrlRequest {
+public:
+    const LumNetworking::UrlComponents& GetUrlComponents() override { return url; }
+    LumNetworking::HttpMethod GetMethod() override { return static_cast<LumNetworking::HttpMethod>(1000000000); }
+    const std::map<std::string, std::string>& GetHeaders() override { return headers; }
+    const std::vector<std::uint8_t>& GetBody() override { return body; }
+
+private:
+    const LumNetworking::UrlComponents url;
+    const std::map<std::string, std::string> headers;
+    const std::vector<std::uint8_t> body;
+};
+
+TEST_P(WinHttpMemoryTest, WhatIsRefusedIsRefusedWithoutMemoryToo)
+{
+    using Transaction = std::shared_ptr<LumNetworking::ILumAsynchronousTransaction>;
+    const auto logger = std::make_shared<RecordingLogger>();
+    LumNetworking::WinHttpClientAsync client(logger);
+    const LumNetworking::HttpCompletion callback = completion();
+    const auto unknown = std::make_shared<UnknownMethodRequest>();
+    const std::string noUrl = "nothing that is a URL, in many words";
+    const std::vector<std::function<Transaction()>> refused = {
+        [&] { return client.Get(noUrl, {}, callback, true, 30); },
+        [&] { return client.Post(noUrl, {}, body, callback, true, 30); },
+        [&] { return client.Put(noUrl, {}, body, callback, true, 30); },
+        [&] { return client.Patch(noUrl, {}, body, callback, true, 30); },
+        [&] { return client.Delete(noUrl, {}, callback, true, 30); },
+        [&] { return client.Send(nullptr, callback, true, 30); },
+        [&] { return client.Send(unknown, callback, true, 30); },
+    };
+    for (const std::function<Transaction()>& operation : refused) {
+        Transaction transaction;
+        EXPECT_GT(expectEndsWithoutMemory(
+                      GetParam(), [&] { transaction = operation(); },
+                      [&](bool hasFailed) {
+                          EXPECT_EQ(transaction, nullptr);
+                          EXPECT_TRUE(hasFailed || logger->recordsOfLevel(LumUtils::LumLogLevel::Error).size() == 1U);
+                          logger->clear();
+                      }),
+                  0);
+    }
+    EXPECT_EQ(tally.calls, 0);
+}
+
+/// A platform call that fails, and who reports that: the operation returns whether there is nothing to report.
+struct ReportedCall {
+    const char* name;
+    std::function<bool(HINTERNET request, std::unique_ptr<LumUtils::ILumError>& error)> operation;
+};
+
+TEST_P(WinHttpMemoryTest, AFailureIsReportedWholeOrThrown)
+{
+    using namespace LumNetworking::LibLumNetworkingWinUtils;
+    const auto logger = std::make_shared<RecordingLogger>();
+    const std::vector<ReportedCall> calls = {
+        {"WinHttpSetOption",
+         [&](HINTERNET request, auto& error) { return SetTimeoutForRequest(logger, request, 30, error); }},
+        {"WinHttpSetOption",
+         [&](HINTERNET request, auto& error) {
+             return SetShouldFollowRedirectsForRequest(logger, request, true, error);
+         }},
+        {"WinHttpQueryHeaders",
+         [&](HINTERNET request, auto& error) { return GetHttpStatusCode(logger, request, error) != 0; }},
+        {"WinHttpQueryHeaders",
+         [&](HINTERNET request, auto& error) { return !GetResponseHeaders(logger, request, error).empty(); }},
+        {"WinHttpQueryHeaders",
+         [&](HINTERNET request, auto& error) {
+             LumNetworking::HttpResponse response;
+             return ReadResponseHeaders(logger, request, response, error);
+         }},
+    };
+    for (const ReportedCall& call : calls) {
+        std::optional<ScriptedPlatform> platform;
+        HINTERNET request = nullptr;
+        std::unique_ptr<LumUtils::ILumError> error;
+        const auto prepare = [&] {
+            platform.emplace();
+            platform->failCall(call.name, 1, ERROR_WINHTTP_SHUTDOWN);
+            platform->texts[ERROR_WINHTTP_SHUTDOWN] = "a text that is too long for a short string";
+            request = platform->open("request");
+            error = nullptr;
+            logger->clear();
+        };
+        prepare();
+        bool isDone = false;
+        EXPECT_GT(expectThrowsWithoutMemory(
+                      GetParam(), [&] { isDone = call.operation(request, error); },
+                      [&](bool hasFailed) {
+                          EXPECT_EQ(logger->records().size(), hasFailed ? 0U : 1U);
+                          EXPECT_TRUE(hasFailed || error->getUserInfo().size() == 2U);
+                          platform->close(request);
+                          expectNothingHeld(*platform);
+                          platform.reset();
+                          prepare();
+                      }),
+                  3);
+        EXPECT_FALSE(isDone);
+    }
 }
 
 } // namespace
