@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <charconv>
+#include <cstddef>
 #include <string_view>
+#include <tuple>
 #include <utility>
 
 namespace LumNetworking {
@@ -29,7 +31,7 @@ constexpr bool isAlphanumeric(char character)
     return isDigit(character) || (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
 }
 
-char toLower(char character)
+constexpr char toLower(char character)
 {
     return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
 }
@@ -56,6 +58,17 @@ constexpr std::array<Value, 256> tableOf(Value (*valueOf)(char))
     return table;
 }
 
+/// What a byte means in a host name.
+enum class HostByte : unsigned char { Plain, Mark, Foreign };
+
+constexpr HostByte hostByte(char character)
+{
+    if (isAlphanumeric(character)) {
+        return HostByte::Plain;
+    }
+    return character == '-' || character == '.' ? HostByte::Mark : HostByte::Foreign;
+}
+
 /// What a byte means in a query. A key ends at the last two, a value at the last one.
 enum class QueryByte : unsigned char { Plain, Escape, EndOfKey, EndOfValue };
 
@@ -73,9 +86,42 @@ constexpr QueryByte queryByte(char character)
     }
 }
 
-constexpr std::array<bool, 256> kAlphanumeric = tableOf(isAlphanumeric);
+/// Two digits of which one is none have a value above every byte's.
+constexpr unsigned int kNoDigit = 0x100;
+
+constexpr unsigned int hexValue(char character)
+{
+    const char lower = toLower(character);
+    if (isDigit(lower)) {
+        return static_cast<unsigned int>(lower - '0');
+    }
+    return lower >= 'a' && lower <= 'f' ? static_cast<unsigned int>(lower - 'a') + 10 : kNoDigit;
+}
+
 constexpr std::array<bool, 256> kUnreserved = tableOf(isUnreserved);
+constexpr std::array<HostByte, 256> kHostBytes = tableOf(hostByte);
 constexpr std::array<QueryByte, 256> kQueryBytes = tableOf(queryByte);
+constexpr std::array<unsigned int, 256> kHexValues = tableOf(hexValue);
+
+template <const auto& table>
+constexpr auto lookUp(char character)
+{
+    return table[static_cast<unsigned char>(character)];
+}
+
+/// The first character that is not plain by the table. Four are looked up for one decision.
+template <const auto& table>
+const char* skipPlain(const char* at, const char* end)
+{
+    const auto kind = [](char character) { return static_cast<unsigned int>(lookUp<table>(character)); };
+    while (end - at >= 4 && (kind(at[0]) | kind(at[1]) | kind(at[2]) | kind(at[3])) == 0) {
+        at += 4;
+    }
+    while (at != end && kind(*at) == 0) {
+        ++at;
+    }
+    return at;
+}
 
 /// These write into room that is there and return where the next character goes.
 char* write(char* out, std::string_view text)
@@ -87,11 +133,11 @@ char* writeEncoded(char* out, std::string_view text)
 {
     constexpr char kDigits[] = "0123456789ABCDEF";
     for (const char character : text) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (kUnreserved[byte]) {
+        if (lookUp<kUnreserved>(character)) {
             *out++ = character;
             continue;
         }
+        const auto byte = static_cast<unsigned char>(character);
         *out++ = '%';
         *out++ = kDigits[byte >> 4U];
         *out++ = kDigits[byte & 0x0FU];
@@ -141,14 +187,10 @@ char* writePort(char* out, std::uint32_t port)
     return std::to_chars(out, out + kMostOfPort, port).ptr;
 }
 
-/// The value of a hexadecimal digit, or -1.
-int hexValue(char character)
+/// The byte that the two digits stand for, or kNoDigit and more.
+unsigned int hexByte(const char* digits)
 {
-    if (isDigit(character)) {
-        return character - '0';
-    }
-    const char lower = toLower(character);
-    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+    return lookUp<kHexValues>(digits[0]) * 16 + lookUp<kHexValues>(digits[1]);
 }
 
 /// An escape is three characters; what only looks like one stands for itself.
@@ -156,10 +198,11 @@ void decodeInPlace(std::string& text)
 {
     char* out = text.data();
     const char* const end = out + text.size();
-    for (const char* at = out; at != end; ++at) {
-        const bool isEscape = *at == '%' && end - at > 2 && hexValue(at[1]) >= 0 && hexValue(at[2]) >= 0;
-        *out++ = isEscape ? static_cast<char>(hexValue(at[1]) * 16 + hexValue(at[2])) : *at;
-        at += isEscape ? 2 : 0;
+    for (const char* at = out; at != end;) {
+        const unsigned int byte = *at == '%' && end - at > 2 ? hexByte(at + 1) : kNoDigit;
+        const bool isEscape = byte < kNoDigit;
+        *out++ = isEscape ? static_cast<char>(byte) : *at;
+        at += isEscape ? 3 : 1;
     }
     text.resize(static_cast<std::size_t>(out - text.data()));
 }
@@ -171,115 +214,100 @@ std::string decoded(std::string_view text)
     return result;
 }
 
-/// The text up to the first separator; `rest` becomes what follows it.
-std::string_view splitOff(std::string_view& rest, char separator)
-{
-    const std::size_t end = rest.find(separator);
-    const std::string_view head = rest.substr(0, end);
-    rest = end == std::string_view::npos ? std::string_view() : rest.substr(end + 1);
-    return head;
-}
+/// The parts of a URL as they stand in its text.
+struct UrlText {
+    bool isSecure = false;
+    std::uint32_t port = UrlComponents::kNoPort;
+    std::string_view host;
+    std::string_view path;
+    std::string_view query;
+};
 
-/// A dotted IPv4 address is such a name too. The beginning counts as a dot: neither mark may stand after one.
-bool isHostName(std::string_view host)
+/// Whether the text begins with the prefix, in whatever case.
+inline bool startsWith(std::string_view text, std::string_view lowerCasePrefix)
 {
-    char previous = '.';
-    for (const char character : host) {
-        if (!kAlphanumeric[static_cast<unsigned char>(character)]) {
-            const bool isMark = character == '-' || (character == '.' && previous != '-');
-            if (!isMark || previous == '.') {
-                return false;
-            }
-        }
-        previous = character;
-    }
-    return previous != '-';
-}
-
-bool isValidHost(std::string_view host)
-{
-    if (host.empty()) {
-        return false;
-    }
-    if (host.front() == '[' && host.back() == ']') {
-        return host.size() > 2;
-    }
-    return isHostName(host);
-}
-
-bool parsePort(std::string_view digits, std::uint32_t& port)
-{
-    if (digits.empty()) {
-        return false;
-    }
-    std::uint32_t value = 0;
-    for (const char digit : digits) {
-        if (!isDigit(digit)) {
-            return false;
-        }
-        value = value * 10 + static_cast<std::uint32_t>(digit - '0');
-        if (value > kHighestPort) {
-            return false;
-        }
-    }
-    port = value;
-    return value != 0;
-}
-
-/// Takes the prefix off the text, if it is there in whatever case.
-bool takeOff(std::string_view& text, std::string_view lowerCasePrefix)
-{
-    if (!equalsIgnoringCase(text.substr(0, lowerCasePrefix.size()), lowerCasePrefix)) {
-        return false;
-    }
-    text.remove_prefix(lowerCasePrefix.size());
-    return true;
+    const std::string_view start = text.substr(0, lowerCasePrefix.size());
+    return start == lowerCasePrefix || equalsIgnoringCase(start, lowerCasePrefix);
 }
 
 /// Takes the scheme and its separator off the text.
-UrlParseStatus parseScheme(std::string_view& text, UrlComponents& out)
+UrlParseStatus takeScheme(std::string_view& text, UrlText& url)
 {
-    out.isSecure = takeOff(text, kSecureScheme);
-    if (out.isSecure || takeOff(text, kPlainScheme)) {
+    url.isSecure = startsWith(text, kSecureScheme);
+    if (url.isSecure || startsWith(text, kPlainScheme)) {
+        text.remove_prefix(url.isSecure ? kSecureScheme.size() : kPlainScheme.size());
         return UrlParseStatus::Parsed;
     }
     return text.find("://") == std::string_view::npos ? UrlParseStatus::MissingScheme
                                                       : UrlParseStatus::UnsupportedScheme;
 }
 
-/// The length of the host at the start of the authority, or npos for a bracket that is not closed.
-std::size_t hostLength(std::string_view authority)
+/// The length of the host name or dotted IPv4 address at the start of the text, 0 if there is none: letters and digits,
+/// with a dot or hyphens between them, and a dot at the end if need be.
+std::size_t hostNameLength(std::string_view text)
 {
-    if (!authority.empty() && authority.front() == '[') {
-        const std::size_t bracket = authority.find(']');
-        return bracket == std::string_view::npos ? bracket : bracket + 1;
+    const char* const end = text.data() + text.size();
+    // The beginning counts as a dot: neither mark may stand after one.
+    char mark = '.';
+    for (const char* at = text.data();; ++at) {
+        const char* const label = at;
+        at = skipPlain<kHostBytes>(at, end);
+        const bool isEmpty = at == label;
+        if (at == end || lookUp<kHostBytes>(*at) != HostByte::Mark) {
+            return isEmpty && mark == '-' ? 0 : static_cast<std::size_t>(at - text.data());
+        }
+        if (isEmpty && (mark == '.' || *at == '.')) {
+            return 0;
+        }
+        mark = *at;
     }
-    return std::min(authority.find(':'), authority.size());
 }
 
-/// Takes host and port off the text, which is then the path and the query, "/" if there is neither.
-UrlParseStatus parseAuthority(std::string_view& text, UrlComponents& out)
+/// The length of the host at the start of the text, 0 if there is none.
+std::size_t hostLength(std::string_view text)
 {
-    const std::string_view authority = text.substr(0, text.find('/'));
-    const std::size_t length = hostLength(authority);
-    if (length == std::string_view::npos) {
-        return UrlParseStatus::InvalidAuthority;
+    if (text.empty() || text.front() != '[') {
+        return hostNameLength(text);
     }
-    const std::string_view host = authority.substr(0, length);
-    const std::string_view afterHost = authority.substr(length);
-    out.port = UrlComponents::kNoPort;
-    if (!afterHost.empty() && (afterHost.front() != ':' || !parsePort(afterHost.substr(1), out.port))) {
-        return UrlParseStatus::InvalidAuthority;
+    const std::size_t bracket = text.substr(0, text.find('/')).find(']');
+    return bracket == std::string_view::npos || bracket == 1 ? 0 : bracket + 1;
+}
+
+/// Takes a port with its colon off the text.
+bool takePort(std::string_view& text, std::uint32_t& port)
+{
+    port = 0;
+    text.remove_prefix(1);
+    for (; !text.empty() && isDigit(text.front()); text.remove_prefix(1)) {
+        port = port * 10 + static_cast<std::uint32_t>(text.front() - '0');
+        if (port > kHighestPort) {
+            return false;
+        }
     }
-    if (!isValidHost(host)) {
-        return UrlParseStatus::InvalidAuthority;
+    return port != 0;
+}
+
+/// Takes host and port off the text, after which the path begins.
+bool takeAuthority(std::string_view& text, UrlText& url)
+{
+    url.host = text.substr(0, hostLength(text));
+    text.remove_prefix(url.host.size());
+    const bool hasPort = !text.empty() && text.front() == ':';
+    if (url.host.empty() || (hasPort && !takePort(text, url.port))) {
+        return false;
     }
-    out.host = host;
-    text.remove_prefix(authority.size());
-    if (text.empty()) {
-        text = "/";
+    return text.empty() || text.front() == '/';
+}
+
+/// The path is "/" if the text is empty; a fragment belongs to neither.
+void splitPathAndQuery(std::string_view text, UrlText& url)
+{
+    const std::string_view whole = text.empty() ? std::string_view("/") : text.substr(0, text.find('#'));
+    const std::size_t mark = whole.find('?');
+    url.path = whole.substr(0, mark);
+    if (mark != std::string_view::npos) {
+        url.query = whole.substr(mark + 1);
     }
-    return UrlParseStatus::Parsed;
 }
 
 /// A key or a value as it stands in a query.
@@ -288,21 +316,22 @@ struct QueryPart {
     bool hasEscape = false;
 };
 
-/// Takes the text before the next such byte off the query, and leaves the byte there.
-QueryPart takePart(std::string_view& query, QueryByte end)
+/// The text up to the next byte that ends such a part.
+QueryPart partAt(const char* begin, const char* end, QueryByte endOfPart)
 {
-    QueryPart part;
-    std::size_t length = 0;
-    for (; length < query.size(); ++length) {
-        const QueryByte byte = kQueryBytes[static_cast<unsigned char>(query[length])];
-        if (byte >= end) {
-            break;
-        }
-        part.hasEscape |= byte == QueryByte::Escape;
+    const char* at = skipPlain<kQueryBytes>(begin, end);
+    bool hasEscape = false;
+    while (at != end && lookUp<kQueryBytes>(*at) < endOfPart) {
+        hasEscape |= *at == '%';
+        at = skipPlain<kQueryBytes>(at + 1, end);
     }
-    part.text = query.substr(0, length);
-    query.remove_prefix(length);
-    return part;
+    return {std::string_view(begin, static_cast<std::size_t>(at - begin)), hasEscape};
+}
+
+/// What makes a string of the text where it is to stand.
+std::tuple<const char*, std::size_t> stringOf(std::string_view text)
+{
+    return {text.data(), text.size()};
 }
 
 /// The last of several values of one key counts. Most queries are in the order of their keys, so that the place is the
@@ -311,7 +340,8 @@ void setParameter(std::map<std::string, std::string>& parameters, const QueryPar
 {
     const std::size_t count = parameters.size();
     const auto place = key.hasEscape ? parameters.emplace_hint(parameters.end(), decoded(key.text), value.text)
-                                     : parameters.emplace_hint(parameters.end(), key.text, value.text);
+                                     : parameters.emplace_hint(parameters.end(), std::piecewise_construct,
+                                                               stringOf(key.text), stringOf(value.text));
     if (parameters.size() == count) {
         place->second = value.text;
     }
@@ -322,26 +352,22 @@ void setParameter(std::map<std::string, std::string>& parameters, const QueryPar
 
 void parseQuery(std::string_view query, std::map<std::string, std::string>& parameters)
 {
-    while (!query.empty()) {
-        const QueryPart key = takePart(query, QueryByte::EndOfKey);
+    const char* at = query.data();
+    const char* const end = at + query.size();
+    while (at != end) {
+        const QueryPart key = partAt(at, end, QueryByte::EndOfKey);
+        at += key.text.size();
         QueryPart value;
-        const bool hasValue = !query.empty() && query.front() == '=';
+        const bool hasValue = at != end && *at == '=';
         if (hasValue) {
-            query.remove_prefix(1);
-            value = takePart(query, QueryByte::EndOfValue);
+            value = partAt(at + 1, end, QueryByte::EndOfValue);
+            at += 1 + value.text.size();
         }
-        query.remove_prefix(query.empty() ? 0 : 1);
         if (hasValue || !key.text.empty()) {
             setParameter(parameters, key, value);
         }
+        at += at == end ? 0 : 1;
     }
-}
-
-void parsePathAndQuery(std::string_view text, UrlComponents& out)
-{
-    std::string_view query = text.substr(0, text.find('#'));
-    out.path = splitOff(query, '?');
-    parseQuery(query, out.queryParameters);
 }
 
 } // namespace
@@ -370,15 +396,17 @@ UrlParseStatus ParseUrl(const std::string& url, UrlComponents& out)
     if (url.empty()) {
         return UrlParseStatus::InvalidAuthority;
     }
-    UrlComponents parsed;
+    UrlText text;
     std::string_view rest = url;
-    if (const UrlParseStatus status = parseScheme(rest, parsed); status != UrlParseStatus::Parsed) {
+    if (const UrlParseStatus status = takeScheme(rest, text); status != UrlParseStatus::Parsed) {
         return status;
     }
-    if (const UrlParseStatus status = parseAuthority(rest, parsed); status != UrlParseStatus::Parsed) {
-        return status;
+    if (!takeAuthority(rest, text)) {
+        return UrlParseStatus::InvalidAuthority;
     }
-    parsePathAndQuery(rest, parsed);
+    splitPathAndQuery(rest, text);
+    UrlComponents parsed{text.isSecure, std::string(text.host), std::string(text.path), text.port, {}};
+    parseQuery(text.query, parsed.queryParameters);
     out = std::move(parsed);
     return UrlParseStatus::Parsed;
 }
