@@ -192,6 +192,17 @@ TEST_F(FileContractTest, ClosingOneOfTwoOpensKeepsTheOthersShareMode)
     EXPECT_FALSE(Holder(path, kWriteOperation).isHolding());
 }
 
+TEST_F(FileContractTest, AProgramThatIsStartedHoldsNothing)
+{
+    HANDLE const file = openFile(path, kWriteOperation);
+    ASSERT_TRUE(lockFile(file, true));
+    Holder other(folder.file("another.bin"), {"rw", "rw"});
+    ASSERT_TRUE(other.isHolding());
+    ASSERT_TRUE(CloseHandle(file));
+    EXPECT_TRUE(Opened(path, {"rw", "-"}).isOpen());
+    other.letGo();
+}
+
 TEST_F(FileContractTest, SharedLocksGoTogether)
 {
     Holder other(path, kReadOperation, "shared");

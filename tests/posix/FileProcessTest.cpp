@@ -62,17 +62,6 @@ protected:
     const std::string nativePath = folder.path() + "/file.bin";
 };
 
-TEST_F(FileProcessTest, AProgramThatIsStartedHoldsNothing)
-{
-    HANDLE const file = openFile(path, kWriteOperation);
-    ASSERT_TRUE(lockFile(file, true));
-    ChildProgram other(LUM_FILE_HOLDER, {"rw", "rw", "none", folder.file("another.bin")});
-    ASSERT_EQ(other.readLine(), "held");
-    ASSERT_TRUE(CloseHandle(file));
-    EXPECT_TRUE(canOpenAlone());
-    EXPECT_EQ(other.wait(), 0);
-}
-
 TEST_F(FileProcessTest, ACopyOfTheProcessKeepsNothingFromOthers)
 {
     HANDLE const file = openFile(path, kWriteOperation);

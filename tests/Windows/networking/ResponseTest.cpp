@@ -110,6 +110,13 @@ TEST_F(ResponseTest, AHeaderOfSixtyKibibytesIsDelivered)
     EXPECT_EQ(outcome.response->body, "large");
 }
 
+TEST_F(ResponseTest, HeadersOfTwoHundredKibibytesAreDelivered)
+{
+    const Outcome outcome = Get(TestServers::scripted("/headers/many?n=6500"));
+    expectSuccess(outcome);
+    EXPECT_EQ(headerOf(outcome, "X-Header-6499"), "value-6499");
+}
+
 TEST_F(ResponseTest, OfARepeatedHeaderTheLastValueIsKept)
 {
     const Outcome outcome = Get(scripted("/headers/repeated"));
@@ -169,6 +176,19 @@ TEST_F(ResponseTest, AHeaderLineWithoutColonIsNoHttp)
         return;
     }
     expectFailure(outcome, *logger, kRequestError, 12152);
+}
+
+TEST_F(ResponseTest, AFieldThatIsNamedLikeAStatusLineIsAField)
+{
+    const Outcome outcome = GetRaw("HTTP/1.1 200 OK\r\nX: 1\r\nHTTP/1.1: 2\r\nContent-Length: 0\r\n\r\n");
+    expectSuccess(outcome);
+    EXPECT_EQ(headerOf(outcome, "X"), "1");
+    EXPECT_EQ(headerOf(outcome, "HTTP/1.1"), "2");
+}
+
+TEST_F(ResponseTest, AStatusOfMoreThanThreeDigitsIsNoHttp)
+{
+    expectFailure(GetRaw("HTTP/26744 1\r\n\r\nx"), *logger, kRequestError, 12152);
 }
 
 TEST_F(ResponseTest, StatusAndEndOfBodyAreLogged)

@@ -89,6 +89,11 @@ Outcome TransportTest::Get(const UrlComponents& url, const Headers& headers, boo
     });
 }
 
+Outcome TransportTest::GetRaw(const std::string& bytes)
+{
+    return Get(TestServers::scripted("/raw?bytes=" + TestServers::queryValue(bytes)));
+}
+
 std::string TransportTest::GetBody(const std::string& url, const Headers& headers)
 {
     const Outcome outcome = Get(url, headers);

@@ -31,6 +31,9 @@ protected:
     Outcome Get(const LumNetworking::UrlComponents& url, const Headers& headers = {}, bool followRedirects = true,
                 int timeoutSeconds = 30);
 
+    /// What becomes of a GET that a server answers with these bytes and nothing else.
+    Outcome GetRaw(const std::string& bytes);
+
     /// The body of a successful GET.
     std::string GetBody(const std::string& url, const Headers& headers = {});
 

@@ -6,13 +6,6 @@ namespace LumTests {
 /// How much of a response's headers is taken in. Wine 8 has no bound, so that only Linux has the test.
 class HeaderLimitTest : public TransportTest {};
 
-TEST_F(HeaderLimitTest, ABlockOfTwoHundredKibibytesIsDelivered)
-{
-    const Outcome outcome = Get(TestServers::scripted("/headers/many?n=6500"));
-    expectSuccess(outcome);
-    EXPECT_EQ(headerOf(outcome, "X-Header-6499"), "value-6499");
-}
-
 TEST_F(HeaderLimitTest, ALongerBlockIsNoResponse)
 {
     for (const char* const count : {"12000", "50000"}) {
