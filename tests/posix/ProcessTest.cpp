@@ -31,16 +31,6 @@ TEST(RandomDeviceTest, FailsAUuidIfItCannotBeOpenedAndNotTheNext)
     EXPECT_EQ(runProbe("no-random-device"), 0) << "the probe says on its error stream what happened";
 }
 
-TEST(LargeBodyTest, IsHeldOnce)
-{
-    EXPECT_EQ(runProbe("large-body"), 0) << "the probe says on its error stream what it cost";
-}
-
-TEST(LargeBodyTest, OfUnknownLengthCostsASegmentMore)
-{
-    EXPECT_EQ(runProbe("large-chunked-body"), 0) << "the probe says on its error stream what it cost";
-}
-
 class ShortageTest : public testing::TestWithParam<const char*> {};
 
 TEST_P(ShortageTest, FailsOnlyRequestsThatNeedMore)

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-/// What takes a process of its own to see: how it ends, and whom the system trusts.
+/// What takes a process of its own to see: how it ends, whom the system trusts, and what a body costs.
 
 namespace LumTests {
 
@@ -29,6 +29,16 @@ TEST(SystemStoreTest, DecidesWhichCertificatesAreGood)
 {
     EXPECT_EQ(runProbe("trusted"), 0) << "the probe says on its error stream which is not judged right";
     EXPECT_EQ(runProbe("untrusted"), 0) << "the authority is trusted no more, so its certificates are no good";
+}
+
+TEST(LargeBodyTest, IsHeldOnce)
+{
+    EXPECT_EQ(runProbe("large-body"), 0) << "the probe says on its error stream what it cost";
+}
+
+TEST(LargeBodyTest, OfUnknownLengthCostsASegmentMore)
+{
+    EXPECT_EQ(runProbe("large-chunked-body"), 0) << "the probe says on its error stream what it cost";
 }
 
 } // namespace

@@ -4,9 +4,7 @@
 #include "posix/process/Exhaustion.h"
 #include "posix/process/Forks.h"
 #include "posix/process/Interruptions.h"
-#include "posix/process/PeakMemory.h"
 #include "posix/process/UnloadRounds.h"
-#include "support/BodyPattern.h"
 #include "support/RecordingLogger.h"
 #include "support/TestServers.h"
 
@@ -22,13 +20,6 @@ namespace {
 using namespace LumNetworking;
 using LumTests::RecordingLogger;
 namespace TestServers = LumTests::TestServers;
-
-/// A sanitizer's own bookkeeping is most of the memory that is used.
-#ifdef LUM_HAS_SANITIZER
-constexpr bool kHasSanitizer = true;
-#else
-constexpr bool kHasSanitizer = false;
-#endif
 
 /// Fetches the URL; without a response the result is empty, and its status 0.
 HttpResponse fetch(const UrlComponents& url)
@@ -116,24 +107,6 @@ bool formatLocalTime()
     return expect(text == "LUM +0530", "the zone's name and offset: " + text);
 }
 
-constexpr std::size_t kMebibyte = std::size_t{1} << 20U;
-
-/// What a large body costs at the peak: once its size, and so much more.
-bool holdLargeBodyOnce(const std::string& framing, std::size_t slack)
-{
-    constexpr std::size_t kSize = 256 * kMebibyte;
-    if (!expect(fetch(TestServers::scripted("/bytes?n=100000")).statusCode == 200, "a small body arrives")) {
-        return false;
-    }
-    const std::size_t before = LumTests::memoryUse().now;
-    const HttpResponse response = fetch(TestServers::scripted("/bytes?n=" + std::to_string(kSize) + framing));
-    const std::size_t cost = LumTests::memoryUse().peak - before;
-    const bool hasArrived = response.body.size() == kSize && LumTests::isBodyPattern(response.body);
-    return expect(hasArrived, "the body arrives byte for byte") &&
-           expect(kHasSanitizer || cost <= kSize + slack,
-                  "the body is held once; it cost KiB: " + std::to_string(cost / 1024));
-}
-
 } // namespace
 
 int main(int argumentCount, char** arguments)
@@ -148,10 +121,6 @@ int main(int argumentCount, char** arguments)
         return usePorts() ? 0 : 1;
     } else if (way == "local-time") {
         return formatLocalTime() ? 0 : 1;
-    } else if (way == "large-body") {
-        return holdLargeBodyOnce("", 8 * kMebibyte) ? 0 : 1;
-    } else if (way == "large-chunked-body") {
-        return holdLargeBodyOnce("&framing=chunked", 72 * kMebibyte) ? 0 : 1;
     } else if (way == "no-descriptors") {
         return LumTests::startWithoutDescriptors(TestServers::scripted("/bytes?n=10")) ? 0 : 1;
     } else if (way == "no-random-device") {

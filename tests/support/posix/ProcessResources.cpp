@@ -3,6 +3,8 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
+#include <string>
 
 #include <malloc.h>
 #include <unistd.h>
@@ -26,6 +28,19 @@ std::size_t usedMemory()
     std::size_t resident = 0;
     file >> total >> resident;
     return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+}
+
+std::size_t peakMemory()
+{
+    std::ifstream status("/proc/self/status");
+    std::string word;
+    while (status >> word && word != "VmHWM:") {
+    }
+    std::size_t kibibytes = 0;
+    if (!(status >> kibibytes)) {
+        throw std::runtime_error("the system does not tell the peak of the memory");
+    }
+    return kibibytes * 1024;
 }
 
 std::size_t heapInUse()

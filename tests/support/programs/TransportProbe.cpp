@@ -1,5 +1,7 @@
 #include "PlatformQuirks.h"
 #include "Windows/networking/WinHttpClientAsync.h"
+#include "support/BodyPattern.h"
+#include "support/ProcessResources.h"
 #include "support/RecordingLogger.h"
 #include "support/RequestRecorder.h"
 #include "support/TestServers.h"
@@ -144,6 +146,35 @@ bool fetchFromUntrustedServer()
     return isAccepted(TestServers::secureByName(Certificate::UnknownAuthority, "/one.bin"), false);
 }
 
+/// A sanitizer's own bookkeeping is most of the memory that is used.
+#ifdef LUM_HAS_SANITIZER
+constexpr bool kHasSanitizer = true;
+#else
+constexpr bool kHasSanitizer = false;
+#endif
+
+constexpr std::size_t kMebibyte = std::size_t{1} << 20U;
+
+/// What a large body costs at the peak: once its size, and so much more.
+bool isLargeBodyHeldOnce(const std::string& framing, std::size_t slack)
+{
+    constexpr std::size_t kSize = 256 * kMebibyte;
+    if (!isAccepted(TestServers::scripted("/bytes?n=100000"), true)) {
+        return false;
+    }
+    const std::size_t before = LumTests::usedMemory();
+    const Outcome outcome = fetch(TestServers::scripted("/bytes?n=" + std::to_string(kSize) + framing));
+    const std::size_t cost = LumTests::peakMemory() - before;
+    const bool hasArrived =
+        outcome.response && outcome.response->body.size() == kSize && LumTests::isBodyPattern(outcome.response->body);
+    const bool isMeasured = cost > kSize / 2;
+    if (!hasArrived || !isMeasured || (!kHasSanitizer && cost > kSize + slack)) {
+        std::cerr << "the body arrives: " << hasArrived << ", and costs " << cost / kMebibyte << " MiB\n";
+        return false;
+    }
+    return true;
+}
+
 int run(const std::string& way)
 {
     if (way == "silent") {
@@ -162,6 +193,10 @@ int run(const std::string& way)
         return fetchFromTrustedServer() ? 0 : 1;
     } else if (way == "untrusted") {
         return fetchFromUntrustedServer() ? 0 : 1;
+    } else if (way == "large-body") {
+        return isLargeBodyHeldOnce("", 8 * kMebibyte) ? 0 : 1;
+    } else if (way == "large-chunked-body") {
+        return isLargeBodyHeldOnce("&framing=chunked", 72 * kMebibyte) ? 0 : 1;
     } else {
         return 2;
     }

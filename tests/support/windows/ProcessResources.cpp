@@ -53,6 +53,13 @@ std::vector<unsigned char> handleList()
     return list;
 }
 
+PROCESS_MEMORY_COUNTERS memoryCounters()
+{
+    PROCESS_MEMORY_COUNTERS counters = {};
+    K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters));
+    return counters;
+}
+
 std::size_t bytesInUse(HANDLE heap)
 {
     std::size_t bytes = 0;
@@ -69,9 +76,12 @@ std::size_t bytesInUse(HANDLE heap)
 
 std::size_t usedMemory()
 {
-    PROCESS_MEMORY_COUNTERS counters = {};
-    K32GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof(counters));
-    return counters.WorkingSetSize;
+    return memoryCounters().WorkingSetSize;
+}
+
+std::size_t peakMemory()
+{
+    return memoryCounters().PeakWorkingSetSize;
 }
 
 std::size_t heapInUse()
