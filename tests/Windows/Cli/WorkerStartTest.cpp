@@ -1,5 +1,6 @@
 #include "Windows/Cli/networking/socks/LumAsynchronousSocksHttpClient.h"
 #include "support/FakeManagedHost.h"
+#include "support/NoThreads.h"
 #include "support/RecordingLogger.h"
 #include "support/RequestRecorder.h"
 
@@ -7,38 +8,10 @@
 
 #include <system_error>
 
-#include <pthread.h>
-
 namespace {
 
 using namespace LumTests;
 using namespace LumNetworking;
-
-/// No thread can be started while this lives: its stack would not fit into any memory.
-class NoThreads {
-public:
-    NoThreads()
-    {
-        pthread_getattr_default_np(&before);
-        pthread_attr_t huge;
-        pthread_attr_init(&huge);
-        pthread_attr_setstacksize(&huge, std::size_t{1} << 50U);
-        pthread_setattr_default_np(&huge);
-        pthread_attr_destroy(&huge);
-    }
-
-    ~NoThreads()
-    {
-        pthread_setattr_default_np(&before);
-        pthread_attr_destroy(&before);
-    }
-
-    NoThreads(const NoThreads&) = delete;
-    NoThreads& operator=(const NoThreads&) = delete;
-
-private:
-    pthread_attr_t before{};
-};
 
 TEST(WorkerStartTest, AThreadThatCannotBeStartedFailsTheRequestOnTheCallersThread)
 {
