@@ -17,9 +17,6 @@ constexpr std::string_view kPlainScheme = "http://";
 
 constexpr std::uint32_t kHighestPort = 65535;
 
-/// The most characters that a port has when it is printed.
-constexpr std::size_t kMostOfPort = 5;
-
 constexpr bool isDigit(char character)
 {
     return character >= '0' && character <= '9';
@@ -42,9 +39,10 @@ bool equalsIgnoringCase(std::string_view text, std::string_view lowerCase)
                       [](char left, char right) { return toLower(left) == right; });
 }
 
-constexpr bool isUnreserved(char character)
+/// Whether the character is written as an escape.
+constexpr bool isEncoded(char character)
 {
-    return isAlphanumeric(character) || character == '-' || character == '_' || character == '.' || character == '~';
+    return !isAlphanumeric(character) && character != '-' && character != '_' && character != '.' && character != '~';
 }
 
 /// Tables instead of comparisons: what holds for each byte.
@@ -98,7 +96,7 @@ constexpr unsigned int hexValue(char character)
     return lower >= 'a' && lower <= 'f' ? static_cast<unsigned int>(lower - 'a') + 10 : kNoDigit;
 }
 
-constexpr std::array<bool, 256> kUnreserved = tableOf(isUnreserved);
+constexpr std::array<bool, 256> kEncodedBytes = tableOf(isEncoded);
 constexpr std::array<HostByte, 256> kHostBytes = tableOf(hostByte);
 constexpr std::array<QueryByte, 256> kQueryBytes = tableOf(queryByte);
 constexpr std::array<unsigned int, 256> kHexValues = tableOf(hexValue);
@@ -109,82 +107,124 @@ constexpr auto lookUp(char character)
     return table[static_cast<unsigned char>(character)];
 }
 
-/// The first character that is not plain by the table. Four are looked up for one decision.
+/// How many characters are looked up for one decision.
+constexpr std::ptrdiff_t kStep = 4;
+
+/// Whether the next characters are all plain, for which the table has 0.
+template <const auto& table>
+bool isStepPlain(const char* at)
+{
+    const auto kind = [](char character) { return static_cast<unsigned int>(lookUp<table>(character)); };
+    return (kind(at[0]) | kind(at[1]) | kind(at[2]) | kind(at[3])) == 0;
+}
+
+template <const auto& table>
+bool isPlain(char character)
+{
+    return static_cast<unsigned int>(lookUp<table>(character)) == 0;
+}
+
+/// The first character that is not plain.
 template <const auto& table>
 const char* skipPlain(const char* at, const char* end)
 {
-    const auto kind = [](char character) { return static_cast<unsigned int>(lookUp<table>(character)); };
-    while (end - at >= 4 && (kind(at[0]) | kind(at[1]) | kind(at[2]) | kind(at[3])) == 0) {
-        at += 4;
+    while (end - at >= kStep && isStepPlain<table>(at)) {
+        at += kStep;
     }
-    while (at != end && kind(*at) == 0) {
+    while (at != end && isPlain<table>(*at)) {
         ++at;
     }
     return at;
 }
 
-/// These write into room that is there and return where the next character goes.
-char* write(char* out, std::string_view text)
-{
-    return std::copy(text.begin(), text.end(), out);
-}
-
-char* writeEncoded(char* out, std::string_view text)
+char* writeEscape(char* out, char character)
 {
     constexpr char kDigits[] = "0123456789ABCDEF";
-    for (const char character : text) {
-        if (lookUp<kUnreserved>(character)) {
-            *out++ = character;
-            continue;
+    const auto byte = static_cast<unsigned char>(character);
+    *out++ = '%';
+    *out++ = kDigits[byte >> 4U];
+    *out++ = kDigits[byte & 0x0FU];
+    return out;
+}
+
+/// Writes into room for three times the text, and returns where the next character goes.
+char* writeEncoded(char* out, std::string_view text)
+{
+    const char* at = text.data();
+    const char* const end = at + text.size();
+    for (;; out = writeEscape(out, *at++)) {
+        for (; end - at >= kStep && isStepPlain<kEncodedBytes>(at); at += kStep) {
+            out = std::copy(at, at + kStep, out);
         }
-        const auto byte = static_cast<unsigned char>(character);
-        *out++ = '%';
-        *out++ = kDigits[byte >> 4U];
-        *out++ = kDigits[byte & 0x0FU];
+        for (; at != end && isPlain<kEncodedBytes>(*at); ++at) {
+            *out++ = *at;
+        }
+        if (at == end) {
+            return out;
+        }
     }
-    return out;
 }
 
-bool needsSlash(const std::string& path)
-{
-    return !path.empty() && path.front() != '/';
-}
+/// Puts text together piece by piece. A usual one takes no memory before its length is known.
+class TextWriter {
+public:
+    void Add(std::string_view text) { out = std::copy(text.begin(), text.end(), RoomFor(text.size())); }
 
-/// The most that path and query can take, with every byte of the query encoded.
-std::size_t mostOfPathAndQuery(const UrlComponents& url)
-{
-    std::size_t most = url.path.size() + 1;
-    for (const auto& [key, value] : url.queryParameters) {
-        most += (key.size() + value.size()) * 3 + 2;
+    void Add(std::uint32_t number)
+    {
+        constexpr std::size_t kMostDigits = 10;
+        char* const room = RoomFor(kMostDigits);
+        out = std::to_chars(room, room + kMostDigits, number).ptr;
     }
-    return most;
-}
 
-char* writePathAndQuery(char* out, const UrlComponents& url)
-{
-    if (needsSlash(url.path)) {
-        *out++ = '/';
-    }
-    out = write(out, url.path);
-    char separator = '?';
-    for (const auto& [key, value] : url.queryParameters) {
-        *out++ = separator;
-        out = writeEncoded(out, key);
-        *out++ = '=';
-        out = writeEncoded(out, value);
-        separator = '&';
-    }
-    return out;
-}
+    void AddEncoded(std::string_view text) { out = writeEncoded(RoomFor(text.size() * 3), text); }
 
-/// With the colon before it, if there is a port to print.
-char* writePort(char* out, std::uint32_t port)
-{
-    if (port < 1 || port > kHighestPort) {
+    std::string Text() const { return std::string(Begin(), Length()); }
+
+private:
+    const char* Begin() const { return longer.empty() ? usual : longer.data(); }
+    std::size_t Length() const { return static_cast<std::size_t>(out - Begin()); }
+
+    char* RoomFor(std::size_t most)
+    {
+        if (static_cast<std::size_t>(end - out) < most) {
+            Grow(most);
+        }
         return out;
     }
-    *out++ = ':';
-    return std::to_chars(out, out + kMostOfPort, port).ptr;
+
+    void Grow(std::size_t most)
+    {
+        const std::size_t length = Length();
+        std::string grown((length + most) * 2, '\0');
+        std::copy(Begin(), Begin() + length, grown.begin());
+        longer = std::move(grown);
+        out = longer.data() + length;
+        end = longer.data() + longer.size();
+    }
+
+    static constexpr std::size_t kUsualLength = 256;
+
+    char usual[kUsualLength];
+    std::string longer;
+    char* out = usual;
+    const char* end = usual + kUsualLength;
+};
+
+void addPathAndQuery(TextWriter& text, const UrlComponents& url)
+{
+    if (!url.path.empty() && url.path.front() != '/') {
+        text.Add("/");
+    }
+    text.Add(url.path);
+    std::string_view separator = "?";
+    for (const auto& [key, value] : url.queryParameters) {
+        text.Add(separator);
+        text.AddEncoded(key);
+        text.Add("=");
+        text.AddEncoded(value);
+        separator = "&";
+    }
 }
 
 /// The byte that the two digits stand for, or kNoDigit and more.
@@ -374,21 +414,22 @@ void parseQuery(std::string_view query, std::map<std::string, std::string>& para
 
 std::string UrlComponents::GetPathAndQuery() const
 {
-    std::string text(mostOfPathAndQuery(*this), '\0');
-    const char* const end = writePathAndQuery(text.data(), *this);
-    text.resize(static_cast<std::size_t>(end - text.data()));
-    return text;
+    TextWriter text;
+    addPathAndQuery(text, *this);
+    return text.Text();
 }
 
 std::string UrlComponents::GetUrl() const
 {
-    const std::string_view scheme = isSecure ? kSecureScheme : kPlainScheme;
-    std::string url(scheme.size() + host.size() + 1 + kMostOfPort + mostOfPathAndQuery(*this), '\0');
-    char* end = write(url.data(), scheme);
-    end = writePort(write(end, host), port);
-    end = writePathAndQuery(end, *this);
-    url.resize(static_cast<std::size_t>(end - url.data()));
-    return url;
+    TextWriter text;
+    text.Add(isSecure ? kSecureScheme : kPlainScheme);
+    text.Add(host);
+    if (port >= 1 && port <= kHighestPort) {
+        text.Add(":");
+        text.Add(port);
+    }
+    addPathAndQuery(text, *this);
+    return text.Text();
 }
 
 UrlParseStatus ParseUrl(const std::string& url, UrlComponents& out)

@@ -516,6 +516,24 @@ TEST(UrlComponentsTest, UrlsOfEveryLengthArePrinted)
     }
 }
 
+TEST(UrlComponentsTest, PiecesOfEveryLengthArePrinted)
+{
+    for (std::size_t length = 0; length <= 600; ++length) {
+        UrlComponents url;
+        url.host = std::string(length, 'h');
+        url.port = 65535;
+        url.path = "/" + std::string(length / 3, 'p');
+        url.queryParameters = {{std::string(length / 2, ' '), std::string(length, 'v')}, {"last", "1"}};
+        std::string escapes;
+        for (std::size_t count = 0; count < length / 2; ++count) {
+            escapes += "%20";
+        }
+        const std::string query = "?" + escapes + "=" + std::string(length, 'v') + "&last=1";
+        ASSERT_EQ(url.GetPathAndQuery(), url.path + query);
+        ASSERT_EQ(url.GetUrl(), "http://" + url.host + ":65535" + url.path + query);
+    }
+}
+
 TEST(UrlComponentsTest, ParsedUrlsComeBackFromTheirPrintedForm)
 {
     for (const char* const url :
