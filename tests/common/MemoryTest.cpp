@@ -3,6 +3,7 @@
 #include "Windows/storage/LumStorageErrorUtilsWin.h"
 #include "common/networking/HttpBodyCollector.h"
 #include "common/networking/HttpMethod.h"
+#include "common/networking/HttpRequestContext.h"
 #include "common/networking/HttpRequestResult.h"
 #include "common/networking/UrlComponents.h"
 #include "common/utils/LumBase64.h"
@@ -17,6 +18,7 @@
 #include "support/RecordingLogger.h"
 
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -275,6 +277,27 @@ TEST(MemoryTest, ABodyIsCollectedWholeOrNotAtAll)
         body = collector.Take();
     });
     EXPECT_EQ(body, kLong + kLong);
+}
+
+TEST(MemoryTest, ACompletionThatThrowsWithoutMemoryGoesNoFurther)
+{
+    const auto logger = std::make_shared<RecordingLogger>();
+    const LumNetworking::HttpCompletion completion = [](auto, auto, auto, const auto&) {
+        throw std::runtime_error("a text that is too long for a short string");
+    };
+    for (const Reach reach : {Reach::One, Reach::AllThatFollow}) {
+        std::optional<LumNetworking::HttpRequestContext> context(std::in_place, logger, completion);
+        bool isCompleted = false;
+        EXPECT_GT(expectEndsWithoutMemory(
+                      reach, [&] { isCompleted = context->Complete(); },
+                      [&](bool hasFailed) {
+                          EXPECT_TRUE(isCompleted);
+                          EXPECT_TRUE(hasFailed || logger->records().size() == 1U);
+                          logger->clear();
+                          context.emplace(logger, completion);
+                      }),
+                  3);
+    }
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include "platform/LumRuntime.h"
 #include "support/CallText.h"
 #include "support/ScriptedPlatform.h"
+#include "support/WithMemory.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -49,6 +50,7 @@ std::size_t streamPosition = 0;
 HANDLE CreateFileW(const WCHAR* name, DWORD access, DWORD share, std::nullptr_t security, DWORD disposition,
                    DWORD attributes, std::nullptr_t templateFile)
 {
+    const LumTests::WithMemory withMemory;
     const bool succeeds = platform().enter(
         "CreateFileW", quoted(name) + ", access=" + hex(access) + ", share=" + std::to_string(share) +
                            ", security=" + pointer(security) + ", disposition=" + std::to_string(disposition) +
@@ -58,18 +60,21 @@ HANDLE CreateFileW(const WCHAR* name, DWORD access, DWORD share, std::nullptr_t 
 
 BOOL LockFileEx(HANDLE file, DWORD flags, DWORD reserved, DWORD lengthLow, DWORD lengthHigh, OVERLAPPED* overlapped)
 {
+    const LumTests::WithMemory withMemory;
     return answer(platform().enter("LockFileEx", platform().nameOf(file) + ", flags=" + std::to_string(flags) + ", " +
                                                      range(reserved, lengthLow, lengthHigh, overlapped)));
 }
 
 BOOL UnlockFileEx(HANDLE file, DWORD reserved, DWORD lengthLow, DWORD lengthHigh, OVERLAPPED* overlapped)
 {
+    const LumTests::WithMemory withMemory;
     return answer(platform().enter("UnlockFileEx", platform().nameOf(file) + ", " +
                                                        range(reserved, lengthLow, lengthHigh, overlapped)));
 }
 
 DWORD GetFileSize(HANDLE file, std::nullptr_t sizeHigh)
 {
+    const LumTests::WithMemory withMemory;
     return platform().enter("GetFileSize", platform().nameOf(file) + ", high=" + pointer(sizeHigh))
                ? static_cast<DWORD>(platform().fileContent.size())
                : INVALID_FILE_SIZE;
@@ -77,6 +82,7 @@ DWORD GetFileSize(HANDLE file, std::nullptr_t sizeHigh)
 
 BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* read, std::nullptr_t overlapped)
 {
+    const LumTests::WithMemory withMemory;
     if (!platform().enter("ReadFile", platform().nameOf(file) + ", size=" + std::to_string(size) +
                                           ", overlapped=" + pointer(overlapped))) {
         return FALSE;
@@ -90,6 +96,7 @@ BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* read, std::nullptr_
 
 BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written, std::nullptr_t overlapped)
 {
+    const LumTests::WithMemory withMemory;
     if (!platform().enter("WriteFile", platform().nameOf(file) + ", " + bytes(buffer, size) +
                                            ", size=" + std::to_string(size) + ", overlapped=" + pointer(overlapped))) {
         return FALSE;
@@ -101,6 +108,7 @@ BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written, std:
 
 DWORD SetFilePointer(HANDLE file, LONG distance, std::nullptr_t distanceHigh, DWORD method)
 {
+    const LumTests::WithMemory withMemory;
     return platform().enter("SetFilePointer", platform().nameOf(file) + ", distance=" + std::to_string(distance) +
                                                   ", high=" + pointer(distanceHigh) +
                                                   ", method=" + std::to_string(method))
@@ -110,16 +118,19 @@ DWORD SetFilePointer(HANDLE file, LONG distance, std::nullptr_t distanceHigh, DW
 
 BOOL SetEndOfFile(HANDLE file)
 {
+    const LumTests::WithMemory withMemory;
     return answer(platform().enter("SetEndOfFile", platform().nameOf(file)));
 }
 
 BOOL CloseHandle(HANDLE handle)
 {
+    const LumTests::WithMemory withMemory;
     return platform().enter("CloseHandle", platform().nameOf(handle)) ? platform().close(handle) : FALSE;
 }
 
 DWORD GetTempPathA(DWORD size, LPSTR buffer)
 {
+    const LumTests::WithMemory withMemory;
     if (!platform().enter("GetTempPathA", std::to_string(size) + ", buffer=" + pointer(buffer))) {
         return 0;
     }
