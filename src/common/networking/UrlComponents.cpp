@@ -165,9 +165,16 @@ char* writeEncoded(char* out, std::string_view text)
     }
 }
 
-/// Puts text together piece by piece. A usual one takes no memory before its length is known.
+/// What a usual URL takes at most; it needs no memory before its length is known.
+using UsualRoom = char[256];
+
+/// Puts text together piece by piece, in the room that it is given or, if that is not enough, in its own.
 class TextWriter {
 public:
+    explicit TextWriter(UsualRoom& room) : begin(room), out(room), end(room + sizeof(room)) {}
+    TextWriter(const TextWriter&) = delete;
+    TextWriter& operator=(const TextWriter&) = delete;
+
     void Add(std::string_view text) { out = std::copy(text.begin(), text.end(), RoomFor(text.size())); }
 
     void Add(std::uint32_t number)
@@ -179,11 +186,10 @@ public:
 
     void AddEncoded(std::string_view text) { out = writeEncoded(RoomFor(text.size() * 3), text); }
 
-    std::string Text() const { return std::string(Begin(), Length()); }
+    std::string Text() const { return std::string(begin, Length()); }
 
 private:
-    const char* Begin() const { return longer.empty() ? usual : longer.data(); }
-    std::size_t Length() const { return static_cast<std::size_t>(out - Begin()); }
+    std::size_t Length() const { return static_cast<std::size_t>(out - begin); }
 
     char* RoomFor(std::size_t most)
     {
@@ -197,18 +203,17 @@ private:
     {
         const std::size_t length = Length();
         std::string grown((length + most) * 2, '\0');
-        std::copy(Begin(), Begin() + length, grown.begin());
+        std::copy(begin, out, grown.data());
         longer = std::move(grown);
-        out = longer.data() + length;
-        end = longer.data() + longer.size();
+        begin = longer.data();
+        out = begin + length;
+        end = begin + longer.size();
     }
 
-    static constexpr std::size_t kUsualLength = 256;
-
-    char usual[kUsualLength];
     std::string longer;
-    char* out = usual;
-    const char* end = usual + kUsualLength;
+    char* begin;
+    char* out;
+    char* end;
 };
 
 void addPathAndQuery(TextWriter& text, const UrlComponents& url)
@@ -414,14 +419,16 @@ void parseQuery(std::string_view query, std::map<std::string, std::string>& para
 
 std::string UrlComponents::GetPathAndQuery() const
 {
-    TextWriter text;
+    UsualRoom room;
+    TextWriter text(room);
     addPathAndQuery(text, *this);
     return text.Text();
 }
 
 std::string UrlComponents::GetUrl() const
 {
-    TextWriter text;
+    UsualRoom room;
+    TextWriter text(room);
     text.Add(isSecure ? kSecureScheme : kPlainScheme);
     text.Add(host);
     if (port >= 1 && port <= kHighestPort) {
