@@ -310,6 +310,14 @@ TEST_F(LumFileManagerTest, CopyThatThereIsNoMemoryForFails)
     expectError("copyFile", "Error occurred during file copy from " + path + " to " + (folder / "b"));
 }
 
+TEST_F(LumFileManagerTest, CopyOntoItselfFailsAndLeavesNothing)
+{
+    const std::string path = folder.add("a", "content");
+    EXPECT_FALSE(files.copyFile(path, path));
+    expectError("copyFile", "Error occurred during file copy from " + path + " to " + path);
+    EXPECT_EQ(folder.contentOf("a"), "");
+}
+
 TEST_F(LumFileManagerTest, SizeIsCountedInBytes)
 {
     EXPECT_EQ(files.getFileSize(folder.add("a", "1\n2\r\n3")), 6);
