@@ -12,6 +12,7 @@
 #include <charconv>
 #include <limits>
 #include <new>
+#include <stdexcept>
 
 namespace LumNetworking {
 
@@ -224,15 +225,18 @@ bool startRequest(WinHttpAsyncContext& context, const RequestDescription& descri
     return sendRequest(context, description.headers);
 }
 
-/// Opens and sends the request as startRequest does; without memory it fails too.
+/// Opens and sends the request as startRequest does; without memory, or with texts that no memory could hold, it fails
+/// too.
 bool isStarted(WinHttpAsyncContext& context, const RequestDescription& description, StartFailure& failure)
 {
     try {
         return startRequest(context, description, failure);
     } catch (const std::bad_alloc&) {
         SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-        return false;
+    } catch (const std::length_error&) {
+        SetLastError(ERROR_NOT_ENOUGH_MEMORY);
     }
+    return false;
 }
 
 /// Reports the last error as the failure of the step. The request must be completed also if that throws.

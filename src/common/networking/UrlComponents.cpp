@@ -4,6 +4,7 @@
 #include <array>
 #include <charconv>
 #include <cstddef>
+#include <new>
 #include <string_view>
 #include <tuple>
 #include <utility>
@@ -165,55 +166,79 @@ char* writeEncoded(char* out, std::string_view text)
     }
 }
 
+/// More than a string can have, maybe.
+std::uint64_t encodedLength(std::string_view text)
+{
+    const auto escapes = std::count_if(text.begin(), text.end(), isEncoded);
+    return text.size() + static_cast<std::uint64_t>(escapes) * 2;
+}
+
 /// What a usual URL takes at most; it needs no memory before its length is known.
 using UsualRoom = char[256];
 
-/// Puts text together piece by piece, in the room that it is given or, if that is not enough, in its own.
+/// Puts text together piece by piece: in the room that it is given, and when that is full behind what was in it before.
 class TextWriter {
 public:
-    explicit TextWriter(UsualRoom& room) : begin(room), out(room), end(room + sizeof(room)) {}
+    explicit TextWriter(UsualRoom& newRoom) : room(newRoom), out(newRoom), end(newRoom + sizeof(newRoom)) {}
     TextWriter(const TextWriter&) = delete;
     TextWriter& operator=(const TextWriter&) = delete;
 
-    void Add(std::string_view text) { out = std::copy(text.begin(), text.end(), RoomFor(text.size())); }
+    void Add(std::string_view text)
+    {
+        if (text.size() <= Left()) {
+            out = std::copy(text.begin(), text.end(), out);
+        } else {
+            EmptiedFor(text.size()).append(text);
+        }
+    }
 
     void Add(std::uint32_t number)
     {
-        constexpr std::size_t kMostDigits = 10;
-        char* const room = RoomFor(kMostDigits);
-        out = std::to_chars(room, room + kMostDigits, number).ptr;
+        char digits[10];
+        const char* const last = std::to_chars(digits, digits + sizeof(digits), number).ptr;
+        Add(std::string_view(digits, static_cast<std::size_t>(last - digits)));
     }
 
-    void AddEncoded(std::string_view text) { out = writeEncoded(RoomFor(text.size() * 3), text); }
+    void AddEncoded(std::string_view text)
+    {
+        if (text.size() <= Left() / 3) {
+            out = writeEncoded(out, text);
+        } else {
+            AddLongEncoded(text);
+        }
+    }
 
-    std::string Text() const { return std::string(begin, Length()); }
+    /// The whole text; the writer is empty then.
+    std::string Take() { return taken.empty() ? std::string(room, Length()) : std::move(EmptiedFor(0)); }
 
 private:
-    std::size_t Length() const { return static_cast<std::size_t>(out - begin); }
+    std::size_t Length() const { return static_cast<std::size_t>(out - room); }
+    std::size_t Left() const { return static_cast<std::size_t>(end - out); }
 
-    char* RoomFor(std::size_t most)
+    /// A long one may need most of what memory there is, so it is measured first.
+    void AddLongEncoded(std::string_view text)
     {
-        if (static_cast<std::size_t>(end - out) < most) {
-            Grow(most);
+        const std::uint64_t length = encodedLength(text);
+        std::string& before = EmptiedFor(length);
+        before.resize(before.size() + static_cast<std::size_t>(length));
+        writeEncoded(before.data() + before.size() - length, text);
+    }
+
+    /// What was taken out of the room, which is empty then; so many characters can still be appended.
+    std::string& EmptiedFor(std::uint64_t more)
+    {
+        if (Length() + more > taken.max_size() - taken.size()) {
+            throw std::bad_alloc();
         }
-        return out;
+        taken.append(room, Length());
+        out = room;
+        return taken;
     }
 
-    void Grow(std::size_t most)
-    {
-        const std::size_t length = Length();
-        std::string grown((length + most) * 2, '\0');
-        std::copy(begin, out, grown.data());
-        longer = std::move(grown);
-        begin = longer.data();
-        out = begin + length;
-        end = begin + longer.size();
-    }
-
-    std::string longer;
-    char* begin;
+    std::string taken;
+    char* const room;
     char* out;
-    char* end;
+    const char* const end;
 };
 
 void addPathAndQuery(TextWriter& text, const UrlComponents& url)
@@ -422,7 +447,7 @@ std::string UrlComponents::GetPathAndQuery() const
     UsualRoom room;
     TextWriter text(room);
     addPathAndQuery(text, *this);
-    return text.Text();
+    return text.Take();
 }
 
 std::string UrlComponents::GetUrl() const
@@ -436,7 +461,7 @@ std::string UrlComponents::GetUrl() const
         text.Add(port);
     }
     addPathAndQuery(text, *this);
-    return text.Text();
+    return text.Take();
 }
 
 UrlParseStatus ParseUrl(const std::string& url, UrlComponents& out)

@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <cstdint>
+#include <cstdio>
 #include <map>
+#include <new>
 #include <random>
 #include <string>
 #include <type_traits>
@@ -399,6 +402,24 @@ TEST(UrlComponentsTest, SuccessReplacesEveryField)
     EXPECT_TRUE(components.queryParameters.empty());
 }
 
+TEST(UrlComponentsTest, OutputMayHoldTheText)
+{
+    const std::string url = "https://example.org:8443/a/rather/long/path?key=some%20value&last#fragment";
+    for (std::string UrlComponents::*field : {&UrlComponents::host, &UrlComponents::path}) {
+        UrlComponents components = marked();
+        components.*field = url;
+        ASSERT_EQ(static_cast<int>(ParseUrl(components.*field, components)), 0);
+        EXPECT_TRUE(same(components, parsed(url)));
+        components.*field = "http://h:99999/a?b=c";
+        ASSERT_EQ(static_cast<int>(ParseUrl(components.*field, components)), 4);
+        EXPECT_EQ(components.*field, "http://h:99999/a?b=c");
+    }
+    UrlComponents components;
+    components.queryParameters["key"] = url;
+    ASSERT_EQ(static_cast<int>(ParseUrl(components.queryParameters["key"], components)), 0);
+    EXPECT_TRUE(same(components, parsed(url)));
+}
+
 TEST(UrlComponentsTest, PrintedPortLiesInItsRange)
 {
     UrlComponents url;
@@ -602,6 +623,38 @@ TEST(UrlComponentsTest, VeryLongTextsAreParsed)
     EXPECT_EQ(parsed("http://h/" + longText).path, "/" + longText);
     EXPECT_EQ(parsed("http://h/?" + longText + "=" + longText).queryParameters.at(longText), longText);
     EXPECT_EQ(codeOf(longText), 1);
+}
+
+TEST(UrlComponentsTest, VeryLongTextsArePrinted)
+{
+    constexpr std::size_t kLength = 1 << 20;
+    std::string escapes;
+    for (std::size_t count = 0; count < kLength; ++count) {
+        escapes += "%2F";
+    }
+    const std::string plain(kLength, 'a');
+    UrlComponents url;
+    url.host = plain;
+    url.path = "/" + plain;
+    url.queryParameters = {{plain, std::string(kLength, '/')}, {std::string(kLength, '/'), plain}};
+    const std::string printed = "/" + plain + "?" + escapes + "=" + plain + "&" + plain + "=" + escapes;
+    EXPECT_EQ(url.GetPathAndQuery(), printed);
+    EXPECT_EQ(url.GetUrl(), "http://" + plain + printed);
+}
+
+/// Where a string can be as long as a third of the longest, its escapes cannot.
+TEST(UrlComponentsTest, WhatNoStringCanHoldLacksMemory)
+{
+    constexpr bool isSmallAddressSpace = sizeof(std::size_t) == 4;
+    const std::size_t length = isSmallAddressSpace ? std::string().max_size() / 3 + 1 : std::size_t{1} << 20U;
+    UrlComponents url;
+    url.queryParameters["k"].assign(length, '/');
+    if (isSmallAddressSpace) {
+        EXPECT_THROW(url.GetUrl(), std::bad_alloc);
+        EXPECT_THROW(url.GetPathAndQuery(), std::bad_alloc);
+    } else {
+        EXPECT_EQ(url.GetPathAndQuery().size(), 3 + length * 3);
+    }
 }
 
 } // namespace

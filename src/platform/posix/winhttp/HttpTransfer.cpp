@@ -482,7 +482,7 @@ void HttpTransfer::RefuseHeaders()
 DWORD HttpTransfer::AddHeaderLine(std::string_view line)
 {
     if (areHeadersDelivered || IsRedirecting()) {
-        // A trailer of the body.
+        // A trailer of the response's body, or of that of a redirect.
         return 0;
     }
     const bool isFirstLine = headerBlock.empty() || isHeaderBlockComplete;
