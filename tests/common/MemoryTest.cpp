@@ -1,4 +1,4 @@
-#include "support/MemoryTest.h"
+#include "support/EachAllocationFails.h"
 
 #include "Windows/storage/LumStorageErrorUtilsWin.h"
 #include "common/networking/HttpBodyCollector.h"

@@ -2,8 +2,8 @@
 #include "Windows/Cli/utils/LumUtilsLoggerDelegateCliAdapter.h"
 #include "Windows/Cli/utils/ManagedException.h"
 #include "common/utils/LumLog.h"
+#include "support/EachAllocationFails.h"
 #include "support/FakeManagedHost.h"
-#include "support/MemoryTest.h"
 
 #include <gtest/gtest.h>
 

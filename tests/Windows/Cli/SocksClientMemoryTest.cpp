@@ -1,7 +1,7 @@
 #include "Windows/Cli/LumCliAbi.h"
 #include "Windows/Cli/networking/socks/LumAsynchronousSocksHttpClient.h"
+#include "support/EachAllocationFails.h"
 #include "support/FakeManagedHost.h"
-#include "support/MemoryTest.h"
 #include "support/RecordingLogger.h"
 #include "support/RequestRecorder.h"
 

@@ -1,4 +1,4 @@
-#include "support/MemoryTest.h"
+#include "support/EachAllocationFails.h"
 #include "support/ProcessResources.h"
 #include "support/StorageTest.h"
 #include "support/TestFolder.h"

@@ -2,7 +2,7 @@
 
 #include "Windows/utils/LumDebuggerUtils.h"
 #include "platform/LumPlatform.h"
-#include "support/MemoryTest.h"
+#include "support/EachAllocationFails.h"
 #include "support/RecordingLogger.h"
 #include "support/VtableSlot.h"
 #include "support/WithMemory.h"

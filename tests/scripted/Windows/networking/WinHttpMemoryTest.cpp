@@ -1,6 +1,6 @@
 #include "Windows/networking/LibLumNetworkingWinUtils.h"
 #include "scripted/Windows/networking/ScriptedRequest.h"
-#include "support/MemoryTest.h"
+#include "support/EachAllocationFails.h"
 
 #include <functional>
 #include <optional>

@@ -1,4 +1,4 @@
-#include "support/MemoryTest.h"
+#include "support/EachAllocationFails.h"
 #include "support/ScriptedPlatform.h"
 #include "support/StorageTest.h"
 
