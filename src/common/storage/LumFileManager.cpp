@@ -150,16 +150,19 @@ bool isThereOrMade(const std::string& path)
            errno == EEXIST;
 }
 
+using SharedErrors = std::vector<std::shared_ptr<LumUtils::ILumError>>;
+
 /// Errors of the codes from 0 to the highest that have the number for lack of memory alone, for when there is none to
-/// make another. Never destroyed: they are the host's.
-std::vector<LumUtils::LumError>& preparedErrors()
+/// make another. Never destroyed: one may be needed while the process ends.
+const SharedErrors& preparedErrors()
 {
-    static auto& errors = *new std::vector<LumUtils::LumError>([] {
-        std::vector<LumUtils::LumError> made;
+    static const auto& errors = *new SharedErrors([] {
+        SharedErrors made;
         for (int code = LumStorageErrorCode::kNone; code <= LumStorageErrorCode::kTruncateFailed; ++code) {
-            made.emplace_back(LumStorageErrorDomain, code,
-                              std::map<std::string, std::any>{
-                                  {LumUtils::LumErrorUnderlyingErrorCode, static_cast<int>(ERROR_NOT_ENOUGH_MEMORY)}});
+            made.push_back(std::make_shared<LumUtils::LumError>(
+                LumStorageErrorDomain, code,
+                std::map<std::string, std::any>{
+                    {LumUtils::LumErrorUnderlyingErrorCode, static_cast<int>(ERROR_NOT_ENOUGH_MEMORY)}}));
         }
         return made;
     }());
@@ -169,10 +172,9 @@ std::vector<LumUtils::LumError>& preparedErrors()
 /// The prepared error of that code, or of 0 if it is none of the domain's. It takes no memory.
 std::shared_ptr<LumUtils::ILumError> preparedError(int code)
 {
-    std::vector<LumUtils::LumError>& errors = preparedErrors();
+    const SharedErrors& errors = preparedErrors();
     const bool isKnown = code >= 0 && static_cast<std::size_t>(code) < errors.size();
-    // It has no owner, for that would have to be made.
-    return {std::shared_ptr<void>(), &errors[isKnown ? static_cast<std::size_t>(code) : 0]};
+    return errors[isKnown ? static_cast<std::size_t>(code) : 0];
 }
 
 /// What a wrapper said, or the text of what it threw.
