@@ -52,9 +52,14 @@ TEST(MemoryTest, AnErrorIsMadeAndCopiedWholeOrNotAtAll)
     const LumError error(kLong, 5, userInfo());
     EXPECT_GT(expectThrowsWithoutMemory([&] { error.clone(); }), 3);
     EXPECT_GT(expectThrowsWithoutMemory([&] { LumError copy(error); }), 3);
-    LumError target(kLong + "before", 1);
-    expectThrowsWithoutMemory([&] { target = error; });
-    EXPECT_EQ(target.getDescription(), error.getDescription());
+    const LumError before(kLong + "before", 1, {{kLong, kLong}});
+    LumError target(before);
+    EXPECT_GT(expectThrowsWithoutMemory([&] { target = error; },
+                                        [&](bool hasFailed) {
+                                            EXPECT_EQ(target.toJson(), hasFailed ? before.toJson() : error.toJson());
+                                            target = before;
+                                        }),
+              3);
 }
 
 TEST(MemoryTest, AnErrorsTextsAreWholeOrNotAtAll)
@@ -176,6 +181,20 @@ TEST(MemoryTest, AMistakeOfTheCallerIsToldUnlessThereIsNoMemoryForThat)
     EXPECT_EQ(secret[0], '\0');
 }
 
+TEST(MemoryTest, ATextThatIsNoBase64IsToldUnlessThereIsNoMemoryForThat)
+{
+    const std::string invalid = kLong + "?xxx";
+    const std::string stray = kLong + "x";
+    for (const bool removeLineFeeds : {false, true}) {
+        EXPECT_GT(expectMistakeOrThrowsWithoutMemory<std::runtime_error>(
+                      [&] { LumUtils::base64Decode(invalid, removeLineFeeds); }),
+                  1);
+        EXPECT_GT(expectMistakeOrThrowsWithoutMemory<std::out_of_range>(
+                      [&] { LumUtils::base64Decode(stray, removeLineFeeds); }),
+                  1);
+    }
+}
+
 TEST(MemoryTest, IdentifiersTimesAndNamesAreThereOrNot)
 {
     std::string text;
@@ -270,13 +289,18 @@ TEST(MemoryTest, TheSystemsTextForAFailureIsThereOrNot)
 TEST(MemoryTest, ABodyIsCollectedWholeOrNotAtAll)
 {
     std::string body;
-    expectThrowsWithoutMemory([&] {
-        LumNetworking::HttpBodyCollector collector;
-        collector.Append(kLong.data(), kLong.size());
-        collector.Append(kLong.data(), kLong.size());
-        body = collector.Take();
-    });
-    EXPECT_EQ(body, kLong + kLong);
+    EXPECT_GT(expectThrowsWithoutMemory(
+                  [&] {
+                      LumNetworking::HttpBodyCollector collector;
+                      collector.Append(kLong.data(), kLong.size());
+                      collector.Append(kLong.data(), kLong.size());
+                      body = collector.Take();
+                  },
+                  [&](bool hasFailed) {
+                      EXPECT_EQ(body, hasFailed ? "" : kLong + kLong);
+                      body.clear();
+                  }),
+              0);
 }
 
 TEST(MemoryTest, ACompletionThatThrowsWithoutMemoryGoesNoFurther)

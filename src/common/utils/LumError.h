@@ -31,6 +31,14 @@ public:
     LumError(const std::string& errorDomain, int errorCode);
     LumError(const std::string& errorDomain, int errorCode, const std::map<std::string, std::any>& errorUserInfo);
 
+    LumError(const LumError& other) = default;
+    LumError(LumError&& other) = default;
+    ~LumError() override = default;
+
+    /// Without the memory for a copy of the other this error stays as it is.
+    LumError& operator=(const LumError& other) { return *this = LumError(other); }
+    LumError& operator=(LumError&& other) = default;
+
     /// The error of a JSON text (UTF-8), as toJson writes it:
     ///
     ///     const auto copy = LumUtils::LumError::fromJson(error.toJson());
