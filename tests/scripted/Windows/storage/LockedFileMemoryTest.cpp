@@ -108,4 +108,15 @@ TEST_P(LockedFileMemoryTest, WithoutTheSystemsTheTemporaryDirectoryIsStillNamed)
               3);
 }
 
+TEST_P(LockedFileMemoryTest, ATemporaryDirectoryWithALongNameIsThatOrTheUsualOne)
+{
+    platform.emplace();
+    platform->temporaryFolder = "D:\\a directory that is too long for a short string\\";
+    std::string directory;
+    EXPECT_GT(LumTests::expectEndsWithoutMemory(
+                  GetParam(), [&] { directory = files.getTempDirectoryPath(); },
+                  [&](bool hasFailed) { EXPECT_EQ(directory, hasFailed ? "C:\\temp\\" : platform->temporaryFolder); }),
+              0);
+}
+
 } // namespace
