@@ -109,7 +109,7 @@ TEST_P(BoundaryMemoryTest, ARequestAndItsAnswerCrossWhole)
             response = {};
         });
     // Without memory for a text there may be memory for the exception that says so.
-    EXPECT_EQ(managedCount, GetParam() == Reach::One ? 7 : 0);
+    EXPECT_EQ(managedCount > 0, GetParam() == Reach::One) << managedCount;
     EXPECT_EQ(client->requests().back().headers.size(), 2U);
 }
 
