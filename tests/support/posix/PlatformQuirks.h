@@ -24,6 +24,7 @@ constexpr bool kEndsHeadersAtLineWithoutColon = false;
 constexpr std::size_t kLongestHeaderLine = std::size_t{1} << 20U;
 constexpr bool kTakesInterimForFinal = false;
 constexpr bool kFailsWherePostBecomesGet = false;
+constexpr bool kConnectionsOutliveTheirSession = true;
 constexpr bool kServesThousandAtOnce = true;
 constexpr std::size_t kRequestsInARow = 100000;
 constexpr std::size_t kProxiedRequestsInARow = 20000;

@@ -18,7 +18,7 @@ std::string chunk(const std::string& bytes)
     return stream.str();
 }
 
-/// Sends the pattern piece by piece.
+/// Sends the pattern piece by piece, and counts what the peer's side has taken.
 Next sendPattern(const Exchange& exchange, std::uint64_t length, bool isChunked)
 {
     for (std::uint64_t position = 0; position < length; position += kPieceSize) {
@@ -26,6 +26,9 @@ Next sendPattern(const Exchange& exchange, std::uint64_t length, bool isChunked)
         LumTests::fillWithBodyPattern(piece.data(), piece.size(), position);
         if (exchange.Send(isChunked ? chunk(piece) : piece) == Next::Close) {
             return Next::Close;
+        }
+        if (exchange.request.Has("key")) {
+            exchange.services.gate.NoteSent(exchange.request.Text("key"), piece.size());
         }
     }
     return Next::KeepAlive;
@@ -63,12 +66,26 @@ Next sendSlowly(Exchange& exchange)
     return next;
 }
 
+/// Bytes one by one, each followed by a pause, until the key is released: a body that ends when the peer says so.
+Next trickle(Exchange& exchange)
+{
+    const std::string key = exchange.request.Text("key");
+    const std::chrono::milliseconds pause(exchange.request.Number("ms", 1));
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(exchange.request.Number("seconds", 30));
+    Next next = exchange.Send(statusLine(200) + "Transfer-Encoding: chunked\r\n\r\n");
+    while (next == Next::KeepAlive && !exchange.services.gate.Wait(key, pause)) {
+        next = std::chrono::steady_clock::now() < end ? exchange.Send(chunk("a")) : Next::Close;
+    }
+    return next == Next::KeepAlive ? exchange.Send("0\r\n\r\n") : Next::Close;
+}
+
 } // namespace
 
 void addBodyRoutes(RouteTable& routes)
 {
     routes["/bytes"] = {sendBytes};
     routes["/slow"] = {sendSlowly};
+    routes["/trickle"] = {trickle};
 }
 
 } // namespace LumTestServer

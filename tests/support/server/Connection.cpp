@@ -9,7 +9,7 @@ namespace {
 /// Requests that only ask for a key are not counted under it.
 bool isControl(const Request& request)
 {
-    return request.path == "/release" || request.path == "/count";
+    return request.path == "/release" || request.path == "/count" || request.path == "/sent";
 }
 
 } // namespace

@@ -34,6 +34,11 @@ Next countArrived(Exchange& exchange)
     return exchange.Respond(std::to_string(exchange.services.gate.ArrivedCount(exchange.request.Text("key"))));
 }
 
+Next countSent(Exchange& exchange)
+{
+    return exchange.Respond(std::to_string(exchange.services.gate.SentCount(exchange.request.Text("key"))));
+}
+
 Next statistics(Exchange& exchange)
 {
     const Statistics& numbers = exchange.services.statistics;
@@ -66,6 +71,7 @@ const RouteTable& routeTable()
                              {"/checksum", {checksumOfBody, true}},
                              {"/release", {release}},
                              {"/count", {countArrived}},
+                             {"/sent", {countSent}},
                              {"/stats", {statistics}},
                              {"/unknown", {listUnknown}},
                              {"/silent/close", {closeSilent}},

@@ -40,8 +40,11 @@
 /// | / /echo /echo/TXT |                                        | the request as it came, byte for byte            |
 /// | /checksum         |                                        | length and checksum (BodyPattern.h) of the body  |
 /// | /status/NNN       |                                        | that status, X-Status: NNN, a body if allowed    |
-/// | /bytes            | n (0), framing length, chunked, close  | n bytes of BodyPattern.h                         |
+/// | /bytes            | n (0), framing length, chunked, close, | n bytes of BodyPattern.h                         |
+/// |                   | key                                    |                                                  |
 /// | /slow             | n (10), ms (20)                        | n bytes, a pause after each                      |
+/// | /trickle          | key, ms (1), seconds (30)              | a pause and a byte, over and over, until the key |
+/// |                   |                                        | is released; cut off when the time is over       |
 /// | /interim          | status (103), count (1), bare          | so many interim responses, then "final";         |
 /// |                   |                                        | X-Interim: yes where they are not bare           |
 /// | /redirect         | to (/echo), status (302), cookie       | a redirect, with Set-Cookie if there is a cookie |
@@ -65,6 +68,7 @@
 /// | /early            | status (413)                           | answers before it reads the body, then closes    |
 /// | /release          | key                                    | lets those go on that wait for the key           |
 /// | /count            | key                                    | number of other requests with that key so far    |
+/// | /sent             | key                                    | bytes sent so far by /bytes with that key        |
 /// | /stats            |                                        | "connections N", "requests N"                    |
 /// | /unknown          |                                        | the request lines so far that got a 404          |
 /// | /silent/close     |                                        | closes the silent port's connections             |
