@@ -1,11 +1,15 @@
+#include "PlatformQuirks.h"
 #include "fuzz/FuzzTargets.h"
+#include "support/ProcessResources.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <thread>
 
 /// Runs every seed through its target. Each program has the targets that its platform is for.
 
@@ -36,6 +40,16 @@ std::string contentOf(const std::filesystem::path& path)
     return content.str();
 }
 
+/// Looks now and then only: the counts of some platforms keep all others waiting.
+bool comesDownTo(std::size_t most, std::size_t (*count)())
+{
+    constexpr std::chrono::milliseconds kBetween{20};
+    for (int looks = 0; looks < 500 && count() > most; ++looks) {
+        std::this_thread::sleep_for(kBetween);
+    }
+    return count() <= most;
+}
+
 class CorpusTest : public testing::TestWithParam<NamedTarget> {};
 
 std::string nameOf(const testing::TestParamInfo<NamedTarget>& target)
@@ -52,6 +66,23 @@ TEST_P(CorpusTest, NoSeedBreaksAPromise)
     for (const std::filesystem::path& seed : seeds) {
         SCOPED_TRACE(seed.filename().string());
         EXPECT_NO_THROW(GetParam().run(contentOf(seed)));
+    }
+}
+
+TEST_P(CorpusTest, NoSeedLeavesAnythingOpen)
+{
+    // Far more often than handles may be kept, so that one for each time is seen.
+    constexpr std::size_t kTimes = LumTests::Quirks::kDescriptorSlack + 20;
+    for (const std::filesystem::path& seed : seedsOf(GetParam())) {
+        SCOPED_TRACE(seed.filename().string());
+        const std::string content = contentOf(seed);
+        ASSERT_NO_THROW(GetParam().run(content));
+        const std::size_t before = LumTests::openDescriptorCount();
+        for (std::size_t time = 0; time < kTimes; ++time) {
+            ASSERT_NO_THROW(GetParam().run(content));
+        }
+        EXPECT_TRUE(comesDownTo(before + LumTests::Quirks::kDescriptorSlack, LumTests::openDescriptorCount))
+            << before << " handles were open, and " << LumTests::openDescriptorCount() << " are now";
     }
 }
 

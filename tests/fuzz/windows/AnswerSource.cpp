@@ -17,7 +17,8 @@ std::string AnswerSource::UrlOf(std::string_view answer)
     return LumTests::TestServers::scripted("/raw?bytes=" + LumTests::TestServers::queryValue(std::string(answer)));
 }
 
-/// Hardly more handles than after the first request, which made those that the platform keeps.
+/// Hardly more handles than after the first request, which made those that the platform keeps. So a few that are left
+/// open show only when requests are repeated, as the seeds' replay does.
 bool AnswerSource::IsForgottenSoon()
 {
     using Clock = std::chrono::steady_clock;
