@@ -1,10 +1,9 @@
 #include "common/utils/codec/KernelChoice.h"
+#include "support/ProcessorFlags.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <set>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -13,23 +12,6 @@
 namespace {
 
 using namespace LumUtils::Codec;
-
-/// What the system says that its processors can do; nothing if it says so in another way, as Windows does. Wine has the
-/// file as well.
-std::set<std::string> processorFlags()
-{
-    std::ifstream file("/proc/cpuinfo");
-    std::set<std::string> flags;
-    for (std::string line; flags.empty() && std::getline(file, line);) {
-        if (line.rfind("flags", 0) == 0) {
-            std::istringstream words(line.substr(line.find(':') + 1));
-            for (std::string word; words >> word;) {
-                flags.insert(word);
-            }
-        }
-    }
-    return flags;
-}
 
 std::vector<std::string> expectedKernels(const std::set<std::string>& flags)
 {
@@ -53,15 +35,11 @@ std::vector<std::string> expectedKernels(const std::set<std::string>& flags)
 
 TEST(KernelChoiceTest, HasEveryKernelThatTheProcessorCanRun)
 {
-    const std::set<std::string> flags = processorFlags();
-    if (flags.empty()) {
-        GTEST_SKIP() << "the system does not list the processor's flags";
-    }
     std::vector<std::string> names;
     for (const CodecKernels* const kernels : vectorKernels()) {
         names.emplace_back(kernels->name);
     }
-    EXPECT_EQ(names, expectedKernels(flags));
+    EXPECT_EQ(names, expectedKernels(LumTests::processorFlags()));
 }
 
 TEST(KernelChoiceTest, TakesTheFastestWayThatThereIs)
