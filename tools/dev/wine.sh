@@ -34,7 +34,42 @@ end_wine_server() {
     return 1
 }
 
-# Ends the server of the prefix and no other. There may be none left, which must not become the run's own exit code.
+# is_own_wine_program ID: Wine runs it, in an environment that names the prefix.
+is_own_wine_program() {
+    local id="$1" environment entry
+    mapfile -d '' -t environment 2>/dev/null <"/proc/$id/environ" || return 1
+    for entry in "${environment[@]}"; do
+        [[ "$entry" != "WINEPREFIX=$BUILD/wine-prefix" ]] || break
+    done
+    [[ "${entry:-}" == "WINEPREFIX=$BUILD/wine-prefix" ]] || return 1
+    entry="$(readlink "/proc/$id/exe" 2>/dev/null)"
+    [[ "${entry##*/}" == wine* ]]
+}
+
+# own_wine_programs: the ids of all, the server among them, in a line.
+own_wine_programs() {
+    local process ids=()
+    for process in /proc/[0-9]*; do
+        ! is_own_wine_program "${process#/proc/}" || ids+=("${process#/proc/}")
+    done
+    say "${ids[*]}"
+}
+
+# end_wine_programs: a server that had to be killed has ended nobody, and its programs wait for it for ever.
+end_wine_programs() {
+    local tenths left
+    for ((tenths = 0; tenths < 100; ++tenths)); do
+        left="$(own_wine_programs)"
+        [[ -n "$left" ]] || return 0
+        # shellcheck disable=SC2086
+        kill -s KILL $left 2>/dev/null || true
+        sleep 0.1
+    done
+    complain "programs of build/wine-prefix do not end: processes $left"
+}
+
+# Ends the server of the prefix and no other, and what is left of its programs then. There may be none, which must not
+# become the run's own exit code.
 leave_wine() {
     local process id
     for process in /proc/[0-9]*; do
@@ -42,11 +77,12 @@ leave_wine() {
         is_own_wine_server "$id" || continue
         end_wine_server "$id" || complain "the server of build/wine-prefix, process $id, does not end"
     done
+    end_wine_programs
     return 0
 }
 
 # end_windows_programs: what a program that had to be ended has started lives on without it, and would disturb those that
-# follow. Only programs of the prefix are ended; the next one starts its server anew.
+# follow. Only programs of the prefix are ended, and all are gone then, or named. The next one starts its server anew.
 end_windows_programs() {
     [[ "${WINEPREFIX:-}" != "$BUILD/wine-prefix" ]] || leave_wine
 }
