@@ -36,14 +36,9 @@ end_wine_server() {
 
 # is_own_wine_program ID: Wine runs it, in an environment that names the prefix.
 is_own_wine_program() {
-    local id="$1" environment entry
-    mapfile -d '' -t environment 2>/dev/null <"/proc/$id/environ" || return 1
-    for entry in "${environment[@]}"; do
-        [[ "$entry" != "WINEPREFIX=$BUILD/wine-prefix" ]] || break
-    done
-    [[ "${entry:-}" == "WINEPREFIX=$BUILD/wine-prefix" ]] || return 1
-    entry="$(readlink "/proc/$id/exe" 2>/dev/null)"
-    [[ "${entry##*/}" == wine* ]]
+    local program
+    program="$(readlink "/proc/$1/exe" 2>/dev/null)" && [[ "${program##*/}" == wine* ]] || return 1
+    grep --quiet --null-data --line-regexp --fixed-strings "WINEPREFIX=$BUILD/wine-prefix" "/proc/$1/environ" 2>/dev/null
 }
 
 # own_wine_programs: the ids of all, the server among them, in a line.
