@@ -1,5 +1,6 @@
 #pragma once
 
+#include "platform/Hold.h"
 #include "platform/WinHttpExchange.h"
 #include "support/RequestRecorder.h"
 
@@ -8,7 +9,6 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <future>
 #include <memory>
 #include <vector>
 
@@ -24,7 +24,8 @@ public:
     {
         for (std::size_t index = 0; index < kCount; ++index) {
             exchanges.push_back(std::make_unique<WinHttpExchange>(toScripted("/bytes?n=10")));
-            exchanges.back()->onNotification = [this, first](const SeenNotification& notification) {
+            exchanges.back()->onNotification = [this, first,
+                                                released = hold.Released()](const SeenNotification& notification) {
                 if (notification.status == WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE) {
                     first();
                     ++waiting;
@@ -42,17 +43,16 @@ public:
 
     void End()
     {
-        release.set_value();
+        hold.LetGo();
         for (const std::unique_ptr<WinHttpExchange>& exchange : exchanges) {
             EXPECT_TRUE(exchange->WaitForEnd());
         }
     }
 
 private:
-    std::promise<void> release;
-    const std::shared_future<void> released = release.get_future().share();
     std::atomic<std::size_t> waiting{0};
     std::vector<std::unique_ptr<WinHttpExchange>> exchanges;
+    Hold hold;
 };
 
 } // namespace LumTests

@@ -17,6 +17,7 @@ using namespace LumTests;
 using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 using TestServers::Certificate;
 
@@ -29,6 +30,24 @@ std::vector<HINTERNET> closedHandles(const WinHttpExchange& exchange)
         }
     }
     return handles;
+}
+
+using Step = std::pair<HINTERNET, DWORD>;
+
+/// All that was notified but the reading of the body, and the making of handles where that cannot be told of all.
+std::vector<Step> stepsOfAllHandles(const WinHttpExchange& exchange)
+{
+    std::vector<Step> steps;
+    for (const SeenNotification& notification : exchange.Seen()) {
+        const bool isOfBody = notification.status == WINHTTP_CALLBACK_STATUS_DATA_AVAILABLE ||
+                              notification.status == WINHTTP_CALLBACK_STATUS_READ_COMPLETE;
+        const bool isUnknown =
+            !Quirks::kTellsOfHandlesThatAreKnown && notification.status == WINHTTP_CALLBACK_STATUS_HANDLE_CREATED;
+        if (!isOfBody && !isUnknown) {
+            steps.emplace_back(notification.handle, notification.status);
+        }
+    }
+    return steps;
 }
 
 /// The request line of a request that the server has echoed.
@@ -111,6 +130,28 @@ TEST(WinHttpContractTest, HandlesCloseFromTheRequestUp)
     exchange.Close();
     ASSERT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, session));
     EXPECT_THAT(closedHandles(exchange), ElementsAre(request, connection, session));
+}
+
+TEST(WinHttpContractTest, EveryHandleIsCreatedBeforeAndClosedAfterAllElse)
+{
+    WinHttpExchange exchange(toScripted("/bytes?n=100"));
+    const HINTERNET request = exchange.Request();
+    const HINTERNET connection = exchange.Connection();
+    const HINTERNET session = exchange.Session();
+    ASSERT_TRUE(exchange.Run());
+    exchange.Close();
+    ASSERT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, session));
+    std::vector<Step> expected;
+    if (Quirks::kTellsOfHandlesThatAreKnown) {
+        expected = {{connection, WINHTTP_CALLBACK_STATUS_HANDLE_CREATED},
+                    {request, WINHTTP_CALLBACK_STATUS_HANDLE_CREATED}};
+    }
+    expected.insert(expected.end(), {{request, WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE},
+                                     {request, WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE},
+                                     {request, WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING},
+                                     {connection, WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING},
+                                     {session, WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING}});
+    EXPECT_EQ(stepsOfAllHandles(exchange), expected);
 }
 
 TEST(WinHttpContractTest, NothingComesAfterTheClosing)
@@ -252,6 +293,52 @@ TEST(WinHttpContractTest, AHandleOfAnotherTypeIsRefused)
     EXPECT_EQ(GetLastError(), ERROR_WINHTTP_INCORRECT_HANDLE_TYPE);
 }
 
+TEST(WinHttpContractTest, ValuesThatWereNeverHandlesAreInvalid)
+{
+    for (const std::uintptr_t value : {std::uintptr_t{0}, std::uintptr_t{0x7FFFFFF0}, ~std::uintptr_t{0}}) {
+        EXPECT_FALSE(WinHttpCloseHandle(reinterpret_cast<HINTERNET>(value)));
+        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
+    }
+}
+
+TEST(WinHttpContractTest, WhatACallNeedsMustBeThere)
+{
+    WinHttpExchange exchange(toScripted("/"));
+    EXPECT_EQ(WinHttpConnect(exchange.Session(), nullptr, 80, 0), nullptr);
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER) << "no host";
+    EXPECT_FALSE(WinHttpSetOption(exchange.Request(), WINHTTP_OPTION_CONNECT_TIMEOUT, nullptr, sizeof(DWORD)));
+    EXPECT_EQ(GetLastError(), ERROR_INVALID_PARAMETER) << "no value";
+}
+
+TEST(WinHttpContractTest, WhatWasNotSentHasNoResponse)
+{
+    WinHttpExchange exchange(toScripted("/"));
+    if (Quirks::kRefusesToReceiveBeforeSending) {
+        EXPECT_FALSE(WinHttpReceiveResponse(exchange.Request(), nullptr));
+        EXPECT_EQ(GetLastError(), ERROR_WINHTTP_INCORRECT_HANDLE_STATE);
+    } else {
+        EXPECT_TRUE(WinHttpReceiveResponse(exchange.Request(), nullptr));
+        ASSERT_TRUE(exchange.WaitForEnd());
+        EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_INCORRECT_HANDLE_STATE);
+    }
+}
+
+TEST(WinHttpContractTest, ANameThatIsNoHostNameIsNotResolved)
+{
+    for (const char* const host : {"", "a b", "user@127.0.0.1", "127.0.0.1/path", "127.0.0.1?query", "a%41"}) {
+        SCOPED_TRACE(host);
+        WinHttpExchange::Settings settings = toScripted("/status/201");
+        settings.host = host;
+        WinHttpExchange exchange(settings);
+        ASSERT_TRUE(exchange.Run());
+        if (!Quirks::kEmptyHostIsNone && settings.host.empty()) {
+            EXPECT_EQ(exchange.Status(), 201U);
+        } else {
+            EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_NAME_NOT_RESOLVED);
+        }
+    }
+}
+
 TEST(WinHttpContractTest, TimeoutAndRedirectPolicyCanBeSet)
 {
     WinHttpExchange exchange(toScripted("/"));
@@ -373,7 +460,7 @@ TEST(WinHttpContractTest, RedirectsAreFollowedAsThePolicySays)
     EXPECT_EQ(never.Status(), 302U);
     EXPECT_THAT(never.RawHeaders(), HasSubstr("Location: /status/201\r\n"));
     EXPECT_EQ(always.Status(), 201U);
-    EXPECT_THAT(always.RawHeaders(), testing::Not(HasSubstr("Location")));
+    EXPECT_THAT(always.RawHeaders(), Not(HasSubstr("Location")));
 }
 
 TEST(WinHttpContractTest, ARedirectedPutIsSentAgainAsItWas)
@@ -387,6 +474,113 @@ TEST(WinHttpContractTest, ARedirectedPutIsSentAgainAsItWas)
         EXPECT_EQ(requestLine(exchange.Body()), "PUT /echo HTTP/1.1") << status;
         EXPECT_THAT(exchange.Body(), EndsWith("\r\n\r\ncontent")) << status;
     }
+}
+
+TEST(WinHttpContractTest, ARedirectedPostBecomesAGetWithoutBody)
+{
+    for (const int status : {301, 302, 303}) {
+        SCOPED_TRACE(status);
+        WinHttpExchange::Settings settings = toScripted("/redirect?to=/echo&status=" + std::to_string(status));
+        settings.verb = "POST";
+        settings.headers = "Content-Type: text/plain\r\n";
+        settings.body = "content";
+        WinHttpExchange exchange(settings);
+        ASSERT_TRUE(exchange.Run());
+        if (!Quirks::isFollowed(status)) {
+            EXPECT_EQ(exchange.Status(), static_cast<DWORD>(status));
+        } else if (Quirks::kFailsWherePostBecomesGet) {
+            EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_INCORRECT_HANDLE_STATE);
+            EXPECT_EQ(exchange.Failure().call, DWORD_PTR{API_RECEIVE_RESPONSE});
+        } else {
+            EXPECT_EQ(requestLine(exchange.Body()), "GET /echo HTTP/1.1");
+            EXPECT_THAT(exchange.Body(), Not(HasSubstr("ontent")));
+        }
+    }
+}
+
+TEST(WinHttpContractTest, PermanentAndTemporaryRedirectsKeepVerbAndBody)
+{
+    for (const int status : {307, 308}) {
+        SCOPED_TRACE(status);
+        WinHttpExchange::Settings settings = toScripted("/redirect?to=/echo&status=" + std::to_string(status));
+        settings.verb = "POST";
+        settings.body = "content";
+        WinHttpExchange exchange(settings);
+        ASSERT_TRUE(exchange.Run());
+        if (Quirks::isFollowed(status)) {
+            EXPECT_EQ(requestLine(exchange.Body()), "POST /echo HTTP/1.1");
+            EXPECT_THAT(exchange.Body(), EndsWith("\r\n\r\ncontent"));
+        } else {
+            EXPECT_EQ(exchange.Status(), static_cast<DWORD>(status));
+        }
+    }
+}
+
+TEST(WinHttpContractTest, ARedirectToAnotherServerDoesNotGetWhatWasMeantForTheFirst)
+{
+    const std::string other = "http://localhost:" + std::to_string(TestServers::scriptedPort()) + "/echo";
+    WinHttpExchange::Settings settings = toScripted("/redirect?to=" + TestServers::queryValue(other));
+    settings.headers = "Authorization: secret\r\nCookie: own=secret\r\nX-Other: kept\r\n";
+    WinHttpExchange elsewhere(settings);
+    settings.objectName = "/redirect?to=/echo";
+    WinHttpExchange same(settings);
+    ASSERT_TRUE(elsewhere.Run());
+    ASSERT_TRUE(same.Run());
+    EXPECT_THAT(elsewhere.Body(), HasSubstr("X-Other: kept\r\n"));
+    EXPECT_THAT(same.Body(), HasSubstr("Authorization: secret\r\n"));
+    if (Quirks::kKeepsSecretsFromOtherServers) {
+        EXPECT_THAT(elsewhere.Body(), Not(HasSubstr("secret")));
+    } else {
+        EXPECT_THAT(elsewhere.Body(), HasSubstr("Authorization: secret\r\n"));
+        EXPECT_THAT(elsewhere.Body(), HasSubstr("Cookie: own=secret\r\n"));
+    }
+}
+
+TEST(WinHttpContractTest, ARedirectMayLeadToAnIpv6Address)
+{
+    WinHttpExchange exchange(toScripted("/redirect?to=" + TestServers::queryValue(TestServers::scriptedIpv6("/echo"))));
+    ASSERT_TRUE(exchange.Run());
+    if (Quirks::kRedirectsToIpv6Addresses) {
+        EXPECT_EQ(requestLine(exchange.Body()), "GET /echo HTTP/1.1");
+    } else {
+        EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_NAME_NOT_RESOLVED);
+        EXPECT_EQ(exchange.Failure().call, DWORD_PTR{API_RECEIVE_RESPONSE});
+    }
+}
+
+TEST(WinHttpContractTest, HeadersThatEndBeforeTheirEmptyLineAreABrokenConnection)
+{
+    WinHttpExchange exchange(toScripted("/shortheaders"));
+    ASSERT_TRUE(exchange.Run());
+    if (Quirks::kAcceptsShortHeaders) {
+        EXPECT_EQ(exchange.Failure().value, 0U);
+        EXPECT_EQ(exchange.Status(), 200U);
+    } else {
+        EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_CONNECTION_ERROR);
+    }
+}
+
+TEST(WinHttpContractTest, FoldedHeadersAreUnfolded)
+{
+    WinHttpExchange exchange(toScripted("/headers/folded?close"));
+    ASSERT_TRUE(exchange.Run());
+    EXPECT_THAT(exchange.RawHeaders(),
+                HasSubstr(Quirks::kEndsHeadersAtLineWithoutColon ? "X-Folded: first\r\n"
+                                                                 : "X-Folded: first second\r\nX-After: after\r\n"));
+}
+
+TEST(WinHttpContractTest, InterimResponsesAreSkipped)
+{
+    WinHttpExchange exchange(toScripted("/interim?close&count=3"));
+    ASSERT_TRUE(exchange.Run());
+    if (Quirks::kTakesInterimForFinal) {
+        EXPECT_EQ(exchange.Status(), 103U);
+        EXPECT_THAT(exchange.RawHeaders(), HasSubstr("X-Interim: yes\r\n"));
+        return;
+    }
+    EXPECT_EQ(exchange.Status(), 200U);
+    EXPECT_THAT(exchange.RawHeaders(), Not(HasSubstr("X-Interim")));
+    EXPECT_EQ(exchange.Body(), "final");
 }
 
 TEST(WinHttpContractTest, ACookieOfARedirectIsSentToItsTarget)
@@ -445,7 +639,7 @@ TEST(WinHttpContractTest, CachesAreBypassedAndNothingElseIsAdded)
     EXPECT_THAT(exchange.Body(), HasSubstr("\r\nPragma: no-cache\r\n"));
     EXPECT_THAT(exchange.Body(), HasSubstr("\r\nCache-Control: no-cache\r\n"));
     for (const char* const header : {"Accept", "User-Agent", "Content-Type", "Expect", "Referer", "Cookie"}) {
-        EXPECT_THAT(exchange.Body(), testing::Not(HasSubstr(std::string("\r\n") + header + ":")));
+        EXPECT_THAT(exchange.Body(), Not(HasSubstr(std::string("\r\n") + header + ":")));
     }
 }
 
@@ -493,6 +687,22 @@ TEST(WinHttpContractTest, AnUnlistedNumberHasNoText)
     EXPECT_EQ(GetLastError(), DWORD{ERROR_MR_MID_NOT_FOUND});
     EXPECT_EQ(length, 0U);
     LocalFree(text);
+}
+
+TEST(WinHttpContractTest, ItsNumbersHaveTexts)
+{
+    const HMODULE module = LoadLibraryW(LumUtils::utf8ToUtf16("winhttp.dll").c_str());
+    for (const DWORD number :
+         {12002U, 12004U, 12007U, 12012U, 12017U, 12018U, 12019U, 12029U, 12030U, 12152U, 12156U, 12157U, 12175U}) {
+        char* text = nullptr;
+        const DWORD length = FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_IGNORE_INSERTS |
+                                                FORMAT_MESSAGE_FROM_HMODULE | FORMAT_MESSAGE_FROM_SYSTEM,
+                                            module, number, 0x400, reinterpret_cast<LPSTR>(&text), 0, nullptr);
+        EXPECT_EQ(length > 0, Quirks::kHasTextsOfWinHttp) << number;
+        EXPECT_TRUE(length > 0 || GetLastError() == ERROR_MR_MID_NOT_FOUND) << number;
+        LocalFree(text);
+    }
+    FreeLibrary(module);
 }
 
 TEST(WinHttpContractTest, TextsEndInALineBreak)

@@ -1,5 +1,6 @@
 #include "PlatformQuirks.h"
 #include "platform/BlockedExchanges.h"
+#include "platform/Hold.h"
 #include "platform/WinHttpExchange.h"
 #include "support/ProcessResources.h"
 #include "support/TestServers.h"
@@ -10,7 +11,6 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
-#include <future>
 #include <string>
 #include <thread>
 
@@ -96,11 +96,11 @@ TEST(WinHttpDeliveryTest, ARequestFromACallbackThatThenBlocksIsSent)
 
 TEST(WinHttpDeliveryTest, ABlockedCallbackDoesNotSlowALargeBodyDownWhileOthersTrickle)
 {
-    std::promise<void> release;
     WinHttpExchange blocked(toScripted("/bytes?n=10"));
-    blocked.onNotification = [&](const SeenNotification& notification) {
+    Hold hold;
+    blocked.onNotification = [released = hold.Released()](const SeenNotification& notification) {
         if (notification.status == WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE) {
-            release.get_future().wait();
+            released.wait();
         }
     };
     const std::string key = newKey();
@@ -114,7 +114,7 @@ TEST(WinHttpDeliveryTest, ABlockedCallbackDoesNotSlowALargeBodyDownWhileOthersTr
     EXPECT_EQ(large.Body().size(), 50000000U);
     EXPECT_FALSE(trickling.HasEnded()) << "the large body was not made to wait for the end of the others";
     EXPECT_EQ(answerTo("/release?key=" + key), "released");
-    release.set_value();
+    hold.LetGo();
     EXPECT_TRUE(blocked.WaitForEnd());
     EXPECT_TRUE(trickling.WaitForEnd());
 }
@@ -140,6 +140,26 @@ TEST(WinHttpDeliveryTest, ACallbackMayWaitForAnotherRequestThatItDrivesItself)
     EXPECT_TRUE(otherEnded);
 }
 
+TEST(WinHttpDeliveryTest, ClosingARequestThatWaitsEndsIt)
+{
+    const std::string key = newKey();
+    const std::string seconds = Quirks::kClosingEndsTheWait ? "60" : "1";
+    WinHttpExchange exchange(toScripted("/stall?seconds=" + seconds + "&key=" + key));
+    const HINTERNET request = exchange.Request();
+    ASSERT_TRUE(exchange.Send());
+    ASSERT_TRUE(waitUntil([&] { return answerTo("/count?key=" + key) == "1"; }));
+    if (Quirks::kTellsOfSendingBeforeTheAnswer) {
+        ASSERT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE));
+        ASSERT_TRUE(exchange.WaitForQuiet()) << "the response has been asked for";
+    }
+    exchange.Close();
+    // Until then nobody else may ask the server: new handles may get the values of those that were closed.
+    ASSERT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, request));
+    EXPECT_EQ(exchange.Failure().value, Quirks::kClosingEndsTheWait ? DWORD{ERROR_WINHTTP_OPERATION_CANCELLED} : 0U);
+    EXPECT_THAT(exchange.Steps(), testing::Not(testing::Contains(WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE)));
+    answerTo("/release?key=" + key);
+}
+
 TEST(WinHttpDeliveryTest, AnAnswerBeforeTheEndOfTheUploadIsDeliveredWhenTheBodyIsNotReadAnyMore)
 {
     WinHttpExchange::Settings settings = toScripted("/early");
@@ -158,12 +178,12 @@ TEST(WinHttpDeliveryTest, AReaderThatDoesNotReadBoundsTheMemory)
 {
     constexpr std::size_t kBodySize = std::size_t{128} << 20U;
     const std::string key = newKey();
-    WinHttpExchange exchange(toScripted("/bytes?n=" + std::to_string(kBodySize) + "&key=" + key));
-    std::promise<void> release;
     std::atomic<bool> isHeld{false};
-    exchange.onNotification = [&](const SeenNotification& notification) {
+    WinHttpExchange exchange(toScripted("/bytes?n=" + std::to_string(kBodySize) + "&key=" + key));
+    Hold hold;
+    exchange.onNotification = [&isHeld, released = hold.Released()](const SeenNotification& notification) {
         if (notification.status == WINHTTP_CALLBACK_STATUS_READ_COMPLETE && !isHeld.exchange(true)) {
-            release.get_future().wait();
+            released.wait();
         }
     };
     EXPECT_EQ(answerTo("/sent?key=" + key), "0");
@@ -172,7 +192,7 @@ TEST(WinHttpDeliveryTest, AReaderThatDoesNotReadBoundsTheMemory)
     ASSERT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_READ_COMPLETE));
     EXPECT_LT(sentWhenItStandsStill(key), kBodySize) << "the server is kept waiting";
     EXPECT_LT(usedMemory(), before + (std::size_t{16} << 20U));
-    release.set_value();
+    hold.LetGo();
     ASSERT_TRUE(exchange.WaitForEnd());
     EXPECT_EQ(exchange.Body().size(), kBodySize);
 }

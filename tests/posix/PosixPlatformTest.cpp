@@ -309,23 +309,4 @@ TEST(PosixPlatformTest, QueriesTakeOnlyTheListedLevels)
     expectInvalidParameter(WinHttpReadData(exchange.Request(), nullptr, 1, nullptr), "no buffer");
 }
 
-TEST(PosixPlatformTest, ValuesThatWereNeverHandlesAreInvalid)
-{
-    for (const std::uintptr_t value : {std::uintptr_t{0}, std::uintptr_t{1} << 40U, ~std::uintptr_t{0}}) {
-        EXPECT_FALSE(WinHttpCloseHandle(reinterpret_cast<HINTERNET>(value)));
-        EXPECT_EQ(GetLastError(), ERROR_INVALID_HANDLE);
-    }
-}
-
-TEST(PosixPlatformTest, ANameThatIsNoHostNameIsNotResolved)
-{
-    for (const char* const host : {"", "a b", "user@127.0.0.1", "127.0.0.1/path", "127.0.0.1?query", "a%41"}) {
-        WinHttpExchange::Settings wrong = settings();
-        wrong.host = host;
-        WinHttpExchange exchange(wrong);
-        ASSERT_TRUE(exchange.Run()) << host;
-        EXPECT_EQ(exchange.Failure().value, ERROR_WINHTTP_NAME_NOT_RESOLVED) << host;
-    }
-}
-
 } // namespace

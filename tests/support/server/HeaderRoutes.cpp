@@ -62,11 +62,13 @@ Next redirectForever(Exchange& exchange)
     return redirectTo(exchange, "/loop");
 }
 
+/// As many headers as the query says, with values that are longer by as much as it says.
 Next sendManyHeaders(Exchange& exchange)
 {
     HeaderList headers;
+    const std::string rest(static_cast<std::size_t>(exchange.request.Number("length", 0)), 'a');
     for (std::uint64_t index = 0; index < exchange.request.Number("n", 300); ++index) {
-        headers.emplace_back("X-Header-" + std::to_string(index), "value-" + std::to_string(index));
+        headers.emplace_back("X-Header-" + std::to_string(index), "value-" + std::to_string(index) + rest);
     }
     return exchange.Respond(200, headers, "many");
 }

@@ -49,11 +49,40 @@ constexpr bool kEndsHeadersAtLineWithoutColon = true;
 /// Of a longer header line the rest is dropped.
 constexpr std::size_t kLongestHeaderLine = 1459;
 
+/// A block of headers has no bound, but each line takes the time of all lines before it.
+constexpr bool kBoundsHeaders = false;
+constexpr int kManyHeaderLines[] = {2000, 3000};
+constexpr int kEndlessHeaderLines = 4000;
+
+/// The first line of the headers may be a folded one, and "HTTP" may be spelt in any case.
+constexpr bool kTakesHostileResponses = true;
+
 /// An interim response makes the request fail (100), or is taken for the final one (102, 103).
 constexpr bool kTakesInterimForFinal = true;
 
 /// A POST that a redirect turns into a GET fails.
 constexpr bool kFailsWherePostBecomesGet = true;
+
+/// A request that is closed while it waits for its answer ends when the server answers or goes.
+constexpr bool kClosingEndsTheWait = false;
+
+/// That a handle was made is told before the call that makes it returns, so nobody knows the handle yet.
+constexpr bool kTellsOfHandlesThatAreKnown = false;
+
+/// The headers of the caller go to every server that a redirect leads to.
+constexpr bool kKeepsSecretsFromOtherServers = false;
+
+/// An address in brackets is no host that a redirect could lead to.
+constexpr bool kRedirectsToIpv6Addresses = false;
+
+/// An empty host name is this machine.
+constexpr bool kEmptyHostIsNone = false;
+
+/// That a request is received before it is sent is notified, not refused.
+constexpr bool kRefusesToReceiveBeforeSending = false;
+
+/// The numbers of WinHTTP have no texts.
+constexpr bool kHasTextsOfWinHttp = false;
 
 /// As the tests expect, but not what every WinHTTP does: elsewhere a session may have its connections to itself.
 constexpr bool kConnectionsOutliveTheirSession = true;
