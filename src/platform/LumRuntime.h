@@ -10,7 +10,8 @@
 ///
 /// Paths are bytes that go to the runtime as they are, up to the first NUL. On Windows it reads them in the process's
 /// code page; on POSIX a backslash is a separator as a slash is. The calls may be made on any thread. Those that return
-/// an int return 0, or -1 with errno saying why.
+/// an int return 0, or -1 with errno saying why. A path that leads through a file, or is too long, leads nowhere:
+/// ENOENT.
 
 namespace LumPlatform {
 

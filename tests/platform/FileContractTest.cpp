@@ -1,13 +1,20 @@
+#include "StorageFacts.h"
 #include "support/ChildProgram.h"
 #include "support/FileHolder.h"
 #include "support/FileMode.h"
+#include "support/ProcessResources.h"
 #include "support/ScratchFolder.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
+#include <atomic>
 #include <chrono>
+#include <cstddef>
+#include <filesystem>
 #include <future>
+#include <thread>
 
 /// What the library relies on in the platform's file calls. Numbers of the last error are each system's own.
 
@@ -21,6 +28,7 @@ using LumTests::lockFile;
 using LumTests::openFile;
 using LumTests::ScratchFolder;
 using LumTests::unlockFile;
+namespace StorageFacts = LumTests::StorageFacts;
 
 /// A file that is open in this process for as long as the object lives.
 class Opened {
@@ -50,6 +58,23 @@ std::string contentOf(HANDLE file)
     EXPECT_TRUE(ReadFile(file, content.data(), static_cast<DWORD>(content.size()), &count, nullptr));
     EXPECT_EQ(count, content.size());
     return content;
+}
+
+/// The last error of an open that must fail; 0, and the file closed, if it succeeds.
+DWORD refusalOf(const std::string& path, const FileMode& mode)
+{
+    SetLastError(0);
+    HANDLE const file = openFile(path, mode);
+    const DWORD error = GetLastError();
+    return file != INVALID_HANDLE_VALUE && CloseHandle(file) ? 0 : error;
+}
+
+template <typename Call>
+void expectFailure(Call call, DWORD error)
+{
+    SetLastError(0);
+    EXPECT_FALSE(call());
+    EXPECT_EQ(GetLastError(), error);
 }
 
 bool write(HANDLE file, const std::string& content)
@@ -323,30 +348,143 @@ TEST_F(FileContractTest, AnExistingFileKeepsItsContentWhenItIsOpened)
 
 TEST_F(FileContractTest, ADirectoryIsNoFile)
 {
-    EXPECT_FALSE(Opened(folder.path(), kReadOperation).isOpen());
-    EXPECT_FALSE(Opened(folder.path(), kWriteOperation).isOpen());
+    EXPECT_EQ(refusalOf(folder.path(), kReadOperation), StorageFacts::kIsDirectory);
+    EXPECT_EQ(refusalOf(folder.path(), kWriteOperation), StorageFacts::kIsDirectory);
 }
 
 TEST_F(FileContractTest, AMissingFolderIsNotMade)
 {
-    EXPECT_FALSE(Opened(folder.file("missing\\file.bin"), kReadOperation).isOpen());
+    EXPECT_EQ(refusalOf(folder.file("missing\\file.bin"), kReadOperation), StorageFacts::kNoSuchPath);
+    EXPECT_EQ(refusalOf("", kReadOperation), StorageFacts::kNoSuchPath);
 }
+
+TEST_F(FileContractTest, ShareModesAndLocksHaveNumbersOfTheirOwn)
+{
+    const Opened reader(path, kReadOperation);
+    EXPECT_EQ(refusalOf(path, kWriteOperation), StorageFacts::kSharingViolation);
+    ASSERT_TRUE(lockFile(reader.get(), true));
+    const Opened second(path, kReadOperation);
+    expectFailure([&] { return lockFile(second.get(), false); }, StorageFacts::kLockViolation);
+}
+
+TEST_F(FileContractTest, RefusedOpensLeakNothing)
+{
+    const Opened holder(path, {"rw", "-"});
+    const auto openAll = [&] {
+        EXPECT_EQ(refusalOf(path, kReadOperation), StorageFacts::kSharingViolation);
+        EXPECT_EQ(refusalOf(folder.path(), kReadOperation), StorageFacts::kIsDirectory);
+        EXPECT_EQ(refusalOf(folder.file("missing\\file.bin"), kReadOperation), StorageFacts::kNoSuchPath);
+    };
+    openAll();
+    const std::size_t before = LumTests::openDescriptorCount();
+    for (int round = 0; round < 100; ++round) {
+        openAll();
+    }
+    EXPECT_LE(LumTests::openDescriptorCount(), before + 2);
+}
+
+TEST_F(FileContractTest, OfFilesOfFourGibibytesTheSizeIsRefusedOrTheLowerHalf)
+{
+    const Opened file(path, kReadOperation);
+    const auto sizeOf = [&](std::uintmax_t size) {
+        std::filesystem::resize_file(std::filesystem::path(folder.path()) / "file.bin", size);
+        return GetFileSize(file.get(), nullptr);
+    };
+    EXPECT_EQ(sizeOf(0xFFFFFFFE), 0xFFFFFFFE);
+    EXPECT_EQ(sizeOf(0xFFFFFFFF), INVALID_FILE_SIZE);
+    EXPECT_EQ(sizeOf(std::uintmax_t{1} << 32U), StorageFacts::kRefusesLargeSizes ? INVALID_FILE_SIZE : 0U);
+    EXPECT_EQ(sizeOf((std::uintmax_t{1} << 32U) + 5), StorageFacts::kRefusesLargeSizes ? INVALID_FILE_SIZE : 5U);
+}
+
+TEST_F(FileContractTest, HandlesOfOneKindAreNoneOfAnother)
+{
+    const Opened file(path, kReadOperation);
+    HINTERNET const session = WinHttpOpen(nullptr, WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY, WINHTTP_NO_PROXY_NAME,
+                                          WINHTTP_NO_PROXY_BYPASS, WINHTTP_FLAG_ASYNC);
+    ASSERT_NE(session, nullptr);
+    expectFailure([&] { return CloseHandle(session); }, StorageFacts::kNoFileHandle);
+    expectFailure([&] { return WinHttpCloseHandle(file.get()); }, ERROR_INVALID_HANDLE);
+    EXPECT_TRUE(WinHttpCloseHandle(session));
+    EXPECT_EQ(GetFileSize(file.get(), nullptr), 0U) << "it is still open";
+}
+
+TEST_F(FileContractTest, WhatIsNoHandleIsRefusedByEveryCall)
+{
+    HANDLE const closed = openFile(path, kReadOperation);
+    ASSERT_TRUE(CloseHandle(closed));
+    constexpr DWORD kNone = StorageFacts::kNoFileHandle;
+    for (HANDLE const file :
+         {closed, HANDLE{nullptr}, INVALID_HANDLE_VALUE, reinterpret_cast<HANDLE>(std::uintptr_t{3})}) {
+        char buffer[1] = {};
+        DWORD count = 0;
+        expectFailure([&] { return lockFile(file, false); }, kNone);
+        expectFailure([&] { return unlockFile(file); }, kNone);
+        expectFailure([&] { return GetFileSize(file, nullptr) != INVALID_FILE_SIZE; }, kNone);
+        expectFailure([&] { return ReadFile(file, buffer, 1, &count, nullptr); }, kNone);
+        expectFailure([&] { return WriteFile(file, buffer, 1, &count, nullptr); }, kNone);
+        expectFailure([&] { return SetFilePointer(file, 0, nullptr, FILE_BEGIN) != INVALID_SET_FILE_POINTER; }, kNone);
+        expectFailure([&] { return SetEndOfFile(file); }, kNone);
+        // On Windows that value is also this process, which may be closed.
+        if (file != INVALID_HANDLE_VALUE) {
+            expectFailure([&] { return CloseHandle(file); }, kNone);
+        }
+    }
+}
+
+/// Two opens at the same time, again and again.
+class RacingOpens {
+public:
+    explicit RacingOpens(const std::string& newPath) : path(newPath) {}
+
+    void run(const FileMode& mode)
+    {
+        for (std::atomic<int>& count : winners) {
+            meet();
+            HANDLE const file = openFile(path, mode);
+            count += file != INVALID_HANDLE_VALUE ? 1 : 0;
+            meet();
+            if (file != INVALID_HANDLE_VALUE) {
+                CloseHandle(file);
+            }
+        }
+    }
+
+    std::ptrdiff_t racesWithWinners(int count) const { return std::count(winners.begin(), winners.end(), count); }
+
+private:
+    /// Waits until both are there as often.
+    void meet()
+    {
+        for (const int both = (arrived.fetch_add(1) / 2 + 1) * 2; arrived.load() < both;) {
+            std::this_thread::yield();
+        }
+    }
+
+    const std::string path;
+    std::atomic<int> arrived{0};
+    std::array<std::atomic<int>, 2000> winners = {};
+};
+
+class RaceContractTest : public FileContractTest, public testing::WithParamInterface<FileMode> {};
+
+TEST_P(RaceContractTest, ExactlyOneWins)
+{
+    RacingOpens race(path);
+    std::thread other([&] { race.run(GetParam()); });
+    race.run(kWriteOperation);
+    other.join();
+    EXPECT_EQ(race.racesWithWinners(2), 0);
+    EXPECT_EQ(race.racesWithWinners(0), 0);
+}
+
+INSTANTIATE_TEST_SUITE_P(WriteAgainst, RaceContractTest,
+                         testing::Values(kWriteOperation, kReadOperation, FileMode{"rw", "-"}));
 
 TEST_F(FileContractTest, PathsThatNoSystemTakesAreRefused)
 {
-    EXPECT_FALSE(Opened("", kReadOperation).isOpen());
+    EXPECT_FALSE(Opened(folder.file(std::string(256, 'x')), kReadOperation).isOpen());
     EXPECT_FALSE(Opened(folder.file(std::string(5000, 'x')), kReadOperation).isOpen());
     EXPECT_FALSE(Opened(folder.file(std::string(70000, 'x')), kReadOperation).isOpen());
-}
-
-TEST_F(FileContractTest, AClosedFileIsNone)
-{
-    HANDLE const file = openFile(path, kReadOperation);
-    ASSERT_TRUE(CloseHandle(file));
-    EXPECT_EQ(GetFileSize(file, nullptr), INVALID_FILE_SIZE);
-    EXPECT_FALSE(lockFile(file, false));
-    EXPECT_FALSE(SetEndOfFile(file));
-    EXPECT_FALSE(CloseHandle(file));
 }
 
 TEST_F(FileContractTest, BothSeparatorsNameTheSameFile)
@@ -372,6 +510,15 @@ TEST_F(FileContractTest, ByteAboveAsciiNamesAFileOfItsOwn)
     const Opened another(other, kReadOperation);
     EXPECT_EQ(contentOf(same.get()), "e9");
     EXPECT_EQ(contentOf(another.get()), "");
+}
+
+TEST_F(FileContractTest, EachByteAboveAsciiNamesAnotherFile)
+{
+    for (int byte = 0x80; byte <= 0xFF; ++byte) {
+        EXPECT_TRUE(Opened(folder.file("b" + std::string(1, static_cast<char>(byte))), kReadOperation).isOpen())
+            << byte;
+    }
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 128);
 }
 
 TEST(TemporaryPathTest, EndsInABackslash)

@@ -61,6 +61,21 @@ TEST_F(RuntimeContractTest, StatFindsFilesAndDirectories)
     EXPECT_EQ(statError(""), ENOENT);
 }
 
+TEST_F(RuntimeContractTest, APathThroughAFileOrTooLongLeadsNowhere)
+{
+    writeFile(path, "kept");
+    for (const std::string& nowhere : {path + "\\below", path + "\\below\\deeper", folder.file(std::string(256, 'x')),
+                                       folder.file(std::string(5000, 'x'))}) {
+        SCOPED_TRACE(nowhere);
+        EXPECT_EQ(statError(nowhere), ENOENT);
+        EXPECT_EQ(errorOf([&] { return LumPlatform::Remove(nowhere); }), ENOENT);
+        EXPECT_EQ(errorOf([&] { return LumPlatform::Rename(nowhere, other); }), ENOENT);
+        EXPECT_EQ(errorOf([&] { return LumPlatform::Rename(path, nowhere); }), ENOENT);
+        EXPECT_EQ(errorOf([&] { return LumPlatform::MakeDirectory(nowhere); }), ENOENT);
+    }
+    EXPECT_EQ(readFile(path), "kept");
+}
+
 TEST_F(RuntimeContractTest, BothSeparatorsLeadToTheSameFile)
 {
     writeFile(path, "content");

@@ -32,31 +32,6 @@ protected:
     LumTests::TestFolder folder;
 };
 
-TEST_F(FileManagerPosixTest, BothSeparatorsNameTheSameFile)
-{
-    const std::string slashes = folder.path() + "/sub/file";
-    EXPECT_TRUE(files.createDirectoriesToFileAtPath(folder / "sub\\file"));
-    EXPECT_TRUE(files.writeFileContent(folder / "sub\\file", "x"));
-    EXPECT_TRUE(files.doesFileExist(slashes));
-    EXPECT_EQ(asText(files.readFileContent(slashes)), "x");
-    EXPECT_EQ(asText(files.readFileContentWithLock(slashes, error)), "x");
-    EXPECT_TRUE(files.renameFile(slashes, folder / "sub\\other"));
-    EXPECT_TRUE(files.isDirectory(folder.path() + "/sub"));
-    EXPECT_TRUE(files.deleteFile(folder.path() + "/sub/other"));
-}
-
-TEST_F(FileManagerPosixTest, WhatLiesBelowAFileCannotBeChecked)
-{
-    folder.add("file", "x");
-    EXPECT_FALSE(files.doesFileExist(folder / "file\\below"));
-    expectError("doesFileExist", "Error checking file existence");
-    EXPECT_FALSE(files.createDirectoriesForPath(folder / "file\\below\\deeper"));
-    expectError("createDirectoriesForPath", "Failed to create directory at " + (folder / "file\\below") +
-                                                " errorCode = " + std::to_string(ENOTDIR));
-    EXPECT_FALSE(files.doesFileExist(folder / std::string(5000, 'a')));
-    expectError("doesFileExist", "Error checking file existence");
-}
-
 TEST_F(FileManagerPosixTest, RenamesAndOverwritesNothingWhereTheSystemCannotDoBothInOneStep)
 {
     for (const int refusal : {EINVAL, ENOSYS}) {
@@ -111,23 +86,6 @@ TEST_F(FileManagerPosixTest, FifoThatIsReadTakesWhatFits)
     close(reader);
 }
 
-TEST_F(FileManagerPosixTest, FullDeviceFailsTheWrite)
-{
-    EXPECT_FALSE(files.writeFileContent("/dev/full", "content"));
-    const std::vector<LumTests::LogRecord> records = recorder->records();
-    ASSERT_EQ(records.size(), 1U);
-    EXPECT_THAT(records[0].message, testing::StartsWith("Exception occurred when writing to /dev/full: "));
-    EXPECT_THAT(records[0].message, testing::HasSubstr("No space left on device"));
-    EXPECT_EQ(records[0].level, LumLogLevel::Error);
-    recorder->clear();
-    EXPECT_TRUE(files.writeFileContent("/dev/null", "content"));
-    recorder->clear();
-    EXPECT_FALSE(files.copyFile(folder.add("a", "content"), "/dev/full"));
-    expectError("copyFile", "Error occurred during file copy from " + (folder / "a") + " to /dev/full");
-    EXPECT_FALSE(files.writeFileContentWithLock("/dev/full", "x", error));
-    expectReported(1, "Error opening file '/dev/full' to acquire lock for writing.");
-}
-
 TEST_F(FileManagerPosixTest, FileThatEndsBeforeItsSizeIsNotRead)
 {
     // The file says that it is a page long, whatever it holds.
@@ -158,18 +116,6 @@ TEST_F(FileManagerPosixTest, PlacesThatTakeNoFilesAreReported)
     EXPECT_FALSE(files.createDirectoriesForPath("/proc/none\\deeper"));
     EXPECT_THAT(recorder->records().at(0).message,
                 testing::StartsWith("Failed to create directory at /proc/none errorCode = "));
-}
-
-TEST_F(FileManagerPosixTest, LineFeedsInAPathStay)
-{
-    const std::string path = folder / "one\ntwo\r";
-    EXPECT_TRUE(files.writeFileContent(path, "x"));
-    expectRecord(LumLogLevel::Info, "writeFileContent", "Successfully wrote content to file " + path);
-    EXPECT_EQ(asText(files.readFileContentWithLock(path, error)), "x");
-    recorder->clear();
-    EXPECT_FALSE(files.deleteFile(path + "\n"));
-    expectError("deleteFile", "Error deleting file '" + path + "\n'");
-    EXPECT_TRUE(files.deleteFile(path));
 }
 
 /// While it lives, a process of the system's user, who may do everything, is a user who may not.

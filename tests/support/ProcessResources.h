@@ -10,6 +10,9 @@ std::size_t usedMemory();
 /// The most that it ever was.
 std::size_t peakMemory();
 
+/// Memory that the system could give, in bytes.
+std::size_t availableMemory();
+
 /// Memory in blocks of the heap that are allocated, in bytes. A build with a sanitizer has a heap of its own, of which
 /// this is next to nothing.
 std::size_t heapInUse();

@@ -1,6 +1,7 @@
 #include "platform/posix/PosixPlatform.h"
 
 #include <dlfcn.h>
+#include <link.h>
 
 BOOL GetModuleHandleExW(DWORD flags, const WCHAR* address, HMODULE* module)
 {
@@ -11,12 +12,14 @@ BOOL GetModuleHandleExW(DWORD flags, const WCHAR* address, HMODULE* module)
     }
     *module = nullptr;
     Dl_info info{};
-    if (dladdr(address, &info) == 0) {
+    void* entry = nullptr;
+    if (dladdr1(address, &info, &entry, RTLD_DL_LINKMAP) == 0) {
         SetLastError(ERROR_MOD_NOT_FOUND);
         return FALSE;
     }
-    // Nothing is loaded anew: what is there already is only marked.
-    *module = dlopen(info.dli_fname, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
+    // Nothing is loaded anew: what is there already is only marked. The program itself has no name.
+    const char* const name = static_cast<const link_map*>(entry)->l_name;
+    *module = dlopen(*name == '\0' ? nullptr : name, RTLD_LAZY | RTLD_NOLOAD | RTLD_NODELETE);
     if (*module == nullptr) {
         SetLastError(ERROR_MOD_NOT_FOUND);
         return FALSE;

@@ -11,16 +11,30 @@
 
 namespace LumPlatform {
 
+namespace {
+
+/// The result of a call on paths. A path that leads through a file, or is longer than the system takes, leads nowhere
+/// on the reference platform: its errno is ENOENT.
+int ofPath(int result)
+{
+    if (result != 0 && (errno == ENOTDIR || errno == ENAMETOOLONG)) {
+        errno = ENOENT;
+    }
+    return result;
+}
+
+} // namespace
+
 int Stat(const std::string& path)
 {
     struct stat status = {};
-    return stat(StreamPath(path).c_str(), &status);
+    return ofPath(stat(StreamPath(path).c_str(), &status));
 }
 
 int Remove(const std::string& path)
 {
     // Not std::remove, which would delete an empty directory too.
-    return unlink(StreamPath(path).c_str());
+    return ofPath(unlink(StreamPath(path).c_str()));
 }
 
 int Rename(const std::string& oldPath, const std::string& newPath)
@@ -31,7 +45,7 @@ int Rename(const std::string& oldPath, const std::string& newPath)
         return 0;
     }
     if (errno != EINVAL && errno != ENOSYS) {
-        return -1;
+        return ofPath(-1);
     }
     // The file system cannot do it in one step, so another process may take the new name in between.
     struct stat status = {};
@@ -39,13 +53,13 @@ int Rename(const std::string& oldPath, const std::string& newPath)
         errno = EEXIST;
         return -1;
     }
-    return std::rename(from.c_str(), to.c_str());
+    return ofPath(std::rename(from.c_str(), to.c_str()));
 }
 
 int MakeDirectory(const std::string& path)
 {
     constexpr mode_t kWhatTheMaskAllows = 0777;
-    return mkdir(StreamPath(path).c_str(), kWhatTheMaskAllows);
+    return ofPath(mkdir(StreamPath(path).c_str(), kWhatTheMaskAllows));
 }
 
 std::string StreamPath(const std::string& path)

@@ -1,5 +1,6 @@
 #include "common/storage/LumFileManager.h"
 
+#include "StorageFacts.h"
 #include "Windows/storage/FileHandle.h"
 #include "support/AllocationLimit.h"
 #include "support/FileMode.h"
@@ -222,6 +223,9 @@ TEST_F(LockedFileTest, NoHandleStaysOpen)
         files.getFileSize(path);
         files.copyFile(folder / "none", folder / "b");
         files.copyFile(path, folder.path());
+        files.writeFileContent(LumTests::StorageFacts::kFullDevice, "x");
+        files.copyFile(path, LumTests::StorageFacts::kFullDevice);
+        files.writeFileContentWithLock(LumTests::StorageFacts::kFullDevice, "x", error);
     };
     useEverything();
     const std::size_t before = LumTests::openDescriptorCount();

@@ -150,6 +150,33 @@ TEST_F(LumFileManagerTest, MissingFileDoesNotExist)
     expectError("doesFileExist", "File does not exist: ");
 }
 
+TEST_F(LumFileManagerTest, BothSeparatorsNameTheSameFile)
+{
+    const std::string slashes = folder.path() + "/sub/file";
+    EXPECT_TRUE(files.createDirectoriesToFileAtPath(folder / "sub\\file"));
+    EXPECT_TRUE(files.writeFileContent(folder / "sub\\file", "x"));
+    EXPECT_TRUE(files.doesFileExist(slashes));
+    EXPECT_EQ(asText(files.readFileContent(slashes)), "x");
+    EXPECT_EQ(asText(files.readFileContentWithLock(slashes, error)), "x");
+    EXPECT_TRUE(files.renameFile(slashes, folder / "sub\\other"));
+    EXPECT_TRUE(files.isDirectory(folder.path() + "/sub"));
+    EXPECT_TRUE(files.deleteFile(folder.path() + "/sub/other"));
+}
+
+TEST_F(LumFileManagerTest, WhatLiesBelowAFileIsNotThere)
+{
+    folder.add("file", "x");
+    EXPECT_FALSE(files.doesFileExist(folder / "file\\below"));
+    expectError("doesFileExist", "File does not exist: " + (folder / "file\\below"));
+    EXPECT_FALSE(files.createDirectoriesForPath(folder / "file\\below\\deeper"));
+    expectError("createDirectoriesForPath",
+                "Failed to create directory at " + (folder / "file\\below") + " errorCode = " + std::to_string(ENOENT));
+    const std::string longName = folder / std::string(5000, 'a');
+    EXPECT_FALSE(files.doesFileExist(longName));
+    expectError("doesFileExist", "File does not exist: " + longName);
+    EXPECT_EQ(folder.contentOf("file"), "x");
+}
+
 TEST_F(LumFileManagerTest, FileIsDeleted)
 {
     EXPECT_TRUE(files.deleteFile(folder.add("a", "x")));

@@ -30,6 +30,17 @@ std::size_t usedMemory()
     return resident * static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
 }
 
+std::size_t availableMemory()
+{
+    std::ifstream list("/proc/meminfo");
+    std::string word;
+    while (list >> word && word != "MemAvailable:") {
+    }
+    std::size_t kibibytes = 0;
+    list >> kibibytes;
+    return kibibytes * 1024;
+}
+
 std::size_t peakMemory()
 {
     std::ifstream status("/proc/self/status");

@@ -7,6 +7,7 @@
 #include <winternl.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <iterator>
 #include <numeric>
 #include <stdexcept>
@@ -77,6 +78,14 @@ std::size_t bytesInUse(HANDLE heap)
 std::size_t usedMemory()
 {
     return memoryCounters().WorkingSetSize;
+}
+
+std::size_t availableMemory()
+{
+    MEMORYSTATUSEX status = {};
+    status.dwLength = sizeof(status);
+    GlobalMemoryStatusEx(&status);
+    return static_cast<std::size_t>(std::min<DWORDLONG>(status.ullAvailPhys, SIZE_MAX));
 }
 
 std::size_t peakMemory()

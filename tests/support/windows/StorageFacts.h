@@ -1,10 +1,35 @@
 #pragma once
 
-/// What the tests of the file manager expect of the system.
+/// What the tests of files expect of the system.
 
 namespace LumTests::StorageFacts {
 
 /// What a line feed becomes in a file that is written as text.
 constexpr const char* kLineEnd = "\r\n";
+
+/// Devices: one that takes everything, and one that has no room, which Wine shows of the system that it runs on.
+constexpr const char* kNullDevice = "nul";
+constexpr const char* kFullDevice = "Z:\\dev\\full";
+
+/// The codes of the locked operations on a device, which is no file.
+constexpr int kDeviceReadCode = 4;
+constexpr int kDeviceWriteCode = 10;
+
+/// Whether a name may hold any character but a separator.
+constexpr bool kTakesAnyName = false;
+
+/// Whether a file that nobody may write can be deleted.
+constexpr bool kDeletesReadOnlyFiles = false;
+
+/// Whether the size of a file of 4 GiB or more is refused; else it is the lower half of the size.
+constexpr bool kRefusesLargeSizes = false;
+
+/// Numbers of the last error: the share modes of two opens exclude each other, a lock is held elsewhere, a path leads
+/// nowhere or to a directory, a handle is none.
+constexpr unsigned int kSharingViolation = 32;
+constexpr unsigned int kLockViolation = 33;
+constexpr unsigned int kNoSuchPath = 3;
+constexpr unsigned int kIsDirectory = 5;
+constexpr unsigned int kNoFileHandle = 6;
 
 } // namespace LumTests::StorageFacts
