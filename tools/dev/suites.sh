@@ -21,8 +21,8 @@ declare -A SUITE_RUNNER=(
 
 declare -A SUITE_PROGRAMS=(
     [linux]="lum_unit_tests lum_peer_tests lum_fuzz_corpus lum_fuzz_header_corpus lum_boundary_tests lum_shared_tests lum_compile_tests lum_scripted_tests lum_posix_tests lum_platform_tests lum_transport_tests lum_allocation_tests"
-    [windows-x86]="lum_unit_tests lum_peer_tests lum_fuzz_corpus lum_boundary_tests lum_platform_tests lum_transport_tests"
-    [windows-x64]="lum_unit_tests lum_peer_tests lum_fuzz_corpus lum_boundary_tests lum_platform_tests lum_transport_tests"
+    [windows-x86]="lum_unit_tests lum_peer_tests lum_fuzz_corpus lum_boundary_tests lum_platform_tests lum_transport_tests lum_allocation_tests"
+    [windows-x64]="lum_unit_tests lum_peer_tests lum_fuzz_corpus lum_boundary_tests lum_platform_tests lum_transport_tests lum_allocation_tests"
 )
 
 # Programs that talk to servers are started by the command that starts the servers, and may take this many seconds.

@@ -9,6 +9,8 @@ namespace LumTests::Quirks {
 constexpr bool kTellsOfSendingBeforeTheAnswer = true;
 constexpr bool kNotifiesWithLastError = true;
 constexpr unsigned int kErrorOfReset = 12030;
+constexpr unsigned int kErrorOfNoAnswer = 12030;
+constexpr unsigned int kErrorOfRefusedTunnel = 12030;
 constexpr unsigned int kErrorOfBadCertificate = 12175;
 constexpr bool kKnowsAddressesInCertificates = true;
 constexpr bool isFollowed(int /*status*/)
@@ -36,11 +38,13 @@ constexpr bool kEmptyHostIsNone = true;
 constexpr bool kRefusesToReceiveBeforeSending = true;
 constexpr bool kHasTextsOfWinHttp = true;
 constexpr bool kConnectionsOutliveTheirSession = true;
+constexpr bool kRepeatsOnANewConnection = true;
 constexpr bool kServesThousandAtOnce = true;
 constexpr std::size_t kRequestsInARow = 100000;
 constexpr std::size_t kProxiedRequestsInARow = 20000;
 constexpr std::size_t kDescriptorSlack = 4;
 constexpr std::size_t kLargeFile = std::size_t{3} << 30U;
+constexpr bool kKeepsDescriptorsForReuse = false;
 constexpr int kSoakSeconds = 20;
 
 } // namespace LumTests::Quirks

@@ -16,6 +16,12 @@ constexpr bool kNotifiesWithLastError = false;
 /// A reset before the answer is notified with the socket's own number.
 constexpr unsigned int kErrorOfReset = 10054;
 
+/// A connection that is closed instead of an answer is an answer that is no HTTP.
+constexpr unsigned int kErrorOfNoAnswer = 12152;
+
+/// What a proxy says when it is asked for a tunnel is not looked at. If it closes the connection, the handshake fails.
+constexpr unsigned int kErrorOfRefusedTunnel = 12157;
+
 /// A certificate that is not good is notified as a handshake that failed, whatever is wrong with it.
 constexpr unsigned int kErrorOfBadCertificate = 12157;
 
@@ -87,6 +93,9 @@ constexpr bool kHasTextsOfWinHttp = false;
 /// As the tests expect, but not what every WinHTTP does: elsewhere a session may have its connections to itself.
 constexpr bool kConnectionsOutliveTheirSession = true;
 
+/// A request for which a kept connection was taken at the moment at which the server closes it fails as a reset.
+constexpr bool kRepeatsOnANewConnection = false;
+
 /// Each request that waits for its answer takes one of 500 threads; the others wait for a free one.
 constexpr bool kServesThousandAtOnce = false;
 
@@ -94,6 +103,7 @@ constexpr std::size_t kRequestsInARow = 20000;
 
 /// Handles that the platform keeps for reuse.
 constexpr std::size_t kDescriptorSlack = 16;
+constexpr bool kKeepsDescriptorsForReuse = true;
 
 /// Threads take longer to start.
 constexpr std::size_t kProxiedRequestsInARow = 2000;

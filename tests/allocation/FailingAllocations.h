@@ -5,7 +5,8 @@
 namespace LumTests {
 
 /// While it lives, one allocation of the process fails, on whatever thread it is, or that one and all that follow:
-/// those of operator new, and of threads without a WithMemory. The program must be linked with FailingAllocations.cpp.
+/// those of operator new, and of threads without a WithMemory. The program must be linked with FailingAllocations.cpp,
+/// on Windows with ModuleFailingAllocations.cpp too.
 ///
 ///     const LumTests::FailingAllocations failing(3, LumTests::FailingAllocations::Reach::One); // the third one
 class FailingAllocations {
@@ -24,7 +25,10 @@ public:
     static void End();
 };
 
-/// Blocks that are allocated and not freed, by operator new.
-std::ptrdiff_t liveAllocations();
+/// Memory for an operator new, which counts; null if that allocation is to fail.
+void* allocateOrFail(std::size_t size);
+
+/// Frees it.
+void freeAllocated(void* memory);
 
 } // namespace LumTests

@@ -1,6 +1,9 @@
 #pragma once
 
+#include "support/ChildProgram.h"
+
 #include <cstddef>
+#include <memory>
 #include <string>
 
 namespace LumTests {
@@ -17,5 +20,12 @@ constexpr int kNoneFailed = 77;
 
 /// In a process that has made no request: one through a proxy, with each of its allocations missing in turn.
 int runThroughProxy(const std::string& name);
+
+/// Starts these in a process of their own.
+std::unique_ptr<ChildProgram> startFirstRequest(const std::string& name, std::size_t number);
+std::unique_ptr<ChildProgram> startThroughProxy(const std::string& name);
+
+/// Waits for the end of such a process and returns its exit code. What it printed is printed.
+int endOf(ChildProgram& process);
 
 } // namespace LumTests

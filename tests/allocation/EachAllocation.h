@@ -1,6 +1,6 @@
 #pragma once
 
-#include "posix/allocation/FailingAllocations.h"
+#include "allocation/FailingAllocations.h"
 
 #include <cstddef>
 #include <functional>
@@ -18,7 +18,8 @@ constexpr int kEnoughUnfailed = 3;
 using FailingRun = std::function<bool(std::size_t number)>;
 
 /// The run with each of its allocations missing in turn, n from 1 until none is. Each is repeated until it has left
-/// neither memory nor descriptors several times, which is expected. Returns how many allocations there were.
+/// neither memory nor descriptors several times, which is expected; where the platform keeps descriptors for its own
+/// sake, those are looked at when all runs are over. Returns how many allocations there were.
 std::size_t runWithoutEachAllocation(const FailingRun& run);
 
 } // namespace LumTests

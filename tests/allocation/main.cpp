@@ -1,4 +1,4 @@
-#include "posix/allocation/ScenarioProcess.h"
+#include "allocation/ScenarioProcess.h"
 #include "support/TrustedAuthority.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-#include "posix/allocation/RequestStarts.h"
+#include "allocation/RequestStarts.h"
 
 #include <map>
 #include <vector>

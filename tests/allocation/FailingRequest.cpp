@@ -1,4 +1,4 @@
-#include "posix/allocation/FailingRequest.h"
+#include "allocation/FailingRequest.h"
 
 #include "support/WithMemory.h"
 

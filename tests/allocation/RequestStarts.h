@@ -1,7 +1,7 @@
 #pragma once
 
+#include "allocation/FailingRequest.h"
 #include "common/networking/ILumUrlRequest.h"
-#include "posix/allocation/FailingRequest.h"
 
 #include <string>
 

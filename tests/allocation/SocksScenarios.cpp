@@ -1,11 +1,13 @@
 #include "Windows/Cli/networking/socks/LumAsynchronousSocksHttpClient.h"
-#include "posix/allocation/RequestStarts.h"
-#include "posix/allocation/Scenarios.h"
+#include "allocation/RequestStarts.h"
+#include "allocation/Scenarios.h"
 #include "support/FakeManagedHost.h"
 #include "support/RecordingLogger.h"
 
 #include <gtest/gtest.h>
 
+#include <condition_variable>
+#include <mutex>
 #include <optional>
 
 namespace LumTests {
@@ -83,6 +85,54 @@ Scenario scenario(const char* name, Scenario::Start start, const Answer& answer,
     return {name, makeSite, std::move(start), result, kAnswerSize};
 }
 
+/// Keeps an answer back until the request has been cancelled.
+class CancelGate {
+public:
+    template <typename Start>
+    Scenario::Transaction Pass(const Start& startAndCancel)
+    {
+        Set(false);
+        const Opening opening{*this};
+        return startAndCancel();
+    }
+
+    void Wait()
+    {
+        std::unique_lock<std::mutex> lock(mutex);
+        opened.wait(lock, [this] { return isOpen; });
+    }
+
+private:
+    struct Opening {
+        ~Opening() { gate.Set(true); }
+        CancelGate& gate;
+    };
+
+    void Set(bool opens)
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        isOpen = opens;
+        opened.notify_all();
+    }
+
+    std::mutex mutex;
+    std::condition_variable opened;
+    bool isOpen = true;
+};
+
+Scenario cancelledBeforeItsAnswer(const char* name)
+{
+    const auto gate = std::make_shared<CancelGate>();
+    const auto answerLate = [gate](const FakeRequest& request) {
+        gate->Wait();
+        return answerWell(request);
+    };
+    const auto start = [gate, start = cancelled(kUrl)](Client& client, const HttpCompletion& completion) {
+        return gate->Pass([&] { return start(client, completion); });
+    };
+    return scenario(name, start, answerLate, HttpRequestResult::CANCELLED, false);
+}
+
 Scenario answered(const char* name, Scenario::Start start, bool isLogged = false)
 {
     return scenario(name, std::move(start), answerWell, HttpRequestResult::SUCCESS, isLogged);
@@ -105,7 +155,7 @@ std::vector<Scenario> socksScenarios()
         answered("SocksPatch", upload(&Client::Patch, kUrl)),
         answered("SocksDelete", remove(kUrl)),
         answered("SocksSend", send(kUrl), true),
-        scenario("SocksCancel", cancelled(kUrl), answerWell, HttpRequestResult::CANCELLED, false),
+        cancelledBeforeItsAnswer("SocksCancel"),
         failing("SocksGetThatThrows", throwAtOnce, false),
         failing("SocksGetThatThrowsWithALogger", throwAtOnce, true),
         failing("SocksGetWithoutABody", answerWithoutABody, true),

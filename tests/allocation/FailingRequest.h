@@ -1,10 +1,11 @@
 #pragma once
 
+#include "allocation/EachAllocation.h"
 #include "common/networking/ILumAsynchronousHttpClient.h"
-#include "posix/allocation/EachAllocation.h"
 #include "support/RequestRecorder.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -45,6 +46,8 @@ struct Scenario {
     LumNetworking::HttpRequestResult result = LumNetworking::HttpRequestResult::SUCCESS;
     std::size_t bodySize = 0;
     int status = 200;
+    /// Where on this machine the proxy is that the process has to have; 0 for none.
+    std::uint16_t proxyPort = 0;
 };
 
 /// What became of the runs of a scenario.

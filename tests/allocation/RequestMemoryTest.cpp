@@ -1,11 +1,12 @@
-#include "posix/allocation/FailingRequest.h"
-#include "posix/allocation/ScenarioProcess.h"
-#include "posix/allocation/Scenarios.h"
-#include "support/posix/ChildProcess.h"
+#include "allocation/FailingRequest.h"
+#include "allocation/ScenarioProcess.h"
+#include "allocation/Scenarios.h"
 
 #include <gtest/gtest.h>
 
+#include <deque>
 #include <iostream>
+#include <memory>
 #include <string>
 
 /// Requests with each allocation of the whole process missing in turn: on the caller's thread and on those of the
@@ -44,8 +45,31 @@ INSTANTIATE_TEST_SUITE_P(Native, ProxiedRequestMemoryTest, testing::ValuesIn(pro
 
 TEST_P(ProxiedRequestMemoryTest, MissingAllocationsEndInOneCompletionOrInARefusal)
 {
-    EXPECT_EQ(runProgram({"/proc/self/exe", kThroughProxy, GetParam().name}), 0);
+    EXPECT_EQ(endOf(*startThroughProxy(GetParam().name)), 0);
 }
+
+/// Processes that lack the first allocation, the second and so on. A few run at a time, as they take long to start.
+class FirstRequests {
+public:
+    explicit FirstRequests(std::string scenarioName) : name(std::move(scenarioName)) {}
+
+    /// The exit code of the next one.
+    int EndOfNext()
+    {
+        constexpr std::size_t kAtOnce = 3;
+        while (running.size() < kAtOnce) {
+            running.push_back(startFirstRequest(name, ++started));
+        }
+        const std::unique_ptr<ChildProgram> next = std::move(running.front());
+        running.pop_front();
+        return endOf(*next);
+    }
+
+private:
+    const std::string name;
+    std::size_t started = 0;
+    std::deque<std::unique_ptr<ChildProgram>> running;
+};
 
 /// What is made for the first request of a process only.
 class FirstRequestMemoryTest : public testing::TestWithParam<const char*> {};
@@ -56,11 +80,12 @@ INSTANTIATE_TEST_SUITE_P(Requests, FirstRequestMemoryTest,
 
 TEST_P(FirstRequestMemoryTest, OneMissingAllocationInAnyProcessEndsInOneCompletionOrInARefusal)
 {
+    FirstRequests requests(GetParam());
     int number = 0;
     int unfailed = 0;
     while (unfailed < kEnoughUnfailed && number < 1000 && !HasFailure()) {
         ++number;
-        const int code = runProgram({"/proc/self/exe", kFirstRequest, GetParam(), std::to_string(number)});
+        const int code = requests.EndOfNext();
         EXPECT_TRUE(code == 0 || code == kNoneFailed) << code << ", allocation " << number;
         unfailed = code == kNoneFailed ? unfailed + 1 : 0;
     }

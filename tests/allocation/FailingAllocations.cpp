@@ -1,5 +1,6 @@
-#include "posix/allocation/FailingAllocations.h"
+#include "allocation/FailingAllocations.h"
 
+#include "support/LiveBlocks.h"
 #include "support/WithMemory.h"
 
 #include <atomic>
@@ -16,8 +17,6 @@ std::atomic<std::size_t> firstFailing{0};
 std::atomic<std::size_t> lastFailing{0};
 std::atomic<bool> hasFailed{false};
 
-std::atomic<std::ptrdiff_t> live{0};
-
 /// Whether the allocation that a thread is about to make is to fail.
 bool isToFail()
 {
@@ -32,32 +31,33 @@ bool isToFail()
     return fails;
 }
 
-void* counted(void* memory)
-{
-    if (memory != nullptr) {
-        ++live;
-    }
-    return memory;
-}
-
 void* allocate(std::size_t size)
 {
-    void* const memory = isToFail() ? nullptr : counted(std::malloc(size == 0 ? 1 : size));
+    void* const memory = allocateOrFail(size);
     if (memory == nullptr) {
         throw std::bad_alloc();
     }
     return memory;
 }
 
-void release(void* memory)
+} // namespace
+
+void* allocateOrFail(std::size_t size)
+{
+    void* const memory = isToFail() ? nullptr : std::malloc(size == 0 ? 1 : size);
+    if (memory != nullptr) {
+        LiveBlocks::add(memory);
+    }
+    return memory;
+}
+
+void freeAllocated(void* memory)
 {
     if (memory != nullptr) {
-        --live;
+        LiveBlocks::remove(memory);
         std::free(memory);
     }
 }
-
-} // namespace
 
 FailingAllocations::FailingAllocations(std::size_t number, Reach reach)
 {
@@ -82,11 +82,6 @@ void FailingAllocations::End()
     firstFailing = 0;
 }
 
-std::ptrdiff_t liveAllocations()
-{
-    return live;
-}
-
 } // namespace LumTests
 
 void* operator new(std::size_t size)
@@ -101,20 +96,20 @@ void* operator new[](std::size_t size)
 
 void operator delete(void* memory) noexcept
 {
-    LumTests::release(memory);
+    LumTests::freeAllocated(memory);
 }
 
 void operator delete[](void* memory) noexcept
 {
-    LumTests::release(memory);
+    LumTests::freeAllocated(memory);
 }
 
 void operator delete(void* memory, std::size_t /*size*/) noexcept
 {
-    LumTests::release(memory);
+    LumTests::freeAllocated(memory);
 }
 
 void operator delete[](void* memory, std::size_t /*size*/) noexcept
 {
-    LumTests::release(memory);
+    LumTests::freeAllocated(memory);
 }

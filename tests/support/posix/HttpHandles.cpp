@@ -1,0 +1,12 @@
+#include "support/HttpHandles.h"
+
+#include "platform/posix/winhttp/HttpHandleTable.h"
+
+namespace LumTests {
+
+std::size_t openHttpHandles()
+{
+    return LumPlatform::HttpHandleTable::Instance().Count();
+}
+
+} // namespace LumTests
