@@ -2,6 +2,7 @@
 #include "support/ChildProgram.h"
 #include "support/FileHolder.h"
 #include "support/FileMode.h"
+#include "support/FoldedMemory.h"
 #include "support/ProcessResources.h"
 #include "support/ScratchFolder.h"
 
@@ -429,6 +430,36 @@ TEST_F(FileContractTest, WhatIsNoHandleIsRefusedByEveryCall)
             expectFailure([&] { return CloseHandle(file); }, kNone);
         }
     }
+}
+
+#ifdef LUM_HAS_SANITIZER
+/// A sanitizer keeps books of all memory that a call fills.
+constexpr std::size_t kLarge = std::size_t{64} << 20U;
+#else
+/// More than one call of Linux moves, where a process has as many addresses.
+constexpr std::size_t kLarge =
+    sizeof(void*) == 4 ? std::size_t{256} << 20U : (std::size_t{2} << 30U) + LumTests::FoldedMemory::kFold;
+#endif
+
+TEST_F(FileContractTest, OneCallWritesAndReadsALargeFileWhole)
+{
+    const bool hasRoom = std::filesystem::space(folder.path()).available > 2 * std::uintmax_t{kLarge};
+    const LumTests::FoldedMemory memory(kLarge);
+    const std::string content = "what stands at the begin of each fold";
+    content.copy(memory.data(), content.size());
+    const Opened file(path, kReadOperation);
+    DWORD count = 0;
+    if (!WriteFile(file.get(), memory.data(), static_cast<DWORD>(kLarge), &count, nullptr)) {
+        ASSERT_FALSE(hasRoom);
+        return;
+    }
+    EXPECT_EQ(count, kLarge);
+    EXPECT_EQ(GetFileSize(file.get(), nullptr), kLarge);
+    std::fill_n(memory.data(), content.size(), '\0');
+    EXPECT_EQ(SetFilePointer(file.get(), 0, nullptr, FILE_BEGIN), 0U);
+    EXPECT_TRUE(ReadFile(file.get(), memory.data(), static_cast<DWORD>(kLarge), &count, nullptr));
+    EXPECT_EQ(count, kLarge);
+    EXPECT_EQ(std::string(memory.data(), content.size()), content);
 }
 
 /// Two opens at the same time, again and again.

@@ -3,7 +3,6 @@
 #include "posix/SignalStorm.h"
 #include "support/ChildProgram.h"
 #include "support/FileMode.h"
-#include "support/FoldedMemory.h"
 #include "support/ScratchFolder.h"
 
 #include <gtest/gtest.h>
@@ -28,7 +27,6 @@ namespace {
 
 using LumTests::ChildProgram;
 using LumTests::FileMode;
-using LumTests::FoldedMemory;
 using LumTests::Fork;
 using LumTests::kReadOperation;
 using LumTests::kWriteOperation;
@@ -37,16 +35,11 @@ using LumTests::openFile;
 using LumTests::ScratchFolder;
 using LumTests::SignalStorm;
 
-/// A sanitizer keeps books of all memory that a call fills, and may hand on many signals as one.
+/// A sanitizer may hand on many signals as one.
 #ifdef LUM_HAS_SANITIZER
 constexpr int kLeastInterrupts = 1;
-constexpr std::size_t kLargeRead = std::size_t{64} << 20U;
-constexpr std::size_t kLargeWrite = std::size_t{64} << 20U;
 #else
 constexpr int kLeastInterrupts = 20;
-constexpr std::size_t kLargeRead = std::size_t{3} << 30U;
-/// More than one call of the system takes.
-constexpr std::size_t kLargeWrite = (std::size_t{2} << 30U) + 65536;
 #endif
 
 class FileProcessTest : public testing::Test {
@@ -228,31 +221,6 @@ TEST_F(FileProcessTest, SignalsInterruptNoCall)
     EXPECT_TRUE(ReadFile(file, found.data(), static_cast<DWORD>(found.size()), &count, nullptr));
     EXPECT_EQ(count, content.size());
     EXPECT_EQ(found, content);
-    CloseHandle(file);
-}
-
-TEST_F(FileProcessTest, AFileOfThreeGibibytesIsReadWhole)
-{
-    HANDLE const file = openFile(path, kReadOperation);
-    ASSERT_EQ(truncate(nativePath.c_str(), static_cast<off_t>(kLargeRead)), 0);
-    EXPECT_EQ(GetFileSize(file, nullptr), kLargeRead);
-    const FoldedMemory memory(kLargeRead);
-    DWORD count = 0;
-    EXPECT_TRUE(ReadFile(file, memory.data(), static_cast<DWORD>(kLargeRead), &count, nullptr));
-    EXPECT_EQ(count, kLargeRead);
-    CloseHandle(file);
-}
-
-TEST_F(FileProcessTest, MoreThanTwoGibibytesAreWrittenWhole)
-{
-    const bool hasRoom = std::filesystem::space(folder.path()).available > 2 * kLargeWrite;
-    HANDLE const file = openFile(path, kWriteOperation);
-    const FoldedMemory memory(kLargeWrite);
-    DWORD count = 0;
-    const BOOL isWritten = WriteFile(file, memory.data(), static_cast<DWORD>(kLargeWrite), &count, nullptr);
-    const DWORD error = GetLastError();
-    EXPECT_TRUE(isWritten ? count == kLargeWrite : !hasRoom && error == ENOSPC) << error;
-    EXPECT_EQ(GetFileSize(file, nullptr), count);
     CloseHandle(file);
 }
 

@@ -1,5 +1,7 @@
 #include "common/utils/LumTimeUtils.h"
 
+#include "TimeZone.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -28,6 +30,24 @@ TEST(LumTimeUtilsTest, TheTimeIsTheCurrentLocalOne)
     bool isBetween = false;
     for (std::time_t time = before; time <= after; ++time) {
         isBetween = isBetween || text == localText(time);
+    }
+    EXPECT_TRUE(isBetween) << text;
+}
+
+TEST(LumTimeUtilsTest, TheZoneIsTheProcesssOwn)
+{
+    // East of Greenwich, and not by whole hours: the offset has the other sign there.
+    const LumTests::TimeZone zone("LUM-05:30");
+    constexpr std::time_t kOffset = 5 * 3600 + 30 * 60;
+    const std::time_t before = std::time(nullptr);
+    const std::string text = formatCurrentTime("%Y-%m-%d %H:%M:%S");
+    const std::time_t after = std::time(nullptr);
+    bool isBetween = false;
+    for (std::time_t time = before; time <= after; ++time) {
+        const std::time_t moved = time + kOffset;
+        char there[64] = {};
+        const std::size_t length = std::strftime(there, sizeof(there), "%Y-%m-%d %H:%M:%S", std::gmtime(&moved));
+        isBetween = isBetween || text == std::string(there, length);
     }
     EXPECT_TRUE(isBetween) << text;
 }
