@@ -43,8 +43,8 @@ constexpr bool kServesThousandAtOnce = true;
 constexpr std::size_t kRequestsInARow = 100000;
 constexpr std::size_t kProxiedRequestsInARow = 20000;
 constexpr std::size_t kDescriptorSlack = 4;
-constexpr std::size_t kLargeFile = std::size_t{3} << 30U;
 constexpr bool kKeepsDescriptorsForReuse = false;
+constexpr std::size_t kLargeFile = std::size_t{3} << 30U;
 constexpr int kSoakSeconds = 20;
 
 } // namespace LumTests::Quirks
