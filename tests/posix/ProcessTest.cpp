@@ -16,11 +16,6 @@ TEST(EnvironmentTest, NamesTheProxy)
     EXPECT_EQ(runProbe("proxy"), 0);
 }
 
-TEST(DefaultPortTest, IsTheOneOfTheScheme)
-{
-    EXPECT_EQ(runProbe("default-ports"), 0) << "the probe says on its error stream what the proxy was asked for";
-}
-
 TEST(LocalTimeTest, IsTheOneOfTheProcesssZone)
 {
     EXPECT_EQ(runProbe("local-time"), 0) << "the probe says on its error stream what it got";

@@ -27,7 +27,7 @@ TEST_F(AddressTest, ANameIsReached)
     EXPECT_THAT(headLines(outcome.response->body), Contains("Host: localhost:" + port));
 }
 
-/// Which port that is, only a proxy can tell: see the tests of the process's environment.
+/// Which port that is, only a proxy can tell: see DefaultPortTest.
 TEST_F(AddressTest, WithoutPortTheWellKnownOneIsTried)
 {
     for (const std::uint32_t port : {UrlComponents::kNoPort, 0U}) {

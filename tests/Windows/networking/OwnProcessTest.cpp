@@ -1,3 +1,5 @@
+#include "Windows/networking/TransportTest.h"
+
 #include "support/ChildProgram.h"
 #include "support/RequestRecorder.h"
 
@@ -29,6 +31,22 @@ TEST(SystemStoreTest, DecidesWhichCertificatesAreGood)
 {
     EXPECT_EQ(runProbe("trusted"), 0) << "the probe says on its error stream which is not judged right";
     EXPECT_EQ(runProbe("untrusted"), 0) << "the authority is trusted no more, so its certificates are no good";
+}
+
+class DefaultPortTest : public TransportTest {};
+
+TEST_F(DefaultPortTest, IsTheOneOfTheScheme)
+{
+    ASSERT_EQ(runProbe("ports"), 0);
+    const std::string tunnelPort = std::to_string(Quirks::kDefaultPortOfTunnels);
+    const std::string lines = "\n" + GetBody(TestServers::scripted("/unknown"));
+    for (const std::string& line :
+         {std::string("GET http://plain-none.invalid/"), std::string("GET http://plain-zero.invalid/"),
+          std::string("GET http://plain-own.invalid:443/"), std::string("GET http://lowest.invalid:1/"),
+          std::string("GET http://highest.invalid:65535/"), "CONNECT secure-none.invalid:" + tunnelPort,
+          "CONNECT secure-zero.invalid:" + tunnelPort, std::string("CONNECT secure-own.invalid:80")}) {
+        EXPECT_THAT(lines, ::testing::HasSubstr("\n" + line + " HTTP/1.1\n"));
+    }
 }
 
 TEST(LargeBodyTest, IsHeldOnce)

@@ -1,5 +1,4 @@
 #include "Windows/networking/WinHttpClientAsync.h"
-#include "common/networking/UrlComponents.h"
 #include "common/utils/LumTimeUtils.h"
 #include "posix/process/Exhaustion.h"
 #include "posix/process/Forks.h"
@@ -21,30 +20,17 @@ using namespace LumNetworking;
 using LumTests::RecordingLogger;
 namespace TestServers = LumTests::TestServers;
 
-/// Fetches the URL; without a response the result is empty, and its status 0.
-HttpResponse fetch(const UrlComponents& url)
+/// 0 without a response.
+int fetchStatus(const std::string& url)
 {
     WinHttpClientAsync client(std::make_shared<RecordingLogger>());
-    std::promise<HttpResponse> promise;
+    std::promise<int> promise;
     client.Get(
         url, {},
         [&](HttpRequestResult, std::unique_ptr<HttpResponse> response, std::unique_ptr<LumUtils::ILumError>,
-            std::shared_ptr<ILumAsynchronousTransaction>) {
-            promise.set_value(response ? std::move(*response) : HttpResponse());
-        },
+            std::shared_ptr<ILumAsynchronousTransaction>) { promise.set_value(response ? response->statusCode : 0); },
         true, 30);
     return promise.get_future().get();
-}
-
-HttpResponse fetch(const std::string& url)
-{
-    UrlComponents components;
-    return ParseUrl(url, components) == UrlParseStatus::Parsed ? fetch(components) : HttpResponse();
-}
-
-int fetchStatus(const std::string& url)
-{
-    return fetch(url).statusCode;
 }
 
 bool expect(bool holds, const std::string& what)
@@ -71,34 +57,6 @@ bool fetchThroughProxy()
            expect(fetchStatus(TestServers::scripted("/status/204")) == 204, "no_proxy names who is asked directly");
 }
 
-/// Asks the proxy for a server without naming its port, and expects that the proxy gets this line.
-bool isAskedFor(const std::string& host, bool isSecure, std::uint32_t port, const std::string& line)
-{
-    UrlComponents url;
-    url.host = host;
-    url.isSecure = isSecure;
-    url.port = port;
-    const bool isRefused = fetch(url).statusCode == (isSecure ? 0 : 404);
-    const std::string lines = "\n" + fetch(TestServers::scripted("/unknown")).body;
-    return expect(isRefused, "only the proxy answers for " + host) &&
-           expect(lines.find("\n" + line + "\n") != std::string::npos, line + " among:" + lines);
-}
-
-/// Only a proxy gets to know which port is meant, above all where a URL has none.
-bool usePorts()
-{
-    setProxy();
-    const std::uint32_t none = UrlComponents::kNoPort;
-    return isAskedFor("plain-none.invalid", false, none, "GET http://plain-none.invalid/ HTTP/1.1") &&
-           isAskedFor("plain-zero.invalid", false, 0, "GET http://plain-zero.invalid/ HTTP/1.1") &&
-           isAskedFor("plain-own.invalid", false, 443, "GET http://plain-own.invalid:443/ HTTP/1.1") &&
-           isAskedFor("lowest.invalid", false, 1, "GET http://lowest.invalid:1/ HTTP/1.1") &&
-           isAskedFor("highest.invalid", false, 65535, "GET http://highest.invalid:65535/ HTTP/1.1") &&
-           isAskedFor("secure-none.invalid", true, none, "CONNECT secure-none.invalid:443 HTTP/1.1") &&
-           isAskedFor("secure-zero.invalid", true, 0, "CONNECT secure-zero.invalid:443 HTTP/1.1") &&
-           isAskedFor("secure-own.invalid", true, 80, "CONNECT secure-own.invalid:80 HTTP/1.1");
-}
-
 /// The zone is east of Greenwich, so its offset from there has the other sign here.
 bool formatLocalTime()
 {
@@ -117,8 +75,6 @@ int main(int argumentCount, char** arguments)
         std::_Exit(LumTests::loadAndUnload(LUM_UNLOAD_PLUGIN) ? 0 : 1);
     } else if (way == "proxy") {
         return fetchThroughProxy() ? 0 : 1;
-    } else if (way == "default-ports") {
-        return usePorts() ? 0 : 1;
     } else if (way == "local-time") {
         return formatLocalTime() ? 0 : 1;
     } else if (way == "no-descriptors") {

@@ -34,6 +34,7 @@ constexpr bool kClosingEndsTheWait = true;
 constexpr bool kTellsOfHandlesThatAreKnown = true;
 constexpr bool kKeepsSecretsFromOtherServers = true;
 constexpr bool kRedirectsToIpv6Addresses = true;
+constexpr int kDefaultPortOfTunnels = 443;
 constexpr bool kEmptyHostIsNone = true;
 constexpr bool kRefusesToReceiveBeforeSending = true;
 constexpr bool kHasTextsOfWinHttp = true;

@@ -4,6 +4,7 @@
 #include "support/ProcessResources.h"
 #include "support/RecordingLogger.h"
 #include "support/RequestRecorder.h"
+#include "support/SystemProxy.h"
 #include "support/TestServers.h"
 #include "support/TrustedAuthority.h"
 
@@ -146,6 +147,33 @@ bool fetchFromUntrustedServer()
     return isAccepted(TestServers::secureByName(Certificate::UnknownAuthority, "/one.bin"), false);
 }
 
+Outcome fetch(const std::string& host, bool isSecure, std::uint32_t port)
+{
+    UrlComponents url;
+    url.host = host;
+    url.isSecure = isSecure;
+    url.port = port;
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    const RequestRecorder recorder;
+    client.Get(url, {}, recorder.Completion(), true, kConnectSeconds);
+    return recorder.WaitForOutcome();
+}
+
+/// Asks a proxy for servers with and without a port. It alone gets to know which one is meant, and refuses them all.
+bool askProxyForPorts()
+{
+    LumTests::setSystemProxy("127.0.0.1:" + std::to_string(TestServers::scriptedPort()));
+    const std::uint32_t none = UrlComponents::kNoPort;
+    const auto isRefused = [](const Outcome& outcome) {
+        return outcome.response && outcome.response->statusCode == 404;
+    };
+    const auto hasFailed = [](const Outcome& outcome) { return outcome.result == HttpRequestResult::FAILED; };
+    return isRefused(fetch("plain-none.invalid", false, none)) && isRefused(fetch("plain-zero.invalid", false, 0)) &&
+           isRefused(fetch("plain-own.invalid", false, 443)) && isRefused(fetch("lowest.invalid", false, 1)) &&
+           isRefused(fetch("highest.invalid", false, 65535)) && hasFailed(fetch("secure-none.invalid", true, none)) &&
+           hasFailed(fetch("secure-zero.invalid", true, 0)) && hasFailed(fetch("secure-own.invalid", true, 80));
+}
+
 /// A sanitizer's own bookkeeping is most of the memory that is used.
 #ifdef LUM_HAS_SANITIZER
 constexpr bool kHasSanitizer = true;
@@ -193,6 +221,8 @@ int run(const std::string& way)
         return fetchFromTrustedServer() ? 0 : 1;
     } else if (way == "untrusted") {
         return fetchFromUntrustedServer() ? 0 : 1;
+    } else if (way == "ports") {
+        return askProxyForPorts() ? 0 : 1;
     } else if (way == "large-body") {
         return isLargeBodyHeldOnce("", 8 * kMebibyte) ? 0 : 1;
     } else if (way == "large-chunked-body") {

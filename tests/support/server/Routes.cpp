@@ -107,7 +107,9 @@ Next answer(Exchange& exchange)
     }
     if (route == nullptr) {
         exchange.services.unknown.Add(exchange.request.head);
-        return exchange.Respond(404, {}, "no such path");
+        const Next next = exchange.Respond(404, {}, "no such path");
+        // Some clients would go on with the tunnel that they were refused, and wait.
+        return exchange.request.method == "CONNECT" ? Next::Close : next;
     }
     return route->handle(exchange);
 }

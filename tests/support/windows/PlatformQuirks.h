@@ -81,6 +81,9 @@ constexpr bool kKeepsSecretsFromOtherServers = false;
 /// An address in brackets is no host that a redirect could lead to.
 constexpr bool kRedirectsToIpv6Addresses = false;
 
+/// The port that a proxy is asked for a tunnel to if the URL names none.
+constexpr int kDefaultPortOfTunnels = 0;
+
 /// An empty host name is this machine.
 constexpr bool kEmptyHostIsNone = false;
 
