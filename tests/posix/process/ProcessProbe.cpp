@@ -28,7 +28,9 @@ int fetchStatus(const std::string& url)
     client.Get(
         url, {},
         [&](HttpRequestResult, std::unique_ptr<HttpResponse> response, std::unique_ptr<LumUtils::ILumError>,
-            std::shared_ptr<ILumAsynchronousTransaction>) { promise.set_value(response ? response->statusCode : 0); },
+            const std::shared_ptr<ILumAsynchronousTransaction>&) {
+            promise.set_value(response ? response->statusCode : 0);
+        },
         true, 30);
     return promise.get_future().get();
 }
