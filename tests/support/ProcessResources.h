@@ -17,6 +17,9 @@ std::size_t availableMemory();
 /// this is next to nothing.
 std::size_t heapInUse();
 
+/// Lets the heap give back to the system what it can.
+void giveFreeMemoryBack();
+
 /// Descriptors or handles that this process has open.
 std::size_t openDescriptorCount();
 

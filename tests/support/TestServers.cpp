@@ -1,19 +1,25 @@
 #include "support/TestServers.h"
 
 #include <cstdlib>
+#include <sstream>
 #include <stdexcept>
 
 namespace LumTests::TestServers {
 
 namespace {
 
-std::uint16_t portFromEnvironment(const char* name)
+std::string textFromEnvironment(const char* name)
 {
     const char* const value = std::getenv(name);
     if (value == nullptr) {
         throw std::runtime_error(std::string(name) + " is not set: start this program with lum_test_server");
     }
-    return static_cast<std::uint16_t>(std::stoul(value));
+    return value;
+}
+
+std::uint16_t portFromEnvironment(const char* name)
+{
+    return static_cast<std::uint16_t>(std::stoul(textFromEnvironment(name)));
 }
 
 const char* portVariable(Certificate certificate)
@@ -56,6 +62,16 @@ std::uint16_t fullPort()
 std::uint16_t nginxPort()
 {
     return portFromEnvironment("LUM_TEST_NGINX_PORT");
+}
+
+std::vector<std::uint16_t> hostilePorts()
+{
+    std::istringstream words(textFromEnvironment("LUM_TEST_HOSTILE_PORTS"));
+    std::vector<std::uint16_t> ports;
+    for (std::uint16_t port = 0; words >> port;) {
+        ports.push_back(port);
+    }
+    return ports;
 }
 
 std::string url(std::uint16_t port, const std::string& pathAndQuery)

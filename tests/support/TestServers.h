@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace LumTests {
 
@@ -16,6 +17,7 @@ std::uint16_t closedPort();
 /// Of 127.0.0.1 only, as the following.
 std::uint16_t fullPort();
 std::uint16_t nginxPort();
+std::vector<std::uint16_t> hostilePorts();
 
 /// http://127.0.0.1:PORT and the path.
 std::string url(std::uint16_t port, const std::string& pathAndQuery);

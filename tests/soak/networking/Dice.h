@@ -15,6 +15,9 @@ public:
     /// From 0 to below the limit, which is not 0.
     std::uint64_t Below(std::uint64_t limit) { return engine() % limit; }
 
+    /// The same for what counts objects in memory.
+    std::size_t SizeBelow(std::size_t limit) { return static_cast<std::size_t>(Below(limit)); }
+
     /// True once in so many times.
     bool OneIn(std::uint64_t times) { return Below(times) == 0; }
 

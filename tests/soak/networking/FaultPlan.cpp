@@ -4,9 +4,14 @@
 #include "soak/networking/Dice.h"
 #include "support/BodyPattern.h"
 
+#include <NarrowEncoding.h>
+#include <PlatformQuirks.h>
+
 #include <algorithm>
+#include <cstdlib>
 #include <initializer_list>
 #include <iterator>
+#include <numeric>
 #include <sstream>
 
 namespace LumTests {
@@ -26,6 +31,21 @@ constexpr unsigned int kBodyBits = 16;
 /// Headers that everybody takes.
 constexpr std::size_t kTakenHeaders = std::size_t{64} << 10U;
 
+/// An answer of fewer bytes arrives in the pieces in which it is sent.
+constexpr std::size_t kSplitAnswer = 8000;
+
+constexpr std::uint64_t kMostHeaders = 3000;
+constexpr std::uint64_t kMostSparingHeaders = 300;
+
+/// From these on the ports are of the other kinds.
+constexpr std::size_t kFirstRough = 24;
+constexpr std::size_t kFirstChanging = 28;
+
+/// The paths' first folders.
+constexpr const char* kAnyFolder = "/any/";
+constexpr const char* kSparingFolder = "/sparing/";
+constexpr const char* kWholeFolder = "/whole/";
+
 /// The platform's numbers.
 constexpr int kNameNotResolved = 12007;
 constexpr int kConnectionError = 12030;
@@ -39,6 +59,16 @@ void breakWith(FaultPlan& plan, std::initializer_list<int> platformCodes)
     plan.verdict = Verdict::Broken;
     for (const int platformCode : platformCodes) {
         plan.failures.push_back(failureOf(platformCode));
+    }
+}
+
+/// The connection ends when so many bytes of the answer were sent. Where the platform takes a part for the whole it may
+/// do so.
+void cutOff(FaultPlan& plan, std::size_t place, std::size_t headSize)
+{
+    breakWith(plan, {kConnectionError});
+    if (place >= headSize ? Quirks::kAcceptsShortBodies : place > 0 && Quirks::kAcceptsShortHeaders) {
+        plan.verdict = Verdict::Part;
     }
 }
 
@@ -70,6 +100,13 @@ std::string contentLength(std::size_t length)
     return "Content-Length: " + std::to_string(length) + "\r\n";
 }
 
+std::string pathIn(const char* folder, const FaultRun& run, std::uint64_t number)
+{
+    return folder + std::to_string(run.seed) + "/" + std::to_string(number);
+}
+
+constexpr const char* kConnectionClose = "Connection: close\r\n";
+
 std::string headOf(const FaultPlan& plan)
 {
     return statusLine(plan.status) + contentLength(plan.body.size()) + "\r\n";
@@ -80,6 +117,15 @@ std::string chunk(const std::string& bytes)
     std::ostringstream stream;
     stream << std::hex << bytes.size() << "\r\n" << bytes << "\r\n";
     return stream.str();
+}
+
+/// The first step's head says that the connection ends with the answer, and so it does.
+void announceClose(FaultPlan& plan)
+{
+    std::string& bytes = plan.steps.front().bytes;
+    const std::size_t headEnd = bytes.find("\r\n\r\n", 1);
+    bytes.insert(headEnd + 2, kConnectionClose);
+    plan.end = End::Close;
 }
 
 void fillWhole(FaultPlan& plan, Dice& dice)
@@ -96,6 +142,12 @@ void fillWithoutBody(FaultPlan& plan, Dice& dice)
     plan.steps = {{shortPause(dice), statusLine(plan.status) + "\r\n"}};
 }
 
+std::size_t sizeOf(const FaultPlan& plan)
+{
+    return std::accumulate(plan.steps.begin(), plan.steps.end(), std::size_t{0},
+                           [](std::size_t sum, const Step& step) { return sum + step.bytes.size(); });
+}
+
 void fillChunked(FaultPlan& plan, Dice& dice)
 {
     plan.body = bodyOf(dice, dice.Size(kBodyBits));
@@ -105,25 +157,40 @@ void fillChunked(FaultPlan& plan, Dice& dice)
         plan.steps.push_back({milliseconds(0), chunk(plan.body.substr(start, size))});
     }
     plan.steps.push_back({shortPause(dice), "0\r\n\r\n"});
+    const bool isLong = sizeOf(plan) > kSplitAnswer;
+    if (isLong && plan.run.isSparing) {
+        announceClose(plan);
+    }
+    if (isLong && Quirks::kMayFailAtLastChunk) {
+        plan.failures.push_back(failureOf(kConnectionError));
+    }
 }
 
 void fillUntilClose(FaultPlan& plan, Dice& dice)
 {
     plan.body = bodyOf(dice, dice.Size(kBodyBits));
-    plan.steps = {{shortPause(dice), statusLine(200) + "Connection: close\r\n\r\n" + plan.body}};
+    plan.steps = {{shortPause(dice), statusLine(200) + kConnectionClose + "\r\n" + plan.body}};
     plan.end = End::Close;
 }
 
 void fillInterim(FaultPlan& plan, Dice& dice)
 {
     fillWhole(plan, dice);
-    plan.steps.insert(plan.steps.begin(),
-                      {shortPause(dice), statusLine(103) + "X-Interim: yes\r\n\r\n" + statusLine(100) + "\r\n"});
+    const std::string rest = statusLine(100) + "\r\n";
+    plan.steps.insert(plan.steps.begin(), {shortPause(dice), statusLine(103) + "X-Interim: yes\r\n\r\n" + rest});
+    if (plan.run.isSparing) {
+        // Who takes the first answer for the final one waits for the end of its body.
+        announceClose(plan);
+    }
+    if (Quirks::kTakesInterimForFinal) {
+        plan.status = 103;
+        plan.body = rest + plan.steps.back().bytes;
+    }
 }
 
 void fillSlow(FaultPlan& plan, Dice& dice)
 {
-    plan.body = bodyOf(dice, 1 + dice.Below(100));
+    plan.body = bodyOf(dice, 1 + dice.SizeBelow(100));
     for (const char byte : headOf(plan) + plan.body) {
         plan.steps.push_back({milliseconds(dice.Below(5)), std::string(1, byte)});
     }
@@ -140,45 +207,54 @@ void fillStall(FaultPlan& plan, Dice& dice)
         plan.steps.push_back({milliseconds(0), whole.substr(place)});
     } else {
         plan.end = dice.OneIn(2) ? End::Close : End::Reset;
-        breakWith(plan, {kConnectionError});
+        cutOff(plan, place, headOf(plan).size());
     }
 }
 
 /// Ends at any place before the answer is complete.
-void cutOff(FaultPlan& plan, Dice& dice, End end)
+void fillCutOff(FaultPlan& plan, Dice& dice, End end)
 {
     plan.body = bodyOf(dice, 1 + dice.Size(kBodyBits));
+    const std::size_t headSize = headOf(plan).size();
     const std::string whole = headOf(plan) + plan.body;
-    const std::size_t place = dice.OneIn(3) ? 0 : static_cast<std::size_t>(dice.Below(whole.size()));
+    std::size_t place = dice.OneIn(3) ? 0 : dice.SizeBelow(whole.size());
+    if (plan.run.isSparing && end == End::Reset && place > 0) {
+        place = std::max(place, headSize);
+    }
     plan.steps = {{shortPause(dice), whole.substr(0, place)}, {shortPause(dice), ""}};
     plan.end = end;
-    breakWith(plan, {kConnectionError});
+    cutOff(plan, place, headSize);
 }
 
 void fillReset(FaultPlan& plan, Dice& dice)
 {
-    cutOff(plan, dice, End::Reset);
+    fillCutOff(plan, dice, End::Reset);
 }
 
 void fillTruncated(FaultPlan& plan, Dice& dice)
 {
-    cutOff(plan, dice, End::Close);
+    fillCutOff(plan, dice, End::Close);
 }
 
 void fillCutChunk(FaultPlan& plan, Dice& dice)
 {
     const std::string part = bodyOf(dice, 10);
-    plan.steps = {{shortPause(dice), statusLine(200) + "Transfer-Encoding: chunked\r\n\r\n400\r\n" + part}};
+    const std::string head = statusLine(200) + "Transfer-Encoding: chunked\r\n\r\n";
+    plan.steps = {{shortPause(dice), head + "400\r\n" + part}};
     plan.end = dice.OneIn(2) ? End::Close : End::Reset;
-    breakWith(plan, {kConnectionError});
+    plan.body = part;
+    cutOff(plan, plan.steps.front().bytes.size(), head.size());
 }
 
 /// The first byte is none with which an answer begins.
 void fillGarbage(FaultPlan& plan, Dice& dice)
 {
     plan.steps = {{shortPause(dice), "\x01" + dice.Bytes(dice.Size(kBodyBits))}};
-    plan.end = dice.OneIn(2) ? End::Close : End::Reset;
+    plan.end = dice.OneIn(2) || plan.run.isSparing ? End::Close : End::Reset;
     breakWith(plan, {kInvalidResponse});
+    if (Quirks::kTakesAnyLineForStatus) {
+        plan.verdict = Verdict::Anything;
+    }
 }
 
 /// Answers that are nearly HTTP.
@@ -206,6 +282,9 @@ void fillOddity(FaultPlan& plan, Dice& dice)
     };
     plan.steps = {{shortPause(dice), oddities[dice.Below(std::size(oddities))]}};
     plan.end = End::Close;
+    if (plan.run.isSparing) {
+        announceClose(plan);
+    }
     // What is taken for the beginning of an answer is cut off by the end; a redirect may lead nowhere.
     breakWith(plan, {kInvalidResponse, kConnectionError, kNameNotResolved, kRedirectFailed});
     plan.verdict = Verdict::Anything;
@@ -218,13 +297,14 @@ void fillHugeHeaders(FaultPlan& plan, Dice& dice)
     if (dice.OneIn(2)) {
         lines = "X-Huge: " + std::string(dice.Size(18), 'h') + "\r\n";
     } else {
-        for (std::uint64_t count = dice.Below(3000); count > 0; --count) {
-            lines += "X-Header-" + std::to_string(count) + ": " + std::string(dice.Below(200), 'v') + "\r\n";
+        const std::uint64_t most = plan.run.isSparing ? kMostSparingHeaders : kMostHeaders;
+        for (std::uint64_t count = dice.Below(most); count > 0; --count) {
+            lines += "X-Header-" + std::to_string(count) + ": " + std::string(dice.SizeBelow(200), 'v') + "\r\n";
         }
     }
     plan.body = bodyOf(dice, 10);
     plan.steps = {{shortPause(dice), statusLine(200) + lines + contentLength(plan.body.size()) + "\r\n" + plan.body}};
-    if (lines.size() > kTakenHeaders) {
+    if (lines.size() > kTakenHeaders && Quirks::kBoundsHeaders) {
         // The second is what some versions of libcurl say of a line that is too long for them.
         plan.failures = {failureOf(kInvalidResponse), failureOf(kNotEnoughMemory)};
     }
@@ -235,7 +315,7 @@ void fillEarly(FaultPlan& plan, Dice& dice)
 {
     plan.status = 413;
     plan.body = "early";
-    plan.steps = {{milliseconds(0), statusLine(413) + "Connection: close\r\n" + contentLength(5) + "\r\nearly"},
+    plan.steps = {{milliseconds(0), statusLine(413) + kConnectionClose + contentLength(5) + "\r\nearly"},
                   {milliseconds(dice.Below(100)), ""}};
     plan.end = dice.OneIn(2) ? End::Close : End::Reset;
     plan.isEarly = true;
@@ -246,8 +326,15 @@ void fillEarly(FaultPlan& plan, Dice& dice)
 /// them from the answer to the connection's next request.
 void fillSpare(FaultPlan& plan, Dice& dice)
 {
-    plan.body = bodyOf(dice, dice.Below(1000));
-    plan.steps = {{shortPause(dice), headOf(plan) + plan.body + statusLine(200) + contentLength(5) + "\r\nspare"}};
+    plan.body = bodyOf(dice, dice.SizeBelow(1000));
+    const std::string spare = statusLine(200) + contentLength(5) + "\r\nspare";
+    plan.steps = {{shortPause(dice), headOf(plan) + plan.body + spare}};
+    if (plan.run.isSparing) {
+        announceClose(plan);
+    }
+    if (Quirks::kTakesSpareBytesForBody && !plan.body.empty()) {
+        plan.body += spare;
+    }
 }
 
 void fillRedirect(FaultPlan& plan, Dice& dice)
@@ -255,8 +342,9 @@ void fillRedirect(FaultPlan& plan, Dice& dice)
     constexpr int kStatuses[] = {301, 302, 303, 307, 308};
     plan.status = kStatuses[dice.Below(std::size(kStatuses))];
     plan.redirect = dice.OneIn(4) ? FaultPlan::Redirect::Endless : FaultPlan::Redirect::ToWhole;
-    const std::string way = plan.redirect == FaultPlan::Redirect::Endless ? "/" : "/whole/";
-    const std::string target = way + std::to_string(plan.number);
+    const std::string target = plan.redirect == FaultPlan::Redirect::Endless
+                                   ? pathOf(plan.run, plan.number)
+                                   : pathIn(kWholeFolder, plan.run, plan.number);
     plan.steps = {
         {shortPause(dice), statusLine(plan.status) + "Location: " + target + "\r\n" + contentLength(0) + "\r\n"}};
 }
@@ -305,26 +393,45 @@ std::size_t chooseKind(Dice& dice)
 
 FaultPlan::Failure failureOf(int platformCode)
 {
-    return {LumNetworking::LumNetworkingErrorCode::kReceiveFailed, platformCode};
+    return {LumNetworking::LumNetworkingErrorCode::kReceiveFailed, platformCode, true};
 }
 
-FaultPlan makeFaultPlan(std::uint64_t seed, std::uint64_t number)
+FaultPlan makeFaultPlan(const FaultRun& run, std::uint64_t number)
 {
-    Dice dice(seed + number);
+    Dice dice(run.seed + number);
     FaultPlan plan;
+    plan.run = run;
     plan.number = number;
     plan.kind = chooseKind(dice);
     kKinds[plan.kind].fill(plan, dice);
     return plan;
 }
 
-FaultPlan makeWholePlan(std::uint64_t seed, std::uint64_t number)
+FaultPlan makeWholePlan(const FaultRun& run, std::uint64_t number)
 {
-    Dice dice(~(seed + number));
+    Dice dice(~(run.seed + number));
     FaultPlan plan;
+    plan.run = run;
     plan.number = number;
     fillWhole(plan, dice);
     return plan;
+}
+
+std::string pathOf(const FaultRun& run, std::uint64_t number)
+{
+    return pathIn(run.isSparing ? kSparingFolder : kAnyFolder, run, number);
+}
+
+FaultPlan makePlanOfPath(const std::string& path)
+{
+    const std::size_t folderEnd = path.find('/', 1) + 1;
+    const std::string folder = path.substr(0, folderEnd);
+    char* seedEnd = nullptr;
+    FaultRun run;
+    run.seed = std::strtoull(path.c_str() + folderEnd, &seedEnd, 10);
+    run.isSparing = folder == kSparingFolder;
+    const std::uint64_t number = *seedEnd == '/' ? std::strtoull(seedEnd + 1, nullptr, 10) : 0;
+    return folder == kWholeFolder ? makeWholePlan(run, number) : makeFaultPlan(run, number);
 }
 
 FaultPlan makeProxiedPlan(std::uint64_t seed, std::uint64_t number)
@@ -336,28 +443,44 @@ FaultPlan makeProxiedPlan(std::uint64_t seed, std::uint64_t number)
     plan.status = dice.OneIn(4) ? 503 : 200;
     plan.steps = {{dice.OneIn(2) ? shortPause(dice) : milliseconds(dice.Below(kLongestPause)), ""}};
     if (dice.OneIn(4)) {
-        plan.verdict = Verdict::Broken;
-        plan.failures = {{LumNetworking::LumNetworkingErrorCode::kOpenFailed, std::nullopt}};
+        plan.hostFault = number % 2 == 0 ? FaultPlan::HostFault::Throws : FaultPlan::HostFault::HalfCharacter;
     }
     // Text, as it passes through UTF-16.
     const std::string text = std::to_string(dice.Next());
     for (std::size_t length = dice.Size(kBodyBits); length > 0; --length) {
         plan.body += text[length % text.size()];
     }
+    const bool isHalf = plan.hostFault == FaultPlan::HostFault::HalfCharacter;
+    // What takes its place where it can be encoded.
+    plan.body += isHalf ? "?" : "";
+    if (plan.hostFault == FaultPlan::HostFault::Throws || (isHalf && kRefusesUnpairedSurrogates)) {
+        plan.verdict = Verdict::Broken;
+        plan.failures = {{LumNetworking::LumNetworkingErrorCode::kOpenFailed, std::nullopt}};
+    }
     return plan;
 }
 
-FaultPlan makeExpectation(std::uint64_t seed, std::uint64_t number, bool followsRedirects)
+FaultPlan makeExpectation(const FaultRun& run, std::uint64_t number, bool followsRedirects)
 {
-    FaultPlan plan = makeFaultPlan(seed, number);
-    if (!followsRedirects || plan.redirect == FaultPlan::Redirect::None) {
+    FaultPlan plan = makeFaultPlan(run, number);
+    if (!followsRedirects || plan.redirect == FaultPlan::Redirect::None || !Quirks::isFollowed(plan.status)) {
         return plan;
     }
     if (plan.redirect == FaultPlan::Redirect::ToWhole) {
-        return makeWholePlan(seed, number);
+        const bool becomesGet = plan.status == 301 || plan.status == 302;
+        plan = makeWholePlan(run, number);
+        if (becomesGet && Quirks::kFailsWherePostBecomesGet) {
+            plan.failures.push_back(failureOf(kRedirectFailed));
+        }
+        return plan;
     }
     breakWith(plan, {kRedirectFailed});
     return plan;
+}
+
+PortKind kindOfPort(std::size_t index)
+{
+    return index < kFirstRough ? PortKind::Steady : index < kFirstChanging ? PortKind::Rough : PortKind::Changing;
 }
 
 const std::vector<std::string>& faultNames()

@@ -9,8 +9,17 @@
 
 namespace LumTests {
 
-/// What the hostile server does with one request. It follows from the run's seed and the request's number, so that both
-/// sides know it: the server does it, and the client judges what came of it.
+/// What the plans of a run's requests follow from. The client tells the server with each request.
+struct FaultRun {
+    std::uint64_t seed = 0;
+    /// Whether the server spares the client what not every platform survives: resets within the headers. It sends
+    /// headers in hundreds at most, for thousands of which such a platform takes long; and where the platform may not
+    /// see where an answer ends, or the server ends the connection after a good one, it says so in the answer.
+    bool isSparing = false;
+};
+
+/// What the hostile server does with one request. It follows from the run and the request's number, so that both sides
+/// know it: the server does it, and the client judges what came of it.
 struct FaultPlan {
     struct Step {
         std::chrono::milliseconds pause;
@@ -23,6 +32,8 @@ struct FaultPlan {
     enum class Verdict {
         /// A success only with that status and body.
         Whole,
+        /// A success only with that status and a beginning of that body.
+        Part,
         /// No success at all.
         Broken,
         Anything,
@@ -30,18 +41,26 @@ struct FaultPlan {
 
     enum class Redirect { None, ToWhole, Endless };
 
+    /// What the host's proxied client does with the request: it throws, or the body's last character is half a one,
+    /// which cannot be encoded.
+    enum class HostFault { None, Throws, HalfCharacter };
+
     /// A failure by the error's code and the platform's number, if it has one.
     struct Failure {
         int code;
         std::optional<int> platformCode;
+        /// Whether the platform notifies of it, rather than that one of its calls fails.
+        bool isNotified = false;
     };
 
+    FaultRun run;
     std::uint64_t number = 0;
     std::size_t kind = 0;
     std::vector<Step> steps;
     End end = End::KeepAlive;
     Verdict verdict = Verdict::Whole;
     Redirect redirect = Redirect::None;
+    HostFault hostFault = HostFault::None;
     /// Whether the answer begins before the request's body was read.
     bool isEarly = false;
     int status = 200;
@@ -52,21 +71,46 @@ struct FaultPlan {
     bool isRefused = false;
 };
 
-/// A failure after the request was sent, with the platform's number.
+/// A failure of which the platform notifies after the request was started, with the platform's number.
 FaultPlan::Failure failureOf(int platformCode);
 
 /// The plan of a request by its number.
-FaultPlan makeFaultPlan(std::uint64_t seed, std::uint64_t number);
+FaultPlan makeFaultPlan(const FaultRun& run, std::uint64_t number);
 
 /// The plan of a request that a redirect of that one led to: a whole answer.
-FaultPlan makeWholePlan(std::uint64_t seed, std::uint64_t number);
+FaultPlan makeWholePlan(const FaultRun& run, std::uint64_t number);
 
-/// What the host's proxied client does with a request: after the pause of the first step it answers, or, if the verdict
-/// is that the request is broken, throws.
+/// Where the request of that number goes.
+std::string pathOf(const FaultRun& run, std::uint64_t number);
+
+/// What a request of that path asks for.
+FaultPlan makePlanOfPath(const std::string& path);
+
+/// What the host's proxied client does with a request: after the pause of the first step it answers or throws.
 FaultPlan makeProxiedPlan(std::uint64_t seed, std::uint64_t number);
 
 /// What a client that follows redirects, or does not, is to expect of the request.
-FaultPlan makeExpectation(std::uint64_t seed, std::uint64_t number, bool followsRedirects);
+FaultPlan makeExpectation(const FaultRun& run, std::uint64_t number, bool followsRedirects);
+
+/// What a port of the hostile server does to connections, besides what the plans of their requests say.
+enum class PortKind {
+    /// Every connection is accepted and lives until a plan ends it.
+    Steady,
+    /// Some connections are accepted only to be reset or ignored.
+    Rough,
+    /// Now and then nobody listens for a while.
+    Changing,
+};
+
+/// Many, as each keeps few connections that are not accepted yet; others that come are tried again a second later.
+constexpr std::size_t kHostilePorts = 32;
+
+/// Of the port with that place.
+PortKind kindOfPort(std::size_t index);
+
+/// The path whose answer is how often each fault was done since it was asked for last, a line "COUNT NAME" for each.
+/// All other connections end.
+constexpr const char* kEndPath = "/end";
 
 /// What each kind of plan is called.
 const std::vector<std::string>& faultNames();

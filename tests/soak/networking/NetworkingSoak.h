@@ -4,7 +4,6 @@
 #include "soak/networking/ProcessWatch.h"
 #include "soak/networking/SoakLoad.h"
 #include "soak/networking/SoakLogger.h"
-#include "support/ChildProgram.h"
 #include "support/FakeManagedHost.h"
 
 #include <chrono>
@@ -19,15 +18,13 @@ namespace LumTests {
 class NetworkingSoak {
 public:
     struct Settings {
-        /// Started with the seed, it is to print its ports in one line, to serve until its input ends, and then to
-        /// print its faults.
-        std::string program;
         std::chrono::seconds duration{0};
         std::uint64_t seed = 0;
         /// Where the picture goes, if anywhere.
         std::string picture;
     };
 
+    /// Throws if the program was not started by lum_test_server.
     explicit NetworkingSoak(Settings newSettings);
 
     /// Whether all went as it should; prints a table.
@@ -35,6 +32,7 @@ public:
 
 private:
     void RunRound(std::chrono::milliseconds duration);
+    bool IsAtRest(const ProcessSample& sample) const;
     void WaitForRest() const;
     void Report();
     void PrintFaults();
@@ -51,8 +49,8 @@ private:
     const std::shared_ptr<SoakLogger> logger = std::make_shared<SoakLogger>(SoakLoad::kSecret);
     FakeManagedHost host;
     const std::shared_ptr<FakeSocksClient> proxy = std::make_shared<FakeSocksClient>();
-    std::unique_ptr<ChildProgram> server;
-    std::vector<std::string> ports;
+    const std::vector<std::uint16_t> ports;
+    FaultRun faults;
     std::unique_ptr<SoakLoad> direct;
     std::unique_ptr<SoakLoad> proxied;
 

@@ -1,23 +1,21 @@
 #include "soak/networking/ProcessWatch.h"
 
-#include "platform/posix/winhttp/HttpHandleTable.h"
+#include "support/HttpHandles.h"
 #include "support/ProcessResources.h"
-
-#include <malloc.h>
 
 namespace LumTests {
 
 ProcessSample takeSample(bool trimsHeap)
 {
     if (trimsHeap) {
-        malloc_trim(0);
+        giveFreeMemoryBack();
     }
     ProcessSample sample;
     sample.residentBytes = usedMemory();
     sample.heapBytes = heapInUse();
     sample.descriptors = openDescriptorCount();
     sample.threads = threadCount();
-    sample.winHttpHandles = LumPlatform::HttpHandleTable::Instance().Count();
+    sample.winHttpHandles = openHttpHandles();
     return sample;
 }
 

@@ -3,6 +3,8 @@
 #include "common/networking/LumNetworkingError.h"
 #include "common/utils/LumError.h"
 
+#include <PlatformQuirks.h>
+
 #include <algorithm>
 #include <any>
 #include <iomanip>
@@ -26,6 +28,22 @@ std::optional<int> platformCodeOf(const ILumError& error)
     }
     const int* const code = std::any_cast<int>(&found->second);
     return code == nullptr ? -1 : *code;
+}
+
+std::string describe(const HttpResponse* response, const ILumError* error)
+{
+    if (error != nullptr) {
+        return error->getDescription();
+    }
+    return response == nullptr ? "neither response nor error"
+                               : "status " + std::to_string(response->statusCode) + ", a body of " +
+                                     std::to_string(response->body.size()) + " bytes";
+}
+
+/// Where the platform notifies of failures without their numbers there is any.
+bool isPlatformCode(std::optional<int> code, const FaultPlan::Failure& failure)
+{
+    return code == failure.platformCode || (!Quirks::kNotifiesWithLastError && code && failure.isNotified);
 }
 
 } // namespace
@@ -68,10 +86,7 @@ void RequestLedger::Entry::OnCompleted(HttpRequestResult result, const HttpRespo
         return;
     }
     if (!IsAsExpected(result, response, error, transaction)) {
-        books.Report(books.wrong,
-                     "completed with another outcome than may be: " +
-                         (error == nullptr ? "none failed" : error->getDescription()),
-                     expected);
+        books.Report(books.wrong, "completed with another outcome than may be: " + describe(response, error), expected);
         return;
     }
     ++(result == HttpRequestResult::SUCCESS  ? books.succeeded
@@ -102,6 +117,9 @@ bool RequestLedger::Entry::IsExpectedResponse(const HttpResponse* response,
     switch (expected.verdict) {
     case FaultPlan::Verdict::Whole:
         return response->statusCode == expected.status && response->body == expected.body;
+    case FaultPlan::Verdict::Part:
+        return response->statusCode == expected.status &&
+               expected.body.compare(0, response->body.size(), response->body) == 0;
     case FaultPlan::Verdict::Broken:
         return false;
     case FaultPlan::Verdict::Anything:
@@ -114,7 +132,7 @@ bool RequestLedger::Entry::IsExpectedFailure(const ILumError& error) const
 {
     return error.getDomain() == LumNetworking::LibLumNetworkingErrorDomain &&
            std::any_of(expected.failures.begin(), expected.failures.end(), [&](const FaultPlan::Failure& failure) {
-               return error.getCode() == failure.code && platformCodeOf(error) == failure.platformCode;
+               return error.getCode() == failure.code && isPlatformCode(platformCodeOf(error), failure);
            });
 }
 
@@ -127,7 +145,7 @@ void RequestLedger::Report(std::atomic<std::uint64_t>& count, const std::string&
     }
     std::ostringstream text;
     text << "request " << plan.number << " (" << faultNames()[plan.kind] << ", expected status " << plan.status
-         << ") was " << what << '\n';
+         << ", a body of " << plan.body.size() << " bytes) was " << what << '\n';
     std::cerr << text.str();
 }
 

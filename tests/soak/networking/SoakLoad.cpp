@@ -29,6 +29,8 @@ constexpr std::uint64_t kDropped = 5;
 constexpr std::uint64_t kWithoutUrl = 300;
 constexpr std::uint64_t kUnsendable = 200;
 
+constexpr std::chrono::microseconds kMeddlingPause{300};
+
 constexpr unsigned int kUploadBits = 15;
 
 /// Another sequence than the one from which the request's plan is made.
@@ -116,8 +118,10 @@ void SoakLoad::KeepStarting()
 void SoakLoad::Meddle()
 {
     Dice dice(~settings.seed);
-    while (!isOver) {
-        Slot& slot = slots[dice.Below(slots.size())];
+    // However long the system lets it sleep.
+    for (auto next = std::chrono::steady_clock::now(); !isOver; next += kMeddlingPause) {
+        std::this_thread::sleep_until(next);
+        Slot& slot = slots[dice.SizeBelow(slots.size())];
         Transaction transaction;
         {
             const std::lock_guard<std::mutex> lock(slot.mutex);
@@ -129,7 +133,6 @@ void SoakLoad::Meddle()
         if (transaction && dice.OneIn(2)) {
             transaction->Cancel();
         }
-        std::this_thread::sleep_for(std::chrono::microseconds(300));
     }
 }
 
@@ -223,7 +226,7 @@ void SoakLoad::AfterCompletion(std::uint64_t number, const Transaction& transact
 
 void SoakLoad::Keep(std::uint64_t number, Transaction transaction)
 {
-    Slot& slot = slots[number % slots.size()];
+    Slot& slot = slots[static_cast<std::size_t>(number % slots.size())];
     const std::lock_guard<std::mutex> lock(slot.mutex);
     // The one before is let go of without the lock.
     slot.transaction.swap(transaction);
@@ -232,7 +235,7 @@ void SoakLoad::Keep(std::uint64_t number, Transaction transaction)
 std::shared_ptr<SoakLoad::Client> SoakLoad::PickClient(Dice& dice)
 {
     const std::lock_guard<std::mutex> lock(clientsMutex);
-    return clients[dice.Below(clients.size())];
+    return clients[dice.SizeBelow(clients.size())];
 }
 
 /// The requests of the client before go on without it.
@@ -240,7 +243,7 @@ void SoakLoad::ReplaceClient(Dice& dice)
 {
     std::shared_ptr<Client> client = settings.makeClient();
     const std::lock_guard<std::mutex> lock(clientsMutex);
-    clients[dice.Below(clients.size())].swap(client);
+    clients[dice.SizeBelow(clients.size())].swap(client);
 }
 
 } // namespace LumTests

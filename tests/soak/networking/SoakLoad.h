@@ -34,7 +34,7 @@ public:
 
     struct Settings {
         std::uint64_t seed = 0;
-        std::uint64_t inFlight = 0;
+        std::size_t inFlight = 0;
         std::function<std::shared_ptr<Client>()> makeClient;
         std::function<Target(std::uint64_t number, Dice& dice, bool followsRedirects)> targetOf;
         /// How a request fails of which a header is none; nothing if the client passes such a header on.

@@ -1,4 +1,3 @@
-#include "soak/networking/HostileServer.h"
 #include "soak/networking/NetworkingSoak.h"
 
 #include <gtest/gtest.h>
@@ -10,19 +9,15 @@
 #include <string>
 #include <vector>
 
-#include <sys/resource.h>
-#include <unistd.h>
-
 /// Keeps thousands of requests in flight, of both kinds of clients, against a server that does all that servers must
 /// not, and looks whether each is completed once and nothing is left:
 ///
-///     lum_soak_networking SECONDS [SEED [PICTURE]]
+///     lum_test_server -- lum_soak_networking SECONDS [SEED [PICTURE]]
 ///
 /// Exits with 0 if so. The picture is an SVG file of the memory and the requests in flight over time.
 
 namespace {
 
-constexpr const char* kServer = "server";
 constexpr long kLongest = 99999;
 
 std::chrono::seconds secondsOf(const std::string& text)
@@ -36,35 +31,9 @@ std::chrono::seconds secondsOf(const std::string& text)
     return std::chrono::seconds(seconds);
 }
 
-/// Thousands of connections must fit.
-void raiseDescriptorLimit()
-{
-    rlimit limit = {};
-    getrlimit(RLIMIT_NOFILE, &limit);
-    limit.rlim_cur = limit.rlim_max;
-    setrlimit(RLIMIT_NOFILE, &limit);
-}
-
-/// server SEED: what this program starts itself with.
-int serve(std::uint64_t seed)
-{
-    LumTests::HostileServer server(seed);
-    for (const std::uint16_t port : server.Ports()) {
-        std::cout << port << ' ';
-    }
-    std::cout << std::endl;
-    server.Serve(STDIN_FILENO);
-    for (const auto& [name, count] : server.Faults()) {
-        std::cout << count << ' ' << name << '\n';
-    }
-    std::cout.flush();
-    return EXIT_SUCCESS;
-}
-
-int run(const std::string& program, const std::vector<std::string>& arguments)
+int run(const std::vector<std::string>& arguments)
 {
     LumTests::NetworkingSoak::Settings settings;
-    settings.program = program;
     settings.duration = secondsOf(arguments.empty() ? "" : arguments[0]);
     settings.seed = arguments.size() > 1 ? std::stoull(arguments[1]) : std::random_device()();
     settings.picture = arguments.size() > 2 ? arguments[2] : "";
@@ -72,6 +41,8 @@ int run(const std::string& program, const std::vector<std::string>& arguments)
     const bool isGood = LumTests::NetworkingSoak(settings).Run();
     // The host says there what of its handles was misused.
     const bool isHostGood = testing::UnitTest::GetInstance()->ad_hoc_test_result().Passed();
+    // Whoever runs it can tell by that, too, that it has come to its end.
+    std::cout << (isGood && isHostGood ? "all is as it should be" : "not all is as it should be") << std::endl;
     return isGood && isHostGood ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
@@ -80,12 +51,7 @@ int run(const std::string& program, const std::vector<std::string>& arguments)
 int main(int count, char** words)
 {
     try {
-        raiseDescriptorLimit();
-        const std::vector<std::string> arguments(words + 1, words + count);
-        if (arguments.size() == 2 && arguments.front() == kServer) {
-            return serve(std::stoull(arguments[1]));
-        }
-        return run(words[0], arguments);
+        return run(std::vector<std::string>(words + 1, words + count));
     } catch (const std::exception& failure) {
         std::cerr << "lum_soak_networking: " << failure.what() << '\n';
         return EXIT_FAILURE;

@@ -47,5 +47,16 @@ constexpr std::size_t kDescriptorSlack = 4;
 constexpr bool kKeepsDescriptorsForReuse = false;
 constexpr std::size_t kLargeFile = std::size_t{3} << 30U;
 constexpr int kSoakSeconds = 20;
+constexpr bool kSurvivesResetsInHeaders = true;
+constexpr bool kMayFailAtLastChunk = false;
+constexpr bool kTakesAnyLineForStatus = false;
+constexpr bool kTakesSpareBytesForBody = false;
+constexpr int kNetworkingSoakSeconds = 5;
+constexpr std::size_t kSoakRequests = 3000;
+constexpr std::size_t kSoakProxiedRequests = 300;
+constexpr std::size_t kSoakSampleMilliseconds = 50;
+constexpr std::size_t kSoakDescriptorSlack = 0;
+constexpr std::size_t kSoakHeapSlack = std::size_t{8} << 20U;
+constexpr bool kRestingThreadsKeepMemory = false;
 
 } // namespace LumTests::Quirks

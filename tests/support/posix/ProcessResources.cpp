@@ -60,6 +60,11 @@ std::size_t heapInUse()
     return heap.uordblks + heap.hblkhd;
 }
 
+void giveFreeMemoryBack()
+{
+    malloc_trim(0);
+}
+
 std::size_t openDescriptorCount()
 {
     return entryCount("/proc/self/fd");

@@ -6,8 +6,21 @@
 
 namespace LumTestServer {
 
+namespace {
+
+std::string words(const std::vector<std::uint16_t>& numbers)
+{
+    std::string text;
+    for (const std::uint16_t number : numbers) {
+        text += (text.empty() ? "" : " ") + std::to_string(number);
+    }
+    return text;
+}
+
+} // namespace
+
 Environment makeEnvironment(const ScriptedHttpServer& scripted, const ClosedPort& closed, const FullPort& full,
-                            const NginxServer& nginx)
+                            const NginxServer& nginx, const HostileServer& hostile)
 {
     const NginxServer::Ports& ports = nginx.PortNumbers();
     return {{"LUM_TEST_HTTP_PORT", std::to_string(scripted.Port())},
@@ -20,7 +33,8 @@ Environment makeEnvironment(const ScriptedHttpServer& scripted, const ClosedPort
             {"LUM_TEST_HTTPS_EXPIRED_PORT", std::to_string(ports.expired)},
             {"LUM_TEST_HTTPS_TRUSTED_PORT", std::to_string(ports.trusted)},
             {"LUM_TEST_CA_FILE", nginx.AuthorityFile().string()},
-            {"LUM_TEST_NGINX_ROOT", nginx.Root().string()}};
+            {"LUM_TEST_NGINX_ROOT", nginx.Root().string()},
+            {"LUM_TEST_HOSTILE_PORTS", words(hostile.Ports())}};
 }
 
 void addProxies(Environment& environment, const SocksProxies& proxies)

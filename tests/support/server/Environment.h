@@ -2,6 +2,7 @@
 
 #include "support/server/ClosedPort.h"
 #include "support/server/FullPort.h"
+#include "support/server/HostileServer.h"
 #include "support/server/NginxServer.h"
 #include "support/server/ScriptedHttpServer.h"
 #include "support/server/SocksProxies.h"
@@ -16,7 +17,7 @@ namespace LumTestServer {
 using Environment = std::vector<std::pair<std::string, std::string>>;
 
 Environment makeEnvironment(const ScriptedHttpServer& scripted, const ClosedPort& closed, const FullPort& full,
-                            const NginxServer& nginx);
+                            const NginxServer& nginx, const HostileServer& hostile);
 
 /// Adds where the proxies are.
 void addProxies(Environment& environment, const SocksProxies& proxies);

@@ -21,6 +21,7 @@
 /// | LUM_TEST_HTTPS_TRUSTED_PORT     | with a good certificate, signed by the test authority                          |
 /// | LUM_TEST_CA_FILE                | path of the test authority's certificate; no system trusts it                  |
 /// | LUM_TEST_NGINX_ROOT             | path of the tree that nginx serves                                             |
+/// | LUM_TEST_HOSTILE_PORTS          | ports of the hostile server; soak/networking/FaultPlan.h says what it does     |
 ///
 /// With --proxies there are SOCKS5 proxies too:
 ///
@@ -139,7 +140,8 @@ int run(const std::vector<std::string>& command, bool wantsProxies)
     const ClosedPort closed;
     const FullPort full;
     const ScriptedHttpServer scripted;
-    Environment environment = makeEnvironment(scripted, closed, full, nginx);
+    const HostileServer hostile;
+    Environment environment = makeEnvironment(scripted, closed, full, nginx, hostile);
     if (proxies) {
         addProxies(environment, *proxies);
     }

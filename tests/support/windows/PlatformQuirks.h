@@ -117,4 +117,29 @@ constexpr std::size_t kLargeFile = sizeof(void*) == 4 ? std::size_t{3} << 30U : 
 /// For how long processes read and write one file. The locks are the platform's own.
 constexpr int kSoakSeconds = 5;
 
+/// A reset within the headers ends the process.
+constexpr bool kSurvivesResetsInHeaders = false;
+
+/// A first line with a space in it is a status line, whatever else it is.
+constexpr bool kTakesAnyLineForStatus = true;
+
+/// If the line of the last chunk arrives in two pieces, which may be wherever the platform's buffer of 8 KiB was full,
+/// the request fails although it has all of the body, and the next one on the connection begins with what was left.
+constexpr bool kMayFailAtLastChunk = true;
+
+/// What arrives together with the end of a body is taken for more of it, and the body then ends with the connection.
+constexpr bool kTakesSpareBytesForBody = true;
+
+/// For how long the soak of the network goes on, how many requests of each kind of client it keeps in flight, and how
+/// often it looks what the process uses, which takes time too.
+constexpr int kNetworkingSoakSeconds = 4;
+constexpr std::size_t kSoakRequests = 60;
+constexpr std::size_t kSoakProxiedRequests = 40;
+constexpr std::size_t kSoakSampleMilliseconds = 500;
+constexpr std::size_t kSoakDescriptorSlack = kDescriptorSlack;
+constexpr std::size_t kSoakHeapSlack = std::size_t{2} << 20U;
+
+/// The platform's threads stay for some seconds, and their memory with them.
+constexpr bool kRestingThreadsKeepMemory = true;
+
 } // namespace LumTests::Quirks

@@ -102,6 +102,11 @@ std::size_t heapInUse()
                            [](std::size_t sum, HANDLE heap) { return sum + bytesInUse(heap); });
 }
 
+void giveFreeMemoryBack()
+{
+    HeapCompact(GetProcessHeap(), 0);
+}
+
 // GetProcessHandleCount says 0 on the platform of the tests, and the list of processes how much room there is for
 // handles.
 std::size_t openDescriptorCount()

@@ -1,9 +1,11 @@
-#include "soak/networking/HostileServer.h"
+#include "support/server/HostileServer.h"
 
 #include "support/server/Ports.h"
 
 #include <algorithm>
 #include <cerrno>
+#include <iterator>
+#include <random>
 #include <system_error>
 
 #include <fcntl.h>
@@ -13,19 +15,12 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-namespace LumTests {
+namespace LumTestServer {
 
 namespace {
 
-using LumTestServer::Socket;
+using LumTests::FaultPlan;
 using std::chrono::milliseconds;
-
-/// Many, as each keeps few connections that are not accepted yet; others that come are tried again a second later.
-constexpr std::size_t kListeners = 32;
-
-/// From these on they are of the other kinds.
-constexpr std::size_t kFirstRough = 24;
-constexpr std::size_t kFirstChanging = 28;
 
 constexpr int kBacklog = 4096;
 constexpr int kEventsPerWait = 256;
@@ -48,47 +43,46 @@ void require(bool succeeded, const char* what)
 
 } // namespace
 
-HostileServer::PortKind HostileServer::KindOf(std::size_t index)
-{
-    return index < kFirstRough ? PortKind::Steady : index < kFirstChanging ? PortKind::Rough : PortKind::Changing;
-}
-
-HostileServer::HostileServer(std::uint64_t runSeed) : seed(runSeed), dice(runSeed), epoll(epoll_create1(EPOLL_CLOEXEC))
+HostileServer::HostileServer() : dice(std::random_device()()), epoll(epoll_create1(EPOLL_CLOEXEC))
 {
     require(epoll >= 0, "epoll_create1");
-    for (std::size_t index = 0; index < kListeners; ++index) {
+    require(pipe2(control, O_CLOEXEC) == 0, "pipe2");
+    Watch(EPOLL_CTL_ADD, control[0], EPOLLIN);
+    for (std::size_t index = 0; index < LumTests::kHostilePorts; ++index) {
         AddListener();
     }
+    thread = std::thread([this] { Serve(); });
 }
 
 HostileServer::~HostileServer()
 {
+    close(control[1]);
+    thread.join();
+    close(control[0]);
     close(epoll);
 }
 
 void HostileServer::AddListener()
 {
-    Socket socket = LumTestServer::bindIpv4(0);
+    Socket socket = bindIpv4(0);
     require(fcntl(socket.Descriptor(), F_SETFL, O_NONBLOCK) == 0, "fcntl");
     require(listen(socket.Descriptor(), kBacklog) == 0, "listen");
     const int descriptor = socket.Descriptor();
-    ports.push_back(LumTestServer::boundPort(socket));
-    const PortKind kind = KindOf(listeners.size());
+    ports.push_back(boundPort(socket));
+    const PortKind kind = LumTests::kindOfPort(listeners.size());
     const bool changes = kind == PortKind::Changing;
     listeners[descriptor] = {std::move(socket), kind, true, changes ? Clock::now() : Clock::time_point::max()};
     Watch(EPOLL_CTL_ADD, descriptor, EPOLLIN);
 }
 
-void HostileServer::Serve(int descriptor)
+void HostileServer::Serve()
 {
-    control = descriptor;
-    Watch(EPOLL_CTL_ADD, control, EPOLLIN);
     while (HandleEvents()) {
         RunTimers();
     }
 }
 
-/// False if the descriptor has ended.
+/// False if the server is to end.
 bool HostileServer::HandleEvents()
 {
     epoll_event events[kEventsPerWait];
@@ -97,7 +91,7 @@ bool HostileServer::HandleEvents()
     for (int index = 0; index < count; ++index) {
         const int descriptor = events[index].data.fd;
         const auto listener = listeners.find(descriptor);
-        if (descriptor == control) {
+        if (descriptor == control[0]) {
             return false;
         } else if (listener != listeners.end()) {
             Accept(listener->second);
@@ -124,7 +118,8 @@ void HostileServer::Accept(const Listener& listener)
 void HostileServer::Admit(Socket accepted, bool isRough)
 {
     const int descriptor = accepted.Descriptor();
-    auto connection = std::make_unique<HostileConnection>(std::move(accepted), seed);
+    auto connection = std::make_unique<HostileConnection>(
+        std::move(accepted), [this, descriptor](const std::string& path) { return PlanFor(descriptor, path); });
     const Clock::time_point now = Clock::now();
     if (isRough && dice.OneIn(kResetOf)) {
         ++faults["connection reset at once"];
@@ -140,6 +135,33 @@ void HostileServer::Admit(Socket accepted, bool isRough)
     Run(descriptor, now);
 }
 
+FaultPlan HostileServer::PlanFor(int descriptor, const std::string& path)
+{
+    if (path == LumTests::kEndPath) {
+        return End(descriptor);
+    }
+    FaultPlan plan = LumTests::makePlanOfPath(path);
+    ++faults[LumTests::faultNames()[plan.kind]];
+    return plan;
+}
+
+/// Ends all connections but the one by which it was asked for.
+FaultPlan HostileServer::End(int descriptor)
+{
+    std::string body;
+    for (const auto& [name, count] : faults) {
+        body += std::to_string(count) + ' ' + name + '\n';
+    }
+    faults.clear();
+    for (auto next = connections.begin(); next != connections.end();) {
+        next = next->first == descriptor ? std::next(next) : connections.erase(next);
+    }
+    FaultPlan plan;
+    plan.steps = {{milliseconds(0), "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n" + body}};
+    plan.end = FaultPlan::End::Close;
+    return plan;
+}
+
 void HostileServer::Run(int descriptor, Clock::time_point now)
 {
     const auto found = connections.find(descriptor);
@@ -149,9 +171,6 @@ void HostileServer::Run(int descriptor, Clock::time_point now)
     HostileConnection& connection = *found->second;
     const bool wasFull = connection.IsFull();
     const bool goesOn = connection.Run(now);
-    if (const auto kind = connection.TakeBegun()) {
-        ++faults[faultNames()[*kind]];
-    }
     if (!goesOn) {
         connections.erase(found);
         return;
@@ -215,4 +234,4 @@ void HostileServer::Watch(int operation, int descriptor, std::uint32_t events) c
     require(epoll_ctl(epoll, operation, descriptor, &event) == 0, "epoll_ctl");
 }
 
-} // namespace LumTests
+} // namespace LumTestServer

@@ -6,10 +6,11 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 
-namespace LumTests {
+namespace LumTestServer {
 
 /// One connection of the hostile server: it reads a request, does what the request's plan says, and goes on to the next
 /// one or ends. Nothing of it blocks.
@@ -17,8 +18,10 @@ class HostileConnection {
 public:
     using Clock = std::chrono::steady_clock;
 
-    HostileConnection(LumTestServer::Socket accepted, std::uint64_t runSeed)
-        : socket(std::move(accepted)), seed(runSeed)
+    /// What to do with a request of that path.
+    using Planner = std::function<LumTests::FaultPlan(const std::string& path)>;
+
+    HostileConnection(Socket accepted, Planner newPlanner) : socket(std::move(accepted)), planner(std::move(newPlanner))
     {
     }
 
@@ -36,9 +39,6 @@ public:
     /// Whether it waits until it can send.
     bool IsFull() const { return isFull; }
 
-    /// The kind of the plan that was begun since the last call.
-    std::optional<std::size_t> TakeBegun();
-
 private:
     enum class Progress { Goes, Waits, Ends };
 
@@ -50,18 +50,17 @@ private:
     Progress SendSome();
     Progress FinishPlan();
 
-    LumTestServer::Socket socket;
-    const std::uint64_t seed;
+    Socket socket;
+    const Planner planner;
     std::string input;
     std::uint64_t unreadBody = 0;
-    std::optional<FaultPlan> plan;
+    std::optional<LumTests::FaultPlan> plan;
     std::size_t nextStep = 0;
     Clock::time_point stepTime;
     std::string output;
     bool isFull = false;
     bool resets = false;
     std::optional<Clock::time_point> endTime;
-    std::optional<std::size_t> begun;
 };
 
-} // namespace LumTests
+} // namespace LumTestServer

@@ -1,14 +1,15 @@
-#include "soak/networking/HostileConnection.h"
+#include "support/server/HostileConnection.h"
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdlib>
-#include <utility>
 
 #include <string.h>
 #include <sys/socket.h>
 
-namespace LumTests {
+namespace LumTestServer {
+
+using LumTests::FaultPlan;
 
 namespace {
 
@@ -26,14 +27,11 @@ std::uint64_t contentLengthOf(const std::string& head)
     return found == nullptr ? 0 : std::strtoull(found + 17, nullptr, 10);
 }
 
-/// "GET /whole/NUMBER HTTP/1.1", or without the folder.
-FaultPlan planOf(std::uint64_t seed, const std::string& head)
+/// "GET PATH HTTP/1.1"
+std::string pathOf(const std::string& head)
 {
-    constexpr const char* kWhole = "/whole/";
     const std::size_t path = std::min(head.find('/'), head.size());
-    const bool isWhole = head.compare(path, 7, kWhole) == 0;
-    const std::uint64_t number = std::strtoull(head.c_str() + path + (isWhole ? 7 : 1), nullptr, 10);
-    return isWhole ? makeWholePlan(seed, number) : makeFaultPlan(seed, number);
+    return head.substr(path, head.find(' ', path) - path);
 }
 
 } // namespace
@@ -68,11 +66,6 @@ std::optional<HostileConnection::Clock::time_point> HostileConnection::NextTime(
     }
     const bool hasTimedStep = plan && output.empty() && (plan->isEarly || unreadBody == 0);
     return hasTimedStep ? std::optional<Clock::time_point>(stepTime) : std::nullopt;
-}
-
-std::optional<std::size_t> HostileConnection::TakeBegun()
-{
-    return std::exchange(begun, std::nullopt);
 }
 
 /// Takes in what has come. False if the peer has gone.
@@ -146,8 +139,7 @@ HostileConnection::Progress HostileConnection::AnswerNoHttp()
 
 void HostileConnection::Begin(const std::string& head, Clock::time_point now)
 {
-    plan = planOf(seed, head);
-    begun = plan->kind;
+    plan = planner(pathOf(head));
     nextStep = 0;
     stepTime = now + plan->steps.front().pause;
 }
@@ -171,4 +163,4 @@ HostileConnection::Progress HostileConnection::FinishPlan()
     return end == FaultPlan::End::KeepAlive ? Progress::Goes : Progress::Ends;
 }
 
-} // namespace LumTests
+} // namespace LumTestServer
