@@ -323,6 +323,32 @@ TEST(WinHttpContractTest, WhatWasNotSentHasNoResponse)
     }
 }
 
+/// Looks at the result of a call that comes too early or too late.
+void expectOutOfTurn(BOOL succeeded, const char* what)
+{
+    const DWORD error = GetLastError();
+    EXPECT_EQ(succeeded == FALSE, Quirks::kRefusesCallsOutOfTurn) << what;
+    if (succeeded == FALSE) {
+        EXPECT_EQ(error, ERROR_WINHTTP_INCORRECT_HANDLE_STATE) << what;
+    }
+}
+
+TEST(WinHttpContractTest, CallsOutOfTurnAreRefused)
+{
+    WinHttpExchange::Settings held = toScripted("/bytes?n=10");
+    held.receives = false;
+    char byte = 0;
+    WinHttpExchange exchange(held);
+    expectOutOfTurn(WinHttpQueryDataAvailable(exchange.Request(), nullptr), "query before send");
+    ASSERT_TRUE(exchange.Send());
+    ASSERT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE));
+    DWORD value = 1;
+    expectOutOfTurn(WinHttpSetOption(exchange.Request(), WINHTTP_OPTION_CONNECT_TIMEOUT, &value, sizeof(value)),
+                    "option after send");
+    expectOutOfTurn(WinHttpReadData(exchange.Request(), &byte, 1, nullptr), "read before receive");
+    expectOutOfTurn(WinHttpSendRequest(exchange.Request(), nullptr, 0, nullptr, 0, 0, 0), "second send");
+}
+
 TEST(WinHttpContractTest, ANameThatIsNoHostNameIsNotResolved)
 {
     for (const char* const host : {"", "a b", "user@127.0.0.1", "127.0.0.1/path", "127.0.0.1?query", "a%41"}) {

@@ -255,28 +255,6 @@ TEST(PosixPlatformTest, SendsTakeOnlyWhatCanBeSentWhole)
     EXPECT_EQ(GetLastError(), ERROR_NO_UNICODE_TRANSLATION);
 }
 
-TEST(PosixPlatformTest, CallsOutOfTurnAreRefused)
-{
-    WinHttpExchange::Settings held = settings();
-    held.receives = false;
-    WinHttpExchange exchange(held);
-    char byte = 0;
-    const auto expectWrongState = [](BOOL succeeded, const char* what) {
-        const DWORD error = GetLastError();
-        EXPECT_FALSE(succeeded) << what;
-        EXPECT_EQ(error, ERROR_WINHTTP_INCORRECT_HANDLE_STATE) << what;
-    };
-    expectWrongState(WinHttpReceiveResponse(exchange.Request(), nullptr), "receive before send");
-    expectWrongState(WinHttpQueryDataAvailable(exchange.Request(), nullptr), "query before send");
-    ASSERT_TRUE(exchange.Send());
-    ASSERT_TRUE(exchange.WaitFor(WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE));
-    expectWrongState(WinHttpSendRequest(exchange.Request(), nullptr, 0, nullptr, 0, 0, 0), "second send");
-    expectWrongState(WinHttpReadData(exchange.Request(), &byte, 1, nullptr), "read before receive");
-    DWORD value = 1;
-    expectWrongState(WinHttpSetOption(exchange.Request(), WINHTTP_OPTION_CONNECT_TIMEOUT, &value, sizeof(value)),
-                     "option after send");
-}
-
 TEST(PosixPlatformTest, QueriesTakeOnlyTheListedLevels)
 {
     WinHttpExchange exchange(settings());

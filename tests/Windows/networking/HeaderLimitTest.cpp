@@ -1,5 +1,4 @@
 #include "Windows/networking/TransportTest.h"
-#include "support/ProcessResources.h"
 
 namespace LumTests {
 
@@ -52,23 +51,6 @@ TEST_F(HeaderLimitTest, ABlockOfManyLinesIsNoResponse)
         logger->clear();
         ExpectOutcomeOf(count, Get(ManyLines(count)));
     }
-}
-
-TEST_F(HeaderLimitTest, HeadersWithoutEndCostLittleMemory)
-{
-    Get(ManyLines(Quirks::kManyHeaderLines[0]));
-    logger->clear();
-    const std::size_t before = usedMemory();
-    ExpectOutcomeOf(Quirks::kEndlessHeaderLines, Get(ManyLines(Quirks::kEndlessHeaderLines)));
-    EXPECT_LT(usedMemory(), before + (std::size_t{8} << 20U)) << "although up to 30 MB were sent";
-}
-
-TEST_F(HeaderLimitTest, ALineWithoutEndCostsLittleMemory)
-{
-    Get(scripted("/headers/large?n=204800"));
-    const std::size_t before = usedMemory();
-    ExpectOutcomeOfLargeLine(Get(scripted("/headers/large?n=30000000")));
-    EXPECT_LT(usedMemory(), before + (std::size_t{8} << 20U)) << "although 30 MB were sent";
 }
 
 TEST_F(HeaderLimitTest, ALineOfTwoHundredKibibytesFailsTheRequest)

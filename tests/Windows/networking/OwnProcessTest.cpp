@@ -5,7 +5,8 @@
 
 #include <gtest/gtest.h>
 
-/// What takes a process of its own to see: how it ends, whom the system trusts, and what a body costs.
+/// What takes a process of its own to see: how it ends, whom the system trusts, and what large bodies and headers
+/// cost.
 
 namespace LumTests {
 
@@ -57,6 +58,11 @@ TEST(LargeBodyTest, IsHeldOnce)
 TEST(LargeBodyTest, OfUnknownLengthCostsASegmentMore)
 {
     EXPECT_EQ(runProbe("large-chunked-body"), 0) << "the probe says on its error stream what it cost";
+}
+
+TEST(LargeHeadersTest, CostLittleWhateverIsSent)
+{
+    EXPECT_EQ(runProbe("large-headers"), 0) << "the probe says on its error stream what they cost";
 }
 
 } // namespace

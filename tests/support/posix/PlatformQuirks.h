@@ -37,6 +37,7 @@ constexpr bool kRedirectsToIpv6Addresses = true;
 constexpr int kDefaultPortOfTunnels = 443;
 constexpr bool kEmptyHostIsNone = true;
 constexpr bool kRefusesToReceiveBeforeSending = true;
+constexpr bool kRefusesCallsOutOfTurn = true;
 constexpr bool kHasTextsOfWinHttp = true;
 constexpr bool kConnectionsOutliveTheirSession = true;
 constexpr bool kRepeatsOnANewConnection = true;

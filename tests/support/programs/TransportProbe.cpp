@@ -203,6 +203,28 @@ bool isLargeBodyHeldOnce(const std::string& framing, std::size_t slack)
     return true;
 }
 
+/// What 30 MB of headers cost at the peak. Where they have a bound there is no response, else one with what is kept.
+bool areLargeHeadersCheap(const std::string& path)
+{
+    const std::size_t before = LumTests::usedMemory();
+    const Outcome outcome = fetch(TestServers::scripted(path));
+    const std::size_t cost = LumTests::peakMemory() - before;
+    const bool isResponse = outcome.result == HttpRequestResult::SUCCESS;
+    if (isResponse == Quirks::kBoundsHeaders || (!kHasSanitizer && cost > 8 * kMebibyte)) {
+        std::cerr << path << " is a response: " << isResponse << ", and costs " << cost / kMebibyte << " MiB\n";
+        return false;
+    }
+    return true;
+}
+
+bool areAllLargeHeadersCheap()
+{
+    return isAccepted(TestServers::scripted("/bytes?n=100000"), true) &&
+           areLargeHeadersCheap("/headers/many?n=" + std::to_string(Quirks::kEndlessHeaderLines)) &&
+           areLargeHeadersCheap("/headers/many?n=300&length=100000") &&
+           areLargeHeadersCheap("/headers/large?n=30000000");
+}
+
 int run(const std::string& way)
 {
     if (way == "silent") {
@@ -227,6 +249,8 @@ int run(const std::string& way)
         return isLargeBodyHeldOnce("", 8 * kMebibyte) ? 0 : 1;
     } else if (way == "large-chunked-body") {
         return isLargeBodyHeldOnce("&framing=chunked", 72 * kMebibyte) ? 0 : 1;
+    } else if (way == "large-headers") {
+        return areAllLargeHeadersCheap() ? 0 : 1;
     } else {
         return 2;
     }

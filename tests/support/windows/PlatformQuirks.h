@@ -90,6 +90,9 @@ constexpr bool kEmptyHostIsNone = false;
 /// That a request is received before it is sent is notified, not refused.
 constexpr bool kRefusesToReceiveBeforeSending = false;
 
+/// Nor is any other call that comes too early or too late.
+constexpr bool kRefusesCallsOutOfTurn = false;
+
 /// The numbers of WinHTTP have no texts.
 constexpr bool kHasTextsOfWinHttp = false;
 
