@@ -1,6 +1,7 @@
 #include "platform/posix/files/ShareMode.h"
 #include "posix/ForkedTest.h"
 #include "support/ChildProgram.h"
+#include "support/FileCalls.h"
 #include "support/FileMode.h"
 #include "support/ProcessResources.h"
 #include "support/ScratchFolder.h"
@@ -25,33 +26,15 @@
 namespace {
 
 using LumTests::ChildProgram;
+using LumTests::expectFailure;
 using LumTests::FileMode;
 using LumTests::kReadOperation;
 using LumTests::kWriteOperation;
 using LumTests::lockFile;
 using LumTests::openFile;
+using LumTests::refusalOf;
 using LumTests::ScratchFolder;
 using LumTests::widened;
-
-/// The last error of an open that must fail; 0, and the file closed, if it succeeds.
-DWORD refusalOf(const std::string& path, const FileMode& mode)
-{
-    errno = 0;
-    HANDLE const file = openFile(path, mode);
-    if (file != INVALID_HANDLE_VALUE) {
-        CloseHandle(file);
-        return 0;
-    }
-    return GetLastError();
-}
-
-template <typename Call>
-void expectFailure(Call call, DWORD error)
-{
-    errno = 0;
-    EXPECT_FALSE(call());
-    EXPECT_EQ(GetLastError(), error);
-}
 
 class FileRoomTest : public testing::Test {
 protected:
@@ -139,12 +122,29 @@ TEST_F(FileRoomTest, AClosedHandleStaysNoneWhenItsPlaceIsUsedAgain)
     HANDLE const closed = openFile(path, kReadOperation);
     ASSERT_TRUE(CloseHandle(closed));
     // The next handle has the same place in the table, and another value.
-    HANDLE const open = openFile(path, kReadOperation);
-    expectFailure([&] { return lockFile(closed, false); }, EBADF);
-    expectFailure([&] { return GetFileSize(closed, nullptr) != INVALID_FILE_SIZE; }, EBADF);
+    HANDLE const other = openFile(folder.file("other.bin"), kReadOperation);
+    ASSERT_TRUE(LumTests::writeTo(other, "kept"));
+    LumTests::expectNoUseOf(closed, EBADF);
     expectFailure([&] { return CloseHandle(closed); }, EBADF);
+    EXPECT_EQ(LumTests::contentOf(other), "kept");
+    EXPECT_TRUE(CloseHandle(other));
+}
+
+TEST_F(FileRoomTest, TheValueOfFailedOpensIsNoHandle)
+{
     expectFailure([&] { return CloseHandle(INVALID_HANDLE_VALUE); }, EBADF);
-    EXPECT_TRUE(CloseHandle(open));
+}
+
+TEST_F(FileRoomTest, HandlesOfOneKindAreNoneOfAnother)
+{
+    HANDLE const file = openFile(path, kReadOperation);
+    HINTERNET const session = WinHttpOpen(nullptr, WINHTTP_ACCESS_TYPE_AUTOMATIC_PROXY, WINHTTP_NO_PROXY_NAME,
+                                          WINHTTP_NO_PROXY_BYPASS, WINHTTP_FLAG_ASYNC);
+    ASSERT_NE(session, nullptr);
+    expectFailure([&] { return CloseHandle(session); }, EBADF);
+    expectFailure([&] { return WinHttpCloseHandle(file); }, ERROR_INVALID_HANDLE);
+    EXPECT_TRUE(WinHttpCloseHandle(session));
+    EXPECT_TRUE(CloseHandle(file));
 }
 
 TEST_F(FileRoomTest, WhatIsNotListedIsRefused)

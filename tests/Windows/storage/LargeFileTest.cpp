@@ -4,6 +4,7 @@
 #include "support/StorageTest.h"
 #include "support/TestFolder.h"
 
+#include <any>
 #include <cstdint>
 #include <cstring>
 #include <filesystem>
@@ -26,6 +27,14 @@ constexpr bool kProcessCanHoldIt = kLarge <= SIZE_MAX / 2;
 /// Files that are larger than one call of the system moves, or than a size can tell.
 class LargeFileTest : public LumTests::StorageTest {
 protected:
+    /// The file has been refused, as it is too large to have a size.
+    void expectNoSize()
+    {
+        expectReported(8, "Error getting file size for '" + path + "'");
+        EXPECT_EQ(std::any_cast<int>(error->getUserInfo().at("LumErrorUnderlyingErrorCode")),
+                  static_cast<int>(LumTests::StorageFacts::kErrorOfNoSize));
+    }
+
     void resize(std::uintmax_t size) const { std::filesystem::resize_file(folder.where() / "large", size); }
 
     LumTests::TestFolder folder;
@@ -85,7 +94,7 @@ TEST_F(LargeFileTest, TheSizeThatMeansFailureIsRefused)
 {
     resize(0xFFFFFFFF);
     EXPECT_TRUE(files.readFileContentWithLock(path, error).empty());
-    expectReported(8, "Error getting file size for '" + path + "'");
+    expectNoSize();
     EXPECT_EQ(files.getFileSize(path), 0xFFFFFFFF);
 }
 
@@ -97,7 +106,7 @@ TEST_F(LargeFileTest, FilesOfFourGibibytesAreRefusedOrReadUpToTheLowerHalfOfThei
         const std::vector<char> content = files.readFileContentWithLock(path, error);
         if (LumTests::StorageFacts::kRefusesLargeSizes) {
             EXPECT_TRUE(content.empty());
-            expectReported(8, "Error getting file size for '" + path + "'");
+            expectNoSize();
         } else {
             EXPECT_EQ(error, nullptr);
             EXPECT_EQ(asText(content), std::string(excess, '\0')) << "hosts ask for the size before";

@@ -1,6 +1,6 @@
 #include "common/utils/LumTimeUtils.h"
 
-#include "TimeZone.h"
+#include "support/TimeZone.h"
 
 #include <gtest/gtest.h>
 

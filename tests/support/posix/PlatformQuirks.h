@@ -47,6 +47,7 @@ constexpr std::size_t kProxiedRequestsInARow = 20000;
 constexpr std::size_t kDescriptorSlack = 4;
 constexpr bool kKeepsDescriptorsForReuse = false;
 constexpr std::size_t kLargeFile = std::size_t{3} << 30U;
+constexpr bool kSucceedsWithoutRoomForAll = false;
 constexpr int kSoakSeconds = 20;
 constexpr bool kSurvivesResetsInHeaders = true;
 constexpr bool kMayFailAtLastChunk = false;

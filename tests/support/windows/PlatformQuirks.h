@@ -117,6 +117,9 @@ constexpr std::size_t kProxiedRequestsInARow = 2000;
 /// A process of 64 bits could hold 3 GiB, but takes 15 seconds to read them; one of 32 bits must refuse them.
 constexpr std::size_t kLargeFile = sizeof(void*) == 4 ? std::size_t{3} << 30U : std::size_t{256} << 20U;
 
+/// A write that there is room for in part only is a success with what was written.
+constexpr bool kSucceedsWithoutRoomForAll = true;
+
 /// For how long processes read and write one file. The locks are the platform's own.
 constexpr int kSoakSeconds = 5;
 

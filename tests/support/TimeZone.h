@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdlib>
-#include <ctime>
 #include <optional>
 #include <string>
 
@@ -22,11 +21,8 @@ public:
     TimeZone& operator=(const TimeZone&) = delete;
 
 private:
-    static void set(const char* name)
-    {
-        _putenv((std::string("TZ=") + (name == nullptr ? "" : name)).c_str());
-        _tzset();
-    }
+    /// The platform's part: sets the variable, or removes it, and has it read.
+    static void set(const char* name);
 
     std::optional<std::string> before;
 };
