@@ -119,7 +119,7 @@ std::vector<Scenario> plainScenarios()
         succeeding("Patch", upload(&Client::Patch, inTenBytes), 10),
         succeeding("Delete", remove(scripted("/bytes?n=10")), 10),
         succeeding("Send", send(inTenBytes), 10),
-        cancelling("Cancel", cancelled(scripted("/slow?n=2&ms=5"))),
+        cancelling("Cancel", cancelledBeforeItsAnswer()),
         logged("GetWithALogger", get(scripted("/bytes?n=5000")), 5000),
         logged("PostWithALogger", upload(&Client::Post, inTenBytes), 10),
     };

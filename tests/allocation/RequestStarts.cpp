@@ -1,5 +1,11 @@
 #include "allocation/RequestStarts.h"
 
+#include "support/PlainRequest.h"
+#include "support/TestServers.h"
+#include "support/WithMemory.h"
+
+#include <atomic>
+#include <chrono>
 #include <map>
 #include <vector>
 
@@ -35,6 +41,34 @@ public:
 private:
     const UrlComponents url;
     const std::vector<std::uint8_t> body = std::vector<std::uint8_t>(kBodySize, 'b');
+};
+
+std::string newKey()
+{
+    static const std::string prefix = std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()) + "-";
+    static std::atomic<int> last{0};
+    return prefix + std::to_string(++last);
+}
+
+/// An answer that the scripted server keeps back for as long as this lives.
+class StalledAnswer {
+public:
+    StalledAnswer() = default;
+    ~StalledAnswer() { requestPlainly(TestServers::scriptedPort(), "/release?key=" + key); }
+    StalledAnswer(const StalledAnswer&) = delete;
+    StalledAnswer& operator=(const StalledAnswer&) = delete;
+
+    Transaction RequestAndCancel(ILumAsynchronousHttpClient& client, const HttpCompletion& completion) const
+    {
+        const WithoutThatMemory asTheTestWantsIt;
+        return start(client, completion);
+    }
+
+private:
+    /// Only the request is to lack it.
+    const WithMemory withMemory;
+    const std::string key = newKey();
+    const Scenario::Start start = cancelled(TestServers::scripted("/stall?key=" + key));
 };
 
 } // namespace
@@ -84,6 +118,14 @@ Scenario::Start cancelled(const std::string& url)
             transaction->Cancel();
         }
         return transaction;
+    };
+}
+
+Scenario::Start cancelledBeforeItsAnswer()
+{
+    return [](ILumAsynchronousHttpClient& client, const HttpCompletion& completion) {
+        const StalledAnswer answer;
+        return answer.RequestAndCancel(client, completion);
     };
 }
 

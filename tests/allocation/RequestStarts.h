@@ -28,6 +28,9 @@ Scenario::Start send(const std::string& url);
 /// A GET that is cancelled at once.
 Scenario::Start cancelled(const std::string& url);
 
+/// The same, of an answer that the scripted server keeps back until then.
+Scenario::Start cancelledBeforeItsAnswer();
+
 } // namespace RequestStarts
 
 } // namespace LumTests

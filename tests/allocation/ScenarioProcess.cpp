@@ -2,6 +2,7 @@
 
 #include "allocation/FailingRequest.h"
 #include "allocation/Scenarios.h"
+#include "support/ChildOutput.h"
 #include "support/SystemProxy.h"
 
 #include <gtest/gtest.h>
@@ -15,6 +16,9 @@ namespace LumTests {
 using Reach = FailingAllocations::Reach;
 
 namespace {
+
+/// Longer than such a process ever takes.
+constexpr std::chrono::minutes kLimit{5};
 
 const Scenario* find(const std::vector<Scenario>& scenarios, const std::string& name)
 {
@@ -98,10 +102,9 @@ std::unique_ptr<ChildProgram> startThroughProxy(const std::string& name)
 
 int endOf(ChildProgram& process)
 {
-    for (std::string line = process.readLine(); !line.empty(); line = process.readLine()) {
-        std::cout << line << std::endl;
-    }
-    return process.waitFor(kLongestWait);
+    const auto [code, output] = endWithin(process, kLimit);
+    std::cout << output << std::flush;
+    return code;
 }
 
 } // namespace LumTests

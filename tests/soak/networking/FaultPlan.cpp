@@ -45,6 +45,7 @@ constexpr std::size_t kFirstChanging = 28;
 constexpr const char* kAnyFolder = "/any/";
 constexpr const char* kSparingFolder = "/sparing/";
 constexpr const char* kWholeFolder = "/whole/";
+constexpr const char* kBeginningFolder = "/begin/";
 
 /// The platform's numbers.
 constexpr int kNameNotResolved = 12007;
@@ -52,6 +53,7 @@ constexpr int kConnectionError = 12030;
 constexpr int kInvalidResponse = 12152;
 constexpr int kRedirectFailed = 12156;
 constexpr int kNotEnoughMemory = 8;
+constexpr int kIncorrectHandleState = 12019;
 
 /// The plan leads to no success.
 void breakWith(FaultPlan& plan, std::initializer_list<int> platformCodes)
@@ -161,8 +163,8 @@ void fillChunked(FaultPlan& plan, Dice& dice)
     if (isLong && plan.run.isSparing) {
         announceClose(plan);
     }
-    if (isLong && Quirks::kMayFailAtLastChunk) {
-        plan.failures.push_back(failureOf(kConnectionError));
+    if (isLong && Quirks::kErrorAtLastChunk != 0) {
+        plan.failures.push_back(failureOf(Quirks::kErrorAtLastChunk));
     }
 }
 
@@ -393,7 +395,7 @@ std::size_t chooseKind(Dice& dice)
 
 FaultPlan::Failure failureOf(int platformCode)
 {
-    return {LumNetworking::LumNetworkingErrorCode::kReceiveFailed, platformCode, true};
+    return {LumNetworking::LumNetworkingErrorCode::kReceiveFailed, platformCode};
 }
 
 FaultPlan makeFaultPlan(const FaultRun& run, std::uint64_t number)
@@ -466,16 +468,30 @@ FaultPlan makeExpectation(const FaultRun& run, std::uint64_t number, bool follow
     if (!followsRedirects || plan.redirect == FaultPlan::Redirect::None || !Quirks::isFollowed(plan.status)) {
         return plan;
     }
+    const bool becomesGet = plan.status == 301 || plan.status == 302;
     if (plan.redirect == FaultPlan::Redirect::ToWhole) {
-        const bool becomesGet = plan.status == 301 || plan.status == 302;
         plan = makeWholePlan(run, number);
-        if (becomesGet && Quirks::kFailsWherePostBecomesGet) {
-            plan.failures.push_back(failureOf(kRedirectFailed));
-        }
-        return plan;
+    } else {
+        breakWith(plan, {kRedirectFailed});
     }
-    breakWith(plan, {kRedirectFailed});
+    if (becomesGet && Quirks::kFailsWherePostBecomesGet) {
+        plan.failures.push_back(failureOf(kIncorrectHandleState));
+    }
     return plan;
+}
+
+std::string beginningPath(std::uint64_t seed)
+{
+    return kBeginningFolder + std::to_string(seed);
+}
+
+std::optional<std::uint64_t> seedOfBeginning(const std::string& path)
+{
+    const std::string folder = kBeginningFolder;
+    if (path.compare(0, folder.size(), folder) != 0) {
+        return std::nullopt;
+    }
+    return std::strtoull(path.c_str() + folder.size(), nullptr, 10);
 }
 
 PortKind kindOfPort(std::size_t index)

@@ -49,8 +49,6 @@ struct FaultPlan {
     struct Failure {
         int code;
         std::optional<int> platformCode;
-        /// Whether the platform notifies of it, rather than that one of its calls fails.
-        bool isNotified = false;
     };
 
     FaultRun run;
@@ -108,8 +106,16 @@ constexpr std::size_t kHostilePorts = 32;
 /// Of the port with that place.
 PortKind kindOfPort(std::size_t index);
 
-/// The path whose answer is how often each fault was done since it was asked for last, a line "COUNT NAME" for each.
-/// All other connections end.
+/// The path to be asked for first. The server counts its faults from then on, begins to close listeners and open them
+/// again, and throws its dice for the ports by that seed.
+std::string beginningPath(std::uint64_t seed);
+
+/// The seed if it is that path.
+std::optional<std::uint64_t> seedOfBeginning(const std::string& path);
+
+/// The path whose answer is how often each fault was done since the beginning, or since it was asked for last, a line
+/// "COUNT NAME" for each; the status is another than 200 if something has gone wrong in the server itself, which the
+/// body then tells. All other connections end, and all ports listen.
 constexpr const char* kEndPath = "/end";
 
 /// What each kind of plan is called.

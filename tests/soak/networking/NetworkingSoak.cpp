@@ -103,6 +103,7 @@ NetworkingSoak::NetworkingSoak(Settings newSettings)
 
 bool NetworkingSoak::Run()
 {
+    AskServer(beginningPath(settings.seed));
     askClosedServer();
     start = takeSample(true);
     direct = std::make_unique<SoakLoad>(DirectSettings());
@@ -174,15 +175,22 @@ void NetworkingSoak::Report()
     }
 }
 
+/// The body of its answer; empty if something is wrong with the server, which the soak does not pass then.
+std::string NetworkingSoak::AskServer(const std::string& path)
+{
+    const Outcome outcome = outcomeOf(TestServers::url(ports.front(), path));
+    if (!Holds(outcome.response != nullptr, "the server lives")) {
+        return "";
+    }
+    const std::string& body = outcome.response->body;
+    return Holds(outcome.response->statusCode == 200, ("all is well in the server: " + body).c_str()) ? body : "";
+}
+
 void NetworkingSoak::PrintFaults()
 {
     std::uint64_t sum = 0;
     std::ostringstream rows;
-    const Outcome outcome = outcomeOf(TestServers::url(ports.front(), kEndPath));
-    if (!Holds(outcome.response != nullptr, "the server lived to the end")) {
-        return;
-    }
-    std::istringstream answer(outcome.response->body);
+    std::istringstream answer(AskServer(kEndPath));
     for (std::string line; std::getline(answer, line);) {
         const std::size_t space = line.find(' ');
         const std::uint64_t count = std::stoull(line.substr(0, space));

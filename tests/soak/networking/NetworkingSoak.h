@@ -35,6 +35,7 @@ private:
     bool IsAtRest(const ProcessSample& sample) const;
     void WaitForRest() const;
     void Report();
+    std::string AskServer(const std::string& path);
     void PrintFaults();
     void PrintResources() const;
     void Draw() const;

@@ -33,17 +33,18 @@ std::optional<int> platformCodeOf(const ILumError& error)
 std::string describe(const HttpResponse* response, const ILumError* error)
 {
     if (error != nullptr) {
-        return error->getDescription();
+        return error->getDescription() + ", platform's number " + std::to_string(platformCodeOf(*error).value_or(0));
     }
     return response == nullptr ? "neither response nor error"
                                : "status " + std::to_string(response->statusCode) + ", a body of " +
                                      std::to_string(response->body.size()) + " bytes";
 }
 
-/// Where the platform notifies of failures without their numbers there is any.
+/// Whether the platform may tell of the failure with that number.
 bool isPlatformCode(std::optional<int> code, const FaultPlan::Failure& failure)
 {
-    return code == failure.platformCode || (!Quirks::kNotifiesWithLastError && code && failure.isNotified);
+    return code == failure.platformCode ||
+           (code && failure.platformCode && Quirks::isNotifiedInsteadOf(*failure.platformCode, *code));
 }
 
 } // namespace

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <iterator>
-#include <random>
 #include <system_error>
 
 #include <fcntl.h>
@@ -34,6 +34,9 @@ constexpr std::uint64_t kResetOf = 8;
 constexpr std::uint64_t kIgnoredOf = 8;
 constexpr std::uint64_t kLongestIgnored = 500;
 
+/// After which descriptors may be there again.
+constexpr milliseconds kAcceptPause{50};
+
 void require(bool succeeded, const char* what)
 {
     if (!succeeded) {
@@ -41,9 +44,18 @@ void require(bool succeeded, const char* what)
     }
 }
 
+/// An answer after which the connection ends.
+FaultPlan answerOf(const char* status, const std::string& body)
+{
+    FaultPlan plan;
+    plan.steps = {{milliseconds(0), std::string("HTTP/1.1 ") + status + "\r\nConnection: close\r\n\r\n" + body}};
+    plan.end = FaultPlan::End::Close;
+    return plan;
+}
+
 } // namespace
 
-HostileServer::HostileServer() : dice(std::random_device()()), epoll(epoll_create1(EPOLL_CLOEXEC))
+HostileServer::HostileServer() : epoll(epoll_create1(EPOLL_CLOEXEC))
 {
     require(epoll >= 0, "epoll_create1");
     require(pipe2(control, O_CLOEXEC) == 0, "pipe2");
@@ -70,16 +82,33 @@ void HostileServer::AddListener()
     const int descriptor = socket.Descriptor();
     ports.push_back(boundPort(socket));
     const PortKind kind = LumTests::kindOfPort(listeners.size());
-    const bool changes = kind == PortKind::Changing;
-    listeners[descriptor] = {std::move(socket), kind, true, changes ? Clock::now() : Clock::time_point::max()};
+    Listener& listener = listeners[descriptor];
+    listener.socket = std::move(socket);
+    listener.kind = kind;
     Watch(EPOLL_CTL_ADD, descriptor, EPOLLIN);
 }
 
 void HostileServer::Serve()
 {
-    while (HandleEvents()) {
-        RunTimers();
+    while (ServeOnce()) {
     }
+}
+
+/// False if the server is to end. Of what goes wrong here the other servers of this process see nothing.
+bool HostileServer::ServeOnce()
+{
+    try {
+        if (!HandleEvents()) {
+            return false;
+        }
+        RunTimers();
+    } catch (const std::exception& failure) {
+        std::fprintf(stderr, "lum_test_server, the hostile server: %s\n", failure.what());
+        trouble = failure.what();
+        // One of them may bring it about again and again.
+        connections.clear();
+    }
+    return true;
 }
 
 /// False if the server is to end.
@@ -102,10 +131,17 @@ bool HostileServer::HandleEvents()
     return true;
 }
 
-void HostileServer::Accept(const Listener& listener)
+void HostileServer::Accept(Listener& listener)
 {
+    const int descriptor = listener.socket.Descriptor();
     while (true) {
-        Socket accepted(accept4(listener.socket.Descriptor(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        Socket accepted(accept4(descriptor, nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
+        if (!accepted.IsOpen() && (errno == EMFILE || errno == ENFILE || errno == ENOBUFS || errno == ENOMEM)) {
+            // Whoever waits would be told of at once again.
+            ++faults["accepting paused"];
+            listener.resumeTime = Clock::now() + kAcceptPause;
+            Watch(EPOLL_CTL_MOD, descriptor);
+        }
         if (!accepted.IsOpen()) {
             return;
         }
@@ -140,9 +176,25 @@ FaultPlan HostileServer::PlanFor(int descriptor, const std::string& path)
     if (path == LumTests::kEndPath) {
         return End(descriptor);
     }
+    if (const auto seed = LumTests::seedOfBeginning(path)) {
+        return Begin(*seed);
+    }
     FaultPlan plan = LumTests::makePlanOfPath(path);
     ++faults[LumTests::faultNames()[plan.kind]];
     return plan;
+}
+
+FaultPlan HostileServer::Begin(std::uint64_t seed)
+{
+    dice = LumTests::Dice(seed);
+    faults.clear();
+    trouble.clear();
+    for (auto& [descriptor, listener] : listeners) {
+        if (listener.kind == PortKind::Changing) {
+            listener.changeTime = Clock::now();
+        }
+    }
+    return answerOf("200 OK", "");
 }
 
 /// Ends all connections but the one by which it was asked for.
@@ -156,10 +208,13 @@ FaultPlan HostileServer::End(int descriptor)
     for (auto next = connections.begin(); next != connections.end();) {
         next = next->first == descriptor ? std::next(next) : connections.erase(next);
     }
-    FaultPlan plan;
-    plan.steps = {{milliseconds(0), "HTTP/1.1 200 OK\r\nConnection: close\r\n\r\n" + body}};
-    plan.end = FaultPlan::End::Close;
-    return plan;
+    for (auto& [listening, listener] : listeners) {
+        listener.changeTime = Clock::time_point::max();
+        if (!listener.listens) {
+            Listen(listener);
+        }
+    }
+    return trouble.empty() ? answerOf("200 OK", body) : answerOf("500 Trouble", trouble);
 }
 
 void HostileServer::Run(int descriptor, Clock::time_point now)
@@ -193,36 +248,63 @@ void HostileServer::RunTimers()
         timers.pop();
         Run(descriptor, now);
     }
-    ChangeListeners(now);
+    RunListeners(now);
+}
+
+void HostileServer::RunListeners(Clock::time_point now)
+{
+    for (auto& [descriptor, listener] : listeners) {
+        if (listener.resumeTime <= now) {
+            listener.resumeTime = Clock::time_point::max();
+            Watch(EPOLL_CTL_MOD, descriptor, EPOLLIN);
+        }
+        if (listener.changeTime <= now) {
+            Change(listener, now);
+        }
+    }
 }
 
 /// Between its times a listener keeps its port, and connections are refused.
-void HostileServer::ChangeListeners(Clock::time_point now)
+void HostileServer::Change(Listener& listener, Clock::time_point now)
 {
-    for (auto& [descriptor, listener] : listeners) {
-        if (now < listener.changeTime) {
-            continue;
-        }
-        listener.changeTime = now + milliseconds(dice.Below(static_cast<std::uint64_t>(kLongestChange.count())));
-        if (listener.listens) {
-            ++faults["listener closed"];
-            Watch(EPOLL_CTL_DEL, descriptor);
-            shutdown(descriptor, SHUT_RD);
-        } else {
-            require(listen(descriptor, kBacklog) == 0, "listen again");
-            Watch(EPOLL_CTL_ADD, descriptor, EPOLLIN);
-        }
-        listener.listens = !listener.listens;
+    listener.changeTime = now + milliseconds(dice.Below(static_cast<std::uint64_t>(kLongestChange.count())));
+    if (!listener.listens) {
+        Listen(listener);
+        return;
     }
+    ++faults["listener closed"];
+    listener.listens = false;
+    listener.resumeTime = Clock::time_point::max();
+    Watch(EPOLL_CTL_DEL, listener.socket.Descriptor());
+    shutdown(listener.socket.Descriptor(), SHUT_RD);
+}
+
+/// Of a listener that was closed.
+void HostileServer::Listen(Listener& listener)
+{
+    require(listen(listener.socket.Descriptor(), kBacklog) == 0, "listen again");
+    Watch(EPOLL_CTL_ADD, listener.socket.Descriptor(), EPOLLIN);
+    listener.listens = true;
+}
+
+/// When there is something to do, whatever comes.
+HostileServer::Clock::time_point HostileServer::NextTime() const
+{
+    Clock::time_point next = timers.empty() ? Clock::time_point::max() : timers.top().time;
+    for (const auto& [descriptor, listener] : listeners) {
+        next = std::min({next, listener.changeTime, listener.resumeTime});
+    }
+    return next;
 }
 
 int HostileServer::WaitLimit() const
 {
-    constexpr milliseconds kLongestWait{50};
-    if (timers.empty()) {
-        return static_cast<int>(kLongestWait.count());
+    constexpr milliseconds kLongestWait{60000};
+    const Clock::time_point next = NextTime();
+    if (next == Clock::time_point::max()) {
+        return -1;
     }
-    const auto left = std::chrono::ceil<milliseconds>(timers.top().time - Clock::now());
+    const auto left = std::chrono::ceil<milliseconds>(next - Clock::now());
     return static_cast<int>(std::clamp(left, milliseconds(0), kLongestWait).count());
 }
 

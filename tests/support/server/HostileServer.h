@@ -15,7 +15,7 @@
 namespace LumTestServer {
 
 /// An HTTP server on loopback that does to each request what the request's plan says, and on some of its ports more to
-/// connections. FaultPlan.h says by which paths.
+/// connections. FaultPlan.h says by which paths. What goes wrong in it ends its connections, and is told at the end.
 class HostileServer {
 public:
     HostileServer();
@@ -33,7 +33,9 @@ private:
         Socket socket;
         PortKind kind = PortKind::Steady;
         bool listens = true;
-        Clock::time_point changeTime;
+        Clock::time_point changeTime = Clock::time_point::max();
+        /// When it goes on accepting, if it has stopped for want of descriptors.
+        Clock::time_point resumeTime = Clock::time_point::max();
     };
 
     struct Timer {
@@ -44,18 +46,23 @@ private:
 
     void AddListener();
     void Serve();
+    bool ServeOnce();
     bool HandleEvents();
-    void Accept(const Listener& listener);
+    void Accept(Listener& listener);
     void Admit(Socket accepted, bool isRough);
     LumTests::FaultPlan PlanFor(int descriptor, const std::string& path);
+    LumTests::FaultPlan Begin(std::uint64_t seed);
     LumTests::FaultPlan End(int descriptor);
     void Run(int descriptor, Clock::time_point now);
     void RunTimers();
-    void ChangeListeners(Clock::time_point now);
+    void RunListeners(Clock::time_point now);
+    void Change(Listener& listener, Clock::time_point now);
+    void Listen(Listener& listener);
+    Clock::time_point NextTime() const;
     int WaitLimit() const;
     void Watch(int operation, int descriptor, std::uint32_t events = 0) const;
 
-    LumTests::Dice dice;
+    LumTests::Dice dice{0};
     int epoll;
     /// Its end is the server's.
     int control[2] = {-1, -1};
@@ -64,6 +71,8 @@ private:
     std::map<int, std::unique_ptr<HostileConnection>> connections;
     std::priority_queue<Timer, std::vector<Timer>, std::greater<>> timers;
     std::map<std::string, std::uint64_t> faults;
+    /// What has gone wrong in the server itself.
+    std::string trouble;
     std::thread thread;
 };
 

@@ -19,6 +19,14 @@ constexpr unsigned int kErrorOfReset = 10054;
 /// A connection that is closed instead of an answer is an answer that is no HTTP.
 constexpr unsigned int kErrorOfNoAnswer = 12152;
 
+/// Whether the error of a request may have that number where another is expected: the connection has ended too early.
+constexpr bool isNotifiedInsteadOf(int expected, int notified)
+{
+    constexpr int kConnectionError = 12030;
+    return expected == kConnectionError &&
+           (notified == static_cast<int>(kErrorOfReset) || notified == static_cast<int>(kErrorOfNoAnswer));
+}
+
 /// What a proxy says when it is asked for a tunnel is not looked at. If it closes the connection, the handshake fails.
 constexpr unsigned int kErrorOfRefusedTunnel = 12157;
 
@@ -130,8 +138,9 @@ constexpr bool kSurvivesResetsInHeaders = false;
 constexpr bool kTakesAnyLineForStatus = true;
 
 /// If the line of the last chunk arrives in two pieces, which may be wherever the platform's buffer of 8 KiB was full,
-/// the request fails although it has all of the body, and the next one on the connection begins with what was left.
-constexpr bool kMayFailAtLastChunk = true;
+/// the request fails with this number although it has all of the body, and the next one on the connection begins with
+/// what was left.
+constexpr int kErrorAtLastChunk = 122;
 
 /// What arrives together with the end of a body is taken for more of it, and the body then ends with the connection.
 constexpr bool kTakesSpareBytesForBody = true;

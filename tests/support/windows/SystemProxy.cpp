@@ -29,7 +29,10 @@ HINTERNET WINAPI openWithProxy(LPCWSTR agent, DWORD access, LPCWSTR named, LPCWS
 void setSystemProxy(const std::string& server)
 {
     proxy.assign(server.begin(), server.end());
-    openBefore = reinterpret_cast<Open>(ModuleImport("WinHttpOpen").redirect(reinterpret_cast<void*>(&openWithProxy)));
+    if (openBefore == nullptr) {
+        openBefore =
+            reinterpret_cast<Open>(ModuleImport("WinHttpOpen").redirect(reinterpret_cast<void*>(&openWithProxy)));
+    }
 }
 
 } // namespace LumTests
