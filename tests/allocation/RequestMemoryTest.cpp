@@ -38,7 +38,7 @@ TEST_P(RequestMemoryTest, NoMemoryUntilItIsCompletedEndsInOneCompletionOrInARefu
     runWithoutEachAllocation(GetParam(), Reach::AllThatFollow);
 }
 
-/// The environment is looked at once per process.
+/// What the system names as proxy stays for the rest of a process, so each has one of its own.
 class ProxiedRequestMemoryTest : public testing::TestWithParam<Scenario> {};
 
 INSTANTIATE_TEST_SUITE_P(Native, ProxiedRequestMemoryTest, testing::ValuesIn(proxiedScenarios()), nameOf);

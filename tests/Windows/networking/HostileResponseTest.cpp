@@ -1,5 +1,6 @@
 #include "Windows/networking/TransportTest.h"
 
+#include <sstream>
 #include <vector>
 
 namespace LumTests {
@@ -81,6 +82,48 @@ TEST_F(HostileResponseTest, AFoldedFirstLineTouchesNothingOfTheRedirectBefore)
     for (int round = 0; round < 20; ++round) {
         logger->clear();
         ExpectOutcomeOf(row, Get(TestServers::scripted("/redirect?to=" + TestServers::queryValue(folded))));
+    }
+}
+
+TEST_F(HostileResponseTest, AFirstLineOfOtherWordsIsNoHttp)
+{
+    const Outcome outcome = GetRaw("\x01 abc x\r\n\r\n");
+    if (Quirks::kTakesAnyLineForStatus) {
+        expectSuccess(outcome, 0);
+    } else {
+        expectFailure(outcome, *logger, kRequestError, 12152);
+    }
+}
+
+TEST_F(HostileResponseTest, BytesBehindTheEndOfABodyAreNoneOfIt)
+{
+    const Outcome outcome = GetRaw("HTTP/1.1 200 OK\r\nContent-Length: 5\r\n\r\nwholespare");
+    expectSuccess(outcome);
+    EXPECT_EQ(outcome.response->body, Quirks::kTakesSpareBytesForBody ? "wholespare" : "whole");
+}
+
+TEST_F(HostileResponseTest, TheLastChunkMayBeginAnywhereInWhatIsReceivedAtOnce)
+{
+    constexpr std::size_t kBuffer = 8192;
+    const std::string head = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1f00\r\n";
+    for (std::size_t place = kBuffer - 6; place <= kBuffer + 6; ++place) {
+        SCOPED_TRACE(place);
+        const std::string firstChunk(0x1f00, 'a');
+        const std::string start = head + firstChunk + "\r\n";
+        const std::size_t left = place - start.size() - std::string("00\r\n\r\n").size();
+        std::ostringstream chunk;
+        chunk << std::hex << left << "\r\n" << std::string(left, 'b') << "\r\n";
+        logger->clear();
+        const Outcome outcome = GetRaw(start + chunk.str() + "0\r\n\r\n");
+        const bool isCut = place >= kBuffer - 3 && place < kBuffer;
+        if (isCut && Quirks::kErrorAtLastChunk != 0) {
+            // It may be notified, and logged, twice.
+            EXPECT_EQ(outcome.result, LumNetworking::HttpRequestResult::FAILED);
+            EXPECT_EQ(outcome.response, nullptr);
+        } else {
+            expectSuccess(outcome);
+            EXPECT_EQ(outcome.response->body, firstChunk + std::string(left, 'b'));
+        }
     }
 }
 

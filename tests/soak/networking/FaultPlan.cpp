@@ -289,6 +289,9 @@ void fillOddity(FaultPlan& plan, Dice& dice)
     }
     // What is taken for the beginning of an answer is cut off by the end; a redirect may lead nowhere.
     breakWith(plan, {kInvalidResponse, kConnectionError, kNameNotResolved, kRedirectFailed});
+    if (Quirks::kFailsWherePostBecomesGet) {
+        plan.failures.push_back(failureOf(kIncorrectHandleState));
+    }
     plan.verdict = Verdict::Anything;
 }
 

@@ -51,7 +51,8 @@
 /// | /redirect         | to (/echo), status (302), cookie       | a redirect, with Set-Cookie if there is a cookie |
 /// | /chain            | n (0), status (302)                    | n redirects, then "end of chain"                 |
 /// | /loop             |                                        | a redirect to itself                             |
-/// | /headers/many     | n (300)                                | X-Header-0: value-0, and so on                   |
+/// | /headers/many     | n (300), length (0)                    | X-Header-0: value-0, and so on, each value with  |
+/// |                   |                                        | so many letters more                             |
 /// | /headers/large    | n (61440)                              | X-Large with so many letters                     |
 /// | /headers/repeated |                                        | X-Repeated: first, X-Repeated: second            |
 /// | /headers/folded   |                                        | X-Folded in two lines                            |
@@ -74,6 +75,8 @@
 /// | /unknown          |                                        | the request lines so far that got a 404          |
 /// | /silent/close     |                                        | closes the silent port's connections             |
 /// | /silent/count     |                                        | number of the silent port's connections          |
+///
+/// Any other path gets a 404, "no such path"; the connection closes after it if the method is CONNECT.
 
 #include "support/server/ChildProcess.h"
 #include "support/server/ClosedPort.h"

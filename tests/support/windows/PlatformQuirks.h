@@ -134,7 +134,7 @@ constexpr int kSoakSeconds = 5;
 /// A reset within the headers ends the process.
 constexpr bool kSurvivesResetsInHeaders = false;
 
-/// A first line with a space in it is a status line, whatever else it is.
+/// A first line whose second word has three characters is a status line, whatever else it is.
 constexpr bool kTakesAnyLineForStatus = true;
 
 /// If the line of the last chunk arrives in two pieces, which may be wherever the platform's buffer of 8 KiB was full,
