@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <condition_variable>
 #include <mutex>
 #include <optional>
 
@@ -85,50 +84,17 @@ Scenario scenario(const char* name, Scenario::Start start, const Answer& answer,
     return {name, makeSite, std::move(start), result, kAnswerSize};
 }
 
-/// Keeps an answer back until the request has been cancelled.
-class CancelGate {
-public:
-    template <typename Start>
-    Scenario::Transaction Pass(const Start& startAndCancel)
-    {
-        Set(false);
-        const Opening opening{*this};
-        return startAndCancel();
-    }
-
-    void Wait()
-    {
-        std::unique_lock<std::mutex> lock(mutex);
-        opened.wait(lock, [this] { return isOpen; });
-    }
-
-private:
-    struct Opening {
-        ~Opening() { gate.Set(true); }
-        CancelGate& gate;
-    };
-
-    void Set(bool opens)
-    {
-        const std::lock_guard<std::mutex> lock(mutex);
-        isOpen = opens;
-        opened.notify_all();
-    }
-
-    std::mutex mutex;
-    std::condition_variable opened;
-    bool isOpen = true;
-};
-
+/// The answer is kept back until the request has been cancelled.
 Scenario cancelledBeforeItsAnswer(const char* name)
 {
-    const auto gate = std::make_shared<CancelGate>();
-    const auto answerLate = [gate](const FakeRequest& request) {
-        gate->Wait();
+    const auto cancelling = std::make_shared<std::mutex>();
+    const auto answerLate = [cancelling](const FakeRequest& request) {
+        const std::lock_guard<std::mutex> isOver(*cancelling);
         return answerWell(request);
     };
-    const auto start = [gate, start = cancelled(kUrl)](Client& client, const HttpCompletion& completion) {
-        return gate->Pass([&] { return start(client, completion); });
+    const auto start = [cancelling, start = cancelled(kUrl)](Client& client, const HttpCompletion& completion) {
+        const std::lock_guard<std::mutex> goesOn(*cancelling);
+        return start(client, completion);
     };
     return scenario(name, start, answerLate, HttpRequestResult::CANCELLED, false);
 }
