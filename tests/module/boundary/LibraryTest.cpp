@@ -1,4 +1,5 @@
 #include "Windows/Cli/LumCliAbi.h"
+#include "support/BoundaryFunctions.h"
 
 #include <gtest/gtest.h>
 
@@ -28,10 +29,7 @@ TEST_F(LibraryTest, NeedsNothingBesideItself)
 TEST_F(LibraryTest, EveryFunctionOfTheBoundaryIsFoundByItsName)
 {
     ASSERT_NE(library, nullptr);
-    for (const char* const name :
-         {"LumCliGetAbiVersion", "LumCliGetPointerBits", "LumCliGetLibraryVersion",
-          "LumCliCreateSocksClientWithManagedLogger", "LumCliCreateSocksClientWithNativeLogger", "LumCliReceiveStatus",
-          "LumCliReceiveBody", "LumCliReceiveHeader", "LumCliReceiveMessage"}) {
+    for (const char* const name : LumTests::kBoundaryFunctions) {
         EXPECT_NE(function<void*>(name), nullptr) << name;
     }
 }

@@ -1,3 +1,5 @@
+#include "support/BoundaryFunctions.h"
+
 #include <gtest/gtest.h>
 
 #include <dlfcn.h>
@@ -17,10 +19,7 @@ protected:
 TEST_F(ExportsTest, EveryFunctionOfTheBoundaryIsFoundByItsName)
 {
     ASSERT_NE(library, nullptr);
-    for (const char* const name :
-         {"LumCliGetAbiVersion", "LumCliGetPointerBits", "LumCliGetLibraryVersion",
-          "LumCliCreateSocksClientWithManagedLogger", "LumCliCreateSocksClientWithNativeLogger", "LumCliReceiveStatus",
-          "LumCliReceiveBody", "LumCliReceiveHeader", "LumCliReceiveMessage"}) {
+    for (const char* const name : LumTests::kBoundaryFunctions) {
         EXPECT_TRUE(shows(name)) << name;
     }
 }

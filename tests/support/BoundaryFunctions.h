@@ -1,0 +1,18 @@
+#pragma once
+
+namespace LumTests {
+
+/// The functions that the library exports for its managed half.
+constexpr const char* kBoundaryFunctions[] = {
+    "LumCliGetAbiVersion",
+    "LumCliGetPointerBits",
+    "LumCliGetLibraryVersion",
+    "LumCliCreateSocksClientWithManagedLogger",
+    "LumCliCreateSocksClientWithNativeLogger",
+    "LumCliReceiveStatus",
+    "LumCliReceiveBody",
+    "LumCliReceiveHeader",
+    "LumCliReceiveMessage",
+};
+
+} // namespace LumTests
