@@ -4,8 +4,6 @@
 #include "support/TestServers.h"
 #include "support/WithMemory.h"
 
-#include <atomic>
-#include <chrono>
 #include <map>
 #include <vector>
 
@@ -43,13 +41,6 @@ private:
     const std::vector<std::uint8_t> body = std::vector<std::uint8_t>(kBodySize, 'b');
 };
 
-std::string newKey()
-{
-    static const std::string prefix = std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()) + "-";
-    static std::atomic<int> last{0};
-    return prefix + std::to_string(++last);
-}
-
 /// An answer that the scripted server keeps back for as long as this lives.
 class StalledAnswer {
 public:
@@ -67,7 +58,7 @@ public:
 private:
     /// Only the request is to lack it.
     const WithMemory withMemory;
-    const std::string key = newKey();
+    const std::string key = TestServers::newKey();
     const Scenario::Start start = cancelled(TestServers::scripted("/stall?key=" + key));
 };
 

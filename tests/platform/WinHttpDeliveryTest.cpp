@@ -22,14 +22,6 @@ namespace {
 
 using namespace LumTests;
 
-/// Released once only: each run of a test has keys of its own.
-std::string newKey()
-{
-    static std::atomic<int> last{0};
-    static const std::string prefix = std::to_string(std::chrono::steady_clock::now().time_since_epoch().count());
-    return "delivery-" + prefix + "-" + std::to_string(++last);
-}
-
 /// What the scripted server says of itself.
 std::string answerTo(const std::string& objectName)
 {
@@ -103,7 +95,7 @@ TEST(WinHttpDeliveryTest, ABlockedCallbackDoesNotSlowALargeBodyDownWhileOthersTr
             released.wait();
         }
     };
-    const std::string key = newKey();
+    const std::string key = TestServers::newKey();
     WinHttpExchange trickling(toScripted("/trickle?seconds=60&key=" + key));
     ASSERT_TRUE(blocked.Send());
     ASSERT_TRUE(blocked.WaitFor(WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE));
@@ -142,7 +134,7 @@ TEST(WinHttpDeliveryTest, ACallbackMayWaitForAnotherRequestThatItDrivesItself)
 
 TEST(WinHttpDeliveryTest, ClosingARequestThatWaitsEndsIt)
 {
-    const std::string key = newKey();
+    const std::string key = TestServers::newKey();
     const std::string seconds = Quirks::kClosingEndsTheWait ? "60" : "1";
     WinHttpExchange exchange(toScripted("/stall?seconds=" + seconds + "&key=" + key));
     const HINTERNET request = exchange.Request();
@@ -177,7 +169,7 @@ TEST(WinHttpDeliveryTest, AnAnswerBeforeTheEndOfTheUploadIsDeliveredWhenTheBodyI
 TEST(WinHttpDeliveryTest, AReaderThatDoesNotReadBoundsTheMemory)
 {
     constexpr std::size_t kBodySize = std::size_t{128} << 20U;
-    const std::string key = newKey();
+    const std::string key = TestServers::newKey();
     std::atomic<bool> isHeld{false};
     WinHttpExchange exchange(toScripted("/bytes?n=" + std::to_string(kBodySize) + "&key=" + key));
     Hold hold;

@@ -1,5 +1,7 @@
 #include "support/TestServers.h"
 
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <sstream>
 #include <stdexcept>
@@ -112,6 +114,13 @@ std::string secure(Certificate certificate, const std::string& path)
 std::string secureByName(Certificate certificate, const std::string& path)
 {
     return "https://localhost:" + std::to_string(securePort(certificate)) + path;
+}
+
+std::string newKey()
+{
+    static const std::string prefix = std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()) + "-";
+    static std::atomic<int> last{0};
+    return prefix + std::to_string(++last);
 }
 
 std::string queryValue(const std::string& text)

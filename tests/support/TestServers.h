@@ -46,6 +46,9 @@ std::string secure(Certificate certificate, const std::string& path);
 /// The same by the name localhost.
 std::string secureByName(Certificate certificate, const std::string& path);
 
+/// A key for the scripted server's gates and counts, which each run of a test has of its own: a gate opens once only.
+std::string newKey();
+
 /// The text as it stands in a query.
 std::string queryValue(const std::string& text);
 

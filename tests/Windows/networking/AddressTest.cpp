@@ -55,7 +55,7 @@ TEST_F(AddressTest, AnyTimeoutIsPassedOn)
 
 TEST_F(AddressTest, OnlyConnectingIsBounded)
 {
-    const Outcome outcome = Get(TestServers::scripted("/stall?seconds=2&key=" + NewKey()), {}, true, 1);
+    const Outcome outcome = Get(TestServers::scripted("/stall?seconds=2&key=" + TestServers::newKey()), {}, true, 1);
     expectSuccess(outcome);
     EXPECT_EQ(outcome.response->body, "0123456789");
 }

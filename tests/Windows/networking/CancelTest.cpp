@@ -45,7 +45,7 @@ TEST_F(CancelTest, ANewTransactionIsNotCancelled)
 TEST_F(CancelTest, CancellingAtOnceEndsInCancelled)
 {
     for (int round = 0; round < 50; ++round) {
-        const std::string key = NewKey();
+        const std::string key = TestServers::newKey();
         const RequestRecorder recorder;
         Transaction transaction = client->Get(scripted("/stall?key=" + key), {}, recorder.Completion(), true, 30);
         transaction->Cancel();
@@ -57,7 +57,7 @@ TEST_F(CancelTest, CancellingAtOnceEndsInCancelled)
 
 TEST_F(CancelTest, CancellingBeforeTheHeadersOnlySetsTheFlag)
 {
-    const std::string key = NewKey();
+    const std::string key = TestServers::newKey();
     const RequestRecorder recorder;
     Transaction transaction = client->Get(scripted("/stall?key=" + key), {}, recorder.Completion(), true, 30);
     ASSERT_TRUE(WaitForArrival(key));
@@ -72,7 +72,7 @@ TEST_F(CancelTest, CancellingBeforeTheHeadersOnlySetsTheFlag)
 
 TEST_F(CancelTest, CancellingInTheMiddleOfTheBodyEndsInCancelled)
 {
-    const std::string key = NewKey();
+    const std::string key = TestServers::newKey();
     const RequestRecorder recorder;
     Transaction transaction = client->Get(scripted("/stall?at=body&key=" + key), {}, recorder.Completion(), true, 30);
     ASSERT_TRUE(waitUntil([&] { return HasStatus(); }));
@@ -85,7 +85,7 @@ TEST_F(CancelTest, CancellingInTheMiddleOfTheBodyEndsInCancelled)
 
 TEST_F(CancelTest, CancellingGoesBeforeAFailure)
 {
-    const std::string key = NewKey();
+    const std::string key = TestServers::newKey();
     const RequestRecorder recorder;
     Transaction transaction = client->Get(scripted("/stall?end=reset&key=" + key), {}, recorder.Completion(), true, 30);
     ASSERT_TRUE(WaitForArrival(key));
@@ -142,7 +142,7 @@ TEST_F(CancelTest, CancellingAndStartingAnewFromWithinTheCompletion)
 
 TEST_F(CancelTest, CancellingFromManyThreadsIsHarmless)
 {
-    const std::string key = NewKey();
+    const std::string key = TestServers::newKey();
     const RequestRecorder recorder;
     Transaction transaction = client->Get(scripted("/stall?key=" + key), {}, recorder.Completion(), true, 30);
     std::vector<std::thread> threads;

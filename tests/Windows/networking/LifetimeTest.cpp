@@ -32,7 +32,7 @@ TEST_F(LifetimeTest, ADroppedTransactionDoesNotCancel)
 
 TEST_F(LifetimeTest, TheCompletionGetsNoTransactionThatNobodyHolds)
 {
-    const std::string key = NewKey();
+    const std::string key = TestServers::newKey();
     const RequestRecorder recorder;
     client->Get(scripted("/stall?key=" + key), {}, recorder.Completion(), true, 30).reset();
     ASSERT_TRUE(WaitForArrival(key));
@@ -44,7 +44,7 @@ TEST_F(LifetimeTest, TheCompletionGetsNoTransactionThatNobodyHolds)
 
 TEST_F(LifetimeTest, ADroppedTransactionWasCancelledInVain)
 {
-    const std::string key = NewKey();
+    const std::string key = TestServers::newKey();
     const RequestRecorder recorder;
     client->Get(scripted("/stall?key=" + key), {}, recorder.Completion(), true, 30)->Cancel();
     ASSERT_TRUE(WaitForArrival(key));
@@ -68,7 +68,7 @@ TEST_F(LifetimeTest, ManyDroppedTransactionsAllComplete)
 
 TEST_F(LifetimeTest, TheClientMayBeDestroyedWhileRequestsRun)
 {
-    const std::string key = NewKey();
+    const std::string key = TestServers::newKey();
     std::vector<RequestRecorder> recorders(20);
     std::vector<Transaction> transactions;
     for (const RequestRecorder& recorder : recorders) {
@@ -87,7 +87,7 @@ TEST_F(LifetimeTest, TheClientMayBeDestroyedWhileRequestsRun)
 
 TEST_F(LifetimeTest, EverythingMayBeDestroyedWhileRequestsRun)
 {
-    const std::string key = NewKey();
+    const std::string key = TestServers::newKey();
     const RequestRecorder recorder;
     {
         WinHttpClientAsync shortLived(std::make_shared<RecordingLogger>());
@@ -119,7 +119,7 @@ TEST_F(LifetimeTest, TheTransactionMayBeDroppedInTheCompletion)
 {
     const RequestRecorder recorder;
     auto holder = std::make_shared<Transaction>();
-    const std::string key = NewKey();
+    const std::string key = TestServers::newKey();
     *holder = client->Get(scripted("/stall?key=" + key), {},
                           recorder.Completion([holder](Outcome&, const Transaction&) { holder->reset(); }), true, 30);
     Release(key);
@@ -242,7 +242,7 @@ TEST_F(LifetimeTest, AnUnknownExceptionOfTheCompletionIsLoggedToo)
 
 TEST_F(LifetimeTest, ARequestWithoutCompletionRunsToItsEnd)
 {
-    const std::string key = NewKey();
+    const std::string key = TestServers::newKey();
     EXPECT_TRUE(client->Get(scripted("/stall?seconds=0&key=" + key), {}, nullptr, true, 30));
     EXPECT_TRUE(waitUntil([&] { return logger->records().size() == 2; }));
     EXPECT_EQ(logger->records().back().line, 136U);

@@ -94,7 +94,7 @@ protected:
 
 void LoadTest::RunAThousandAtOnce()
 {
-    const std::string key = NewKey();
+    const std::string key = TestServers::newKey();
     const std::string seconds = Quirks::kServesThousandAtOnce ? "60" : "1";
     std::vector<RequestRecorder> recorders(1000);
     std::vector<Transaction> transactions;

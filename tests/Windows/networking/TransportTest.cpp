@@ -4,7 +4,6 @@
 #include "common/utils/LumError.h"
 
 #include <any>
-#include <atomic>
 #include <stdexcept>
 
 namespace LumTests {
@@ -114,13 +113,6 @@ bool TransportTest::WaitForArrival(const std::string& key)
 void TransportTest::Release(const std::string& key)
 {
     Ask("/release?key=" + key);
-}
-
-std::string TransportTest::NewKey()
-{
-    static std::atomic<int> last{0};
-    static const std::string prefix = std::to_string(std::chrono::steady_clock::now().time_since_epoch().count()) + "-";
-    return prefix + std::to_string(++last);
 }
 
 std::string TransportTest::Ask(const std::string& pathAndQuery)

@@ -42,9 +42,6 @@ protected:
     bool WaitForArrival(const std::string& key);
     void Release(const std::string& key);
 
-    /// A key that no other test uses.
-    static std::string NewKey();
-
     const std::shared_ptr<RecordingLogger> logger = std::make_shared<RecordingLogger>();
     std::shared_ptr<LumNetworking::WinHttpClientAsync> client =
         std::make_shared<LumNetworking::WinHttpClientAsync>(logger);
