@@ -1,19 +1,13 @@
 #include "platform/posix/winhttp/HttpDriver.h"
 
+#include "platform/posix/winhttp/ConnectionLimit.h"
+
 #include <algorithm>
 #include <new>
-
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 namespace LumPlatform {
 
 namespace {
-
-/// Connections that are kept open for the next request, to all servers together.
-constexpr long kMostIdleConnections = 256;
 
 /// Transfers that are kept for the next request.
 constexpr std::size_t kMostIdleTransfers = 64;
@@ -22,10 +16,8 @@ constexpr std::size_t kMostIdleTransfers = 64;
 /// with the answer, which spares a hand-over between threads.
 constexpr std::chrono::milliseconds kAnswerDelay{20};
 
-constexpr int kEventsPerWait = 64;
-
-/// The end of a timer that is over already.
-constexpr std::chrono::steady_clock::time_point kNow = std::chrono::steady_clock::time_point::min();
+/// Curl looks for dead connections once a second at most.
+constexpr std::chrono::milliseconds kPruningInterval{1100};
 
 CURLM* newMultiHandle()
 {
@@ -36,58 +28,26 @@ CURLM* newMultiHandle()
     return multi;
 }
 
-std::uint32_t epollEvents(int what)
-{
-    switch (what) {
-    case CURL_POLL_IN:
-        return EPOLLIN;
-    case CURL_POLL_OUT:
-        return EPOLLOUT;
-    case CURL_POLL_INOUT:
-        return EPOLLIN | EPOLLOUT;
-    default:
-        return 0;
-    }
-}
-
-int curlEvents(std::uint32_t events)
-{
-    int mask = 0;
-    if ((events & (EPOLLIN | EPOLLHUP)) != 0) {
-        mask |= CURL_CSELECT_IN;
-    }
-    if ((events & EPOLLOUT) != 0) {
-        mask |= CURL_CSELECT_OUT;
-    }
-    if ((events & EPOLLERR) != 0) {
-        mask |= CURL_CSELECT_ERR;
-    }
-    return mask;
-}
-
 } // namespace
 
 HttpDriver::HttpDriver()
-    : epoll(epoll_create1(EPOLL_CLOEXEC)), wakeEvent(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
-      multi(newMultiHandle(), curl_multi_cleanup)
+    : mostTransfers(connectionLimit()), now(Time::clock::now()), multi(newMultiHandle(), curl_multi_cleanup),
+      pruner(multi.get())
 {
     idle.reserve(kMostIdleTransfers);
+    const auto mostConnections = static_cast<long>(mostTransfers);
     curl_multi_setopt(multi.get(), CURLMOPT_SOCKETFUNCTION, OnSocket);
     curl_multi_setopt(multi.get(), CURLMOPT_SOCKETDATA, this);
     curl_multi_setopt(multi.get(), CURLMOPT_TIMERFUNCTION, OnTimer);
     curl_multi_setopt(multi.get(), CURLMOPT_TIMERDATA, this);
-    curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, kMostIdleConnections);
-    epoll_event event = {};
-    event.events = EPOLLIN;
-    event.data.fd = wakeEvent.Get();
-    epoll_ctl(epoll.Get(), EPOLL_CTL_ADD, wakeEvent.Get(), &event);
+    curl_multi_setopt(multi.get(), CURLMOPT_MAXCONNECTS, mostConnections);
+    // Has curl close a kept connection where it would else have one more; the pruner's never comes to be.
+    curl_multi_setopt(multi.get(), CURLMOPT_MAX_TOTAL_CONNECTIONS, mostConnections + 1);
 }
 
 HttpDriver::~HttpDriver()
 {
     for (const std::unique_ptr<HttpTransfer>& transfer : active) {
-        // A name that is being looked up must not hold up the end of the process.
-        curl_easy_setopt(transfer->Easy(), CURLOPT_QUICK_EXIT, 1L);
         curl_multi_remove_handle(multi.get(), transfer->Easy());
     }
 }
@@ -107,6 +67,15 @@ void HttpDriver::Execute(const std::shared_ptr<HttpRequest>& request, const Http
 
 void HttpDriver::Start(const std::shared_ptr<HttpRequest>& request)
 {
+    if (active.size() < mostTransfers) {
+        StartTransfer(request);
+    } else {
+        waiting.Push(request);
+    }
+}
+
+void HttpDriver::StartTransfer(std::shared_ptr<HttpRequest> request)
+{
     try {
         std::unique_ptr<HttpTransfer> transfer = TakeTransfer();
         transfer->Begin(request, active.size());
@@ -115,10 +84,20 @@ void HttpDriver::Start(const std::shared_ptr<HttpRequest>& request)
         request->OnFinished(ERROR_NOT_ENOUGH_MEMORY);
         return;
     }
+    request->transfer = active.back().get();
     AddToMulti(*active.back());
-    if (!hasUnannounced) {
-        hasUnannounced = true;
-        announcementTime = Clock::now() + kAnswerDelay;
+    alarmOfAnnouncement.SetBy(now + kAnswerDelay);
+    alarmOfOverdue.SetBy(now + TransferClock::kLongestSilence);
+}
+
+void HttpDriver::StartWaiting()
+{
+    while (!waiting.IsEmpty() && active.size() < mostTransfers) {
+        std::shared_ptr<HttpRequest> request = waiting.Pop();
+        // It may have been closed meanwhile.
+        if (!request->HasFinished()) {
+            StartTransfer(std::move(request));
+        }
     }
 }
 
@@ -129,42 +108,40 @@ std::unique_ptr<HttpTransfer> HttpDriver::TakeTransfer()
         idle.pop_back();
         return transfer;
     }
-    return std::make_unique<HttpTransfer>(SocketCalls{this, OpenSocket, OnCloseSocket});
+    return std::make_unique<HttpTransfer>(sockets, now);
 }
 
 void HttpDriver::Resume(const HttpRequest& request)
 {
-    HttpTransfer* const transfer = Find(request);
+    HttpTransfer* const transfer = request.transfer;
     if (transfer == nullptr) {
         return;
     }
+    transfer->OnResumed();
     // It hands over what the pause has kept, which may fail; curl then leaves the transfer as it is.
     const CURLcode result = curl_easy_pause(transfer->Easy(), CURLPAUSE_CONT);
     if (result != CURLE_OK) {
         Release(*transfer)->Finish(result);
+    } else {
+        alarmOfOverdue.SetBy(transfer->Due());
     }
 }
 
-void HttpDriver::Abort(const HttpRequest& request)
+void HttpDriver::Abort(HttpRequest& request)
 {
-    if (HttpTransfer* const transfer = Find(request)) {
-        Release(*transfer)->Fail(ERROR_WINHTTP_OPERATION_CANCELLED);
+    if (request.transfer != nullptr) {
+        Release(*request.transfer)->Fail(ERROR_WINHTTP_OPERATION_CANCELLED);
+    } else if (!request.HasFinished()) {
+        request.OnFinished(ERROR_WINHTTP_OPERATION_CANCELLED);
     }
-}
-
-/// The request's transfer, or null if it has ended.
-HttpTransfer* HttpDriver::Find(const HttpRequest& request) const
-{
-    const auto found = std::find_if(active.begin(), active.end(), [&](const std::unique_ptr<HttpTransfer>& transfer) {
-        return &transfer->Request() == &request;
-    });
-    return found == active.end() ? nullptr : found->get();
 }
 
 /// Takes the transfer out of the multi handle; its request is still in it.
 std::unique_ptr<HttpTransfer> HttpDriver::Release(HttpTransfer& transfer)
 {
     curl_multi_remove_handle(multi.get(), transfer.Easy());
+    sockets.Keep(transfer.Socket(), now);
+    transfer.Request().transfer = nullptr;
     const std::size_t place = transfer.Place();
     std::unique_ptr<HttpTransfer> released = std::move(active[place]);
     active[place] = std::move(active.back());
@@ -175,31 +152,52 @@ std::unique_ptr<HttpTransfer> HttpDriver::Release(HttpTransfer& transfer)
     return released;
 }
 
-void HttpDriver::Drive(int limit)
+/// Has curl drive the transfer. What it cannot take up fails.
+void HttpDriver::AddToMulti(HttpTransfer& transfer)
 {
-    epoll_event events[kEventsPerWait];
-    const int count = epoll_wait(epoll.Get(), events, kEventsPerWait, WaitLimit(limit));
-    for (int index = 0; index < count; ++index) {
-        if (events[index].data.fd == wakeEvent.Get()) {
-            eventfd_t ignored = 0;
-            eventfd_read(wakeEvent.Get(), &ignored);
-        } else {
-            OnReady(events[index].data.fd, curlEvents(events[index].events));
-        }
-    }
-    RunTimer();
-    if (hasUnannounced && Clock::now() >= announcementTime) {
-        AnnounceSent();
+    if (curl_multi_add_handle(multi.get(), transfer.Easy()) != CURLM_OK) {
+        Release(transfer)->Fail(ERROR_NOT_ENOUGH_MEMORY);
     }
 }
 
-void HttpDriver::RunTimer()
+void HttpDriver::Drive(int limit)
 {
-    if (hasTimer && (timerEnd == kNow || Clock::now() >= timerEnd)) {
-        hasTimer = false;
+    SocketWatch::ReadySockets ready;
+    const std::size_t count = sockets.Wait(WaitLimit(limit), ready);
+    now = Time::clock::now();
+    for (std::size_t index = 0; index < count; ++index) {
+        RunAction(ready[index].socket, ready[index].events);
+    }
+    RunDue();
+}
+
+void HttpDriver::RunDue()
+{
+    now = Time::clock::now();
+    if (alarmOfCurl.Rings(now)) {
         RunAction(CURL_SOCKET_TIMEOUT, 0);
     }
     FinishEnded();
+    RingAlarms();
+    StartWaiting();
+}
+
+void HttpDriver::RingAlarms()
+{
+    if (alarmOfAnnouncement.Rings(now)) {
+        AnnounceSent();
+    }
+    if (alarmOfOverdue.Rings(now)) {
+        FailOverdue();
+    }
+    if (sockets.NextRetirement() <= now) {
+        sockets.RetireOld(now);
+    }
+    if (alarmOfPruning.Rings(now)) {
+        CloseRetired();
+    } else if (sockets.RetiredCount() > 0 && !alarmOfPruning.IsSet()) {
+        alarmOfPruning.Set(now + kPruningInterval);
+    }
 }
 
 /// Has curl do what is due for the socket. If it lacks the memory for that it does not say for whom, and may never go
@@ -220,39 +218,18 @@ void HttpDriver::FailAll()
     }
 }
 
-void HttpDriver::Wake()
-{
-    eventfd_write(wakeEvent.Get(), 1);
-}
-
-void HttpDriver::OnReady(curl_socket_t socket, int events)
-{
-    Registration* const registration = RegistrationOf(socket);
-    if (registration != nullptr && registration->wanted == 0) {
-        // An idle connection that its server closes: nobody looks at it before its next use.
-        Unregister(*registration, socket);
-        return;
-    }
-    RunAction(socket, events);
-}
-
-/// How long to wait in milliseconds: not past the timer, nor past the next announcement.
+/// How long to wait in milliseconds: not past the next alarm.
 int HttpDriver::WaitLimit(int limit) const
 {
-    if (limit == 0 || (!hasTimer && !hasUnannounced)) {
+    const Time end = std::min({alarmOfCurl.At(), alarmOfAnnouncement.At(), alarmOfOverdue.At(), alarmOfPruning.At(),
+                               sockets.NextRetirement()});
+    if (limit == 0 || end == Time::max()) {
         return limit;
     }
-    Clock::time_point end = Clock::time_point::max();
-    if (hasTimer) {
-        end = timerEnd;
-    }
-    if (hasUnannounced) {
-        end = std::min(end, announcementTime);
-    }
-    if (end == kNow) {
+    if (end == Time::min()) {
         return 0;
     }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Time::clock::now()).count();
     const int bounded = static_cast<int>(std::clamp<std::int64_t>(left, 0, 60000));
     return limit < 0 ? bounded : std::min(limit, bounded);
 }
@@ -264,59 +241,97 @@ void HttpDriver::FinishEnded()
         if (message->msg != CURLMSG_DONE) {
             continue;
         }
-        const CURLcode result = message->data.result;
-        void* self = nullptr;
-        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &self);
-        auto& ended = *static_cast<HttpTransfer*>(self);
-        if (ended.EndedInRedirect(result)) {
-            FollowRedirect(ended);
+        if (pruner.IsCarriedBy(message->easy_handle)) {
+            pruner.OnEnded();
             continue;
         }
-        std::unique_ptr<HttpTransfer> transfer = Release(ended);
-        transfer->Finish(result);
-        // What has failed may have left anything behind in its handle.
-        if (result == CURLE_OK && idle.size() < kMostIdleTransfers) {
-            idle.push_back(std::move(transfer));
-        }
+        const CURLcode result = message->data.result;
+        void* ended = nullptr;
+        curl_easy_getinfo(message->easy_handle, CURLINFO_PRIVATE, &ended);
+        FinishOne(*static_cast<HttpTransfer*>(ended), result);
     }
 }
 
-void HttpDriver::FollowRedirect(HttpTransfer& transfer)
+void HttpDriver::FinishOne(HttpTransfer& ended, CURLcode result)
+{
+    const HttpTransfer::Conclusion conclusion = ended.Conclude(result);
+    if (conclusion != HttpTransfer::Conclusion::Finish) {
+        GoOn(ended, conclusion);
+        return;
+    }
+    std::unique_ptr<HttpTransfer> transfer = Release(ended);
+    transfer->Finish(result);
+    // What has failed may have left anything behind in its handle.
+    if (result == CURLE_OK && idle.size() < kMostIdleTransfers) {
+        idle.push_back(std::move(transfer));
+    }
+}
+
+void HttpDriver::GoOn(HttpTransfer& transfer, HttpTransfer::Conclusion conclusion)
 {
     curl_multi_remove_handle(multi.get(), transfer.Easy());
+    sockets.Keep(transfer.Socket(), now);
     try {
-        transfer.GoOnToRedirect();
+        const bool isRedirect = conclusion == HttpTransfer::Conclusion::FollowRedirect;
+        const DWORD error = isRedirect ? transfer.FollowRedirect() : transfer.BeginAgain();
+        if (error != 0) {
+            Release(transfer)->Fail(error);
+            return;
+        }
     } catch (const std::bad_alloc&) {
         Release(transfer)->Fail(ERROR_NOT_ENOUGH_MEMORY);
         return;
     }
     AddToMulti(transfer);
+    alarmOfAnnouncement.SetBy(now + kAnswerDelay);
 }
 
-/// Has curl drive the transfer. What it cannot take up fails.
-void HttpDriver::AddToMulti(HttpTransfer& transfer)
-{
-    if (curl_multi_add_handle(multi.get(), transfer.Easy()) != CURLM_OK) {
-        Release(transfer)->Fail(ERROR_NOT_ENOUGH_MEMORY);
-    }
-}
-
+/// Looks again as long as there are requests that may still go out.
 void HttpDriver::AnnounceSent()
 {
-    hasUnannounced = false;
     for (const std::unique_ptr<HttpTransfer>& transfer : active) {
         if (!transfer->AnnounceIfSent()) {
-            hasUnannounced = true;
+            alarmOfAnnouncement.Set(now + kAnswerDelay);
         }
     }
-    announcementTime = Clock::now() + kAnswerDelay;
 }
 
-int HttpDriver::OnSocket(CURL* /*easy*/, curl_socket_t socket, int what, void* self, void* /*socketData*/)
+/// Fails the transfers that wait for too long, and looks again when the next one may.
+void HttpDriver::FailOverdue()
+{
+    for (std::size_t place = active.size(); place > 0; --place) {
+        HttpTransfer& transfer = *active[place - 1];
+        if (transfer.Due() <= now) {
+            Release(transfer)->Fail(ERROR_WINHTTP_TIMEOUT);
+        }
+    }
+    if (!active.empty()) {
+        alarmOfOverdue.Set(now + TransferClock::kLongestSilence);
+    }
+    for (const std::unique_ptr<HttpTransfer>& transfer : active) {
+        alarmOfOverdue.SetBy(transfer->Due());
+    }
+}
+
+/// Curl may have looked less than a second ago, and then closes nothing: it is asked until nothing is left.
+void HttpDriver::CloseRetired()
+{
+    if (sockets.RetiredCount() > 0) {
+        pruner.Start();
+        alarmOfPruning.Set(now + kPruningInterval);
+    }
+}
+
+int HttpDriver::OnSocket(CURL* easy, curl_socket_t socket, int what, void* self, void* /*socketData*/)
 {
     auto& driver = *static_cast<HttpDriver*>(self);
+    void* transfer = nullptr;
+    curl_easy_getinfo(easy, CURLINFO_PRIVATE, &transfer);
+    if (transfer != nullptr && what != CURL_POLL_REMOVE) {
+        static_cast<HttpTransfer*>(transfer)->SetSocket(socket);
+    }
     try {
-        driver.Watch(socket, epollEvents(what));
+        driver.sockets.Want(socket, what);
     } catch (const std::bad_alloc&) {
         // Connections have their place since they were opened. What is left are look-ups, which curl looks at from time
         // to time anyway.
@@ -325,80 +340,16 @@ int HttpDriver::OnSocket(CURL* /*easy*/, curl_socket_t socket, int what, void* s
     return 0;
 }
 
-/// Null for a socket that has none.
-HttpDriver::Registration* HttpDriver::RegistrationOf(curl_socket_t socket)
-{
-    const auto index = static_cast<std::size_t>(socket);
-    return index < registrations.size() ? &registrations[index] : nullptr;
-}
-
-HttpDriver::Registration& HttpDriver::MakeRegistration(curl_socket_t socket)
-{
-    const auto index = static_cast<std::size_t>(socket);
-    if (registrations.size() <= index) {
-        registrations.resize(index + 1);
-    }
-    return registrations[index];
-}
-
-/// A connection that is no longer wanted stays registered: it is most likely wanted again by the next request. Any
-/// other socket may be closed next, and its number be given to a connection.
-void HttpDriver::Watch(curl_socket_t socket, std::uint32_t wanted)
-{
-    Registration& registration = MakeRegistration(socket);
-    registration.wanted = wanted;
-    if (wanted == 0 && !registration.isConnection) {
-        Unregister(registration, socket);
-    }
-    if (wanted == 0 || wanted == registration.registered) {
-        return;
-    }
-    epoll_event event = {};
-    event.events = wanted;
-    event.data.fd = socket;
-    epoll_ctl(epoll.Get(), registration.registered == 0 ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, socket, &event);
-    registration.registered = wanted;
-}
-
-void HttpDriver::Unregister(Registration& registration, curl_socket_t socket)
-{
-    if (registration.registered != 0) {
-        epoll_ctl(epoll.Get(), EPOLL_CTL_DEL, socket, nullptr);
-        registration.registered = 0;
-    }
-}
-
-/// Opens a socket for a connection, or returns CURL_SOCKET_BAD. Throws std::bad_alloc.
-curl_socket_t HttpDriver::OpenSocket(void* self, const curl_sockaddr& address)
-{
-    const int opened = socket(address.family, address.socktype | SOCK_CLOEXEC, address.protocol);
-    if (opened < 0) {
-        return CURL_SOCKET_BAD;
-    }
-    try {
-        static_cast<HttpDriver*>(self)->MakeRegistration(opened) = {0, 0, true};
-    } catch (const std::bad_alloc&) {
-        close(opened);
-        throw;
-    }
-    return opened;
-}
-
-int HttpDriver::OnCloseSocket(void* self, curl_socket_t socket)
-{
-    if (Registration* const registration = static_cast<HttpDriver*>(self)->RegistrationOf(socket)) {
-        *registration = Registration();
-    }
-    return close(socket);
-}
-
 int HttpDriver::OnTimer(CURLM* /*multi*/, long milliseconds, void* self)
 {
-    auto& driver = *static_cast<HttpDriver*>(self);
-    driver.hasTimer = milliseconds >= 0;
-    if (driver.hasTimer) {
-        // Most timers end at once: those need no look at the clock.
-        driver.timerEnd = milliseconds == 0 ? kNow : Clock::now() + std::chrono::milliseconds(milliseconds);
+    Alarm& alarm = static_cast<HttpDriver*>(self)->alarmOfCurl;
+    if (milliseconds < 0) {
+        alarm.Clear();
+    } else if (milliseconds == 0) {
+        // Most alarms ring at once: those need no look at the clock.
+        alarm.Set(Alarm::Time::min());
+    } else {
+        alarm.Set(Alarm::Time::clock::now() + std::chrono::milliseconds(milliseconds));
     }
     return 0;
 }

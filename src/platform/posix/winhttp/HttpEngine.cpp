@@ -1,6 +1,7 @@
 #include "platform/posix/winhttp/HttpEngine.h"
 
 #include "platform/posix/HeldOverFork.h"
+#include "platform/posix/winhttp/SignalBlock.h"
 
 #include <chrono>
 #include <new>
@@ -16,14 +17,8 @@ namespace {
 /// How long the others may be held up before the watcher steps in.
 constexpr std::chrono::milliseconds kLookInterval{2};
 
-/// After so many looks without anything happening the watcher sleeps until it is woken.
-constexpr int kMostQuietLooks = 25;
-
 /// A thread that has rested for so long ends.
 constexpr std::chrono::seconds kLongestRest{5};
-
-/// One leads, one runs, one watches.
-constexpr std::size_t kUsualThreads = 3;
 
 /// As many callbacks may be held up at the same time.
 constexpr std::size_t kMostThreads = 512;
@@ -31,12 +26,19 @@ constexpr std::size_t kMostThreads = 512;
 /// How long the end of the process waits for callbacks that run.
 constexpr std::chrono::seconds kLongestStop{5};
 
-enum class Role { Outsider, Leader, Runner };
-thread_local Role role = Role::Outsider;
+thread_local EngineSchedule::Role role = EngineSchedule::Role::Outsider;
 thread_local bool isEngineThread = false;
 
 /// For a copy of the process, which must not wait for the engine to be made by a thread that it does not have.
 HttpEngine* theEngine = nullptr;
+
+/// A look-up of a name that nobody waits for any more goes on in a thread of curl's: curl must not be unloaded under it.
+void keepCurlLoaded()
+{
+    HMODULE module = nullptr;
+    GetModuleHandleExW(GET_MODULE_HANDLE_EX_FLAG_PIN | GET_MODULE_HANDLE_EX_FLAG_FROM_ADDRESS,
+                       reinterpret_cast<const WCHAR*>(&curl_easy_init), &module);
+}
 
 template <typename Workers>
 void joinAll(Workers& workers)
@@ -66,6 +68,7 @@ HttpEngine::HttpEngine()
     if (curl_global_init(CURL_GLOBAL_DEFAULT) != CURLE_OK) {
         throw std::bad_alloc();
     }
+    keepCurlLoaded();
     holdOverFork(mutex);
     theEngine = this;
     pthread_atfork(nullptr, nullptr, [] { theEngine->OnForked(); });
@@ -74,8 +77,7 @@ HttpEngine::HttpEngine()
 void HttpEngine::OnForked()
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    isForked = true;
-    isStopping = true;
+    life = Life::Forked;
 }
 
 DWORD HttpEngine::Submit(std::shared_ptr<HttpRequest> request)
@@ -91,7 +93,7 @@ DWORD HttpEngine::Submit(std::shared_ptr<HttpRequest> request)
 /// Sees that there is what a transfer needs; the mutex is held.
 DWORD HttpEngine::Prepare()
 {
-    if (isStopping) {
+    if (life != Life::Running) {
         return ERROR_WINHTTP_SHUTDOWN;
     }
     try {
@@ -101,10 +103,10 @@ DWORD HttpEngine::Prepare()
     } catch (const std::exception&) {
         return ERROR_NOT_ENOUGH_MEMORY;
     }
-    if (threadCount == 0) {
+    if (schedule.ThreadCount() == 0) {
         AddThread();
     }
-    return threadCount == 0 ? ERROR_NOT_ENOUGH_MEMORY : 0;
+    return schedule.ThreadCount() == 0 ? ERROR_NOT_ENOUGH_MEMORY : 0;
 }
 
 void HttpEngine::Resume(std::shared_ptr<HttpRequest> request)
@@ -122,7 +124,7 @@ void HttpEngine::Abort(std::shared_ptr<HttpRequest> request)
 /// Notes what the leader is to do; the mutex is held.
 void HttpEngine::Enqueue(std::shared_ptr<HttpRequest> request, bool HttpCommands::*command)
 {
-    if (isStopping) {
+    if (life != Life::Running) {
         return;
     }
     HttpCommands& commands = request->commands;
@@ -131,66 +133,71 @@ void HttpEngine::Enqueue(std::shared_ptr<HttpRequest> request, bool HttpCommands
     if (!isQueued) {
         commanded.Push(std::move(request));
     }
-    WakeForWork();
+    Wake(schedule.OnCommand());
 }
 
 void HttpEngine::Schedule(std::shared_ptr<HttpHandle> handle)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (isStopping) {
+    if (life != Life::Running) {
         return;
     }
     ready.Push(std::move(handle));
-    if (role == Role::Outsider) {
-        WakeForWork();
-    } else if (role == Role::Runner) {
-        // It takes the handle up itself when its callback returns; the watcher sees to it that this is soon.
-        EnsureWatched();
-    }
+    Wake(schedule.OnReady(role));
 }
 
-/// Has new work taken up; the mutex is held. The leader is woken once for each of its sleeps, however much comes.
-/// Without a leader a callback runs, after which its thread leads; the watcher sees to it that this is soon.
-void HttpEngine::WakeForWork()
+/// What there is to be done; the mutex is held.
+EngineSchedule::Work HttpEngine::Work() const
 {
-    if (!isLed) {
-        EnsureWatched();
-    } else if (isLeaderAsleep) {
-        isLeaderAsleep = false;
+    EngineSchedule::Work work;
+    if (!ready.IsEmpty()) {
+        work.ready = ready.Front().IsStreaming() ? EngineSchedule::Ready::Streaming : EngineSchedule::Ready::Complete;
+    }
+    work.hasCommands = !commanded.IsEmpty();
+    work.canDrive = driver != nullptr;
+    // The driver is the leader's while there is one.
+    work.hasTransfers = work.canDrive && !schedule.IsLed() && driver->HasTransfers();
+    return work;
+}
+
+/// The mutex is held.
+void HttpEngine::Wake(EngineSchedule::Wake whom)
+{
+    switch (whom) {
+    case EngineSchedule::Wake::Leader:
         driver->Wake();
-    }
-}
-
-void HttpEngine::EnsureWatched()
-{
-    if (isWatched) {
-        if (isWatcherAsleep) {
-            watching.notify_one();
-        }
-    } else if (restingCount > 0) {
+        break;
+    case EngineSchedule::Wake::Watcher:
+        watching.notify_one();
+        break;
+    case EngineSchedule::Wake::Follower:
         resting.notify_one();
-    } else if (startingCount == 0) {
+        break;
+    case EngineSchedule::Wake::NewThread:
         AddThread();
+        break;
+    default:
+        break;
     }
 }
 
 /// Adds a thread if the system has one; otherwise those that there are go on alone.
 void HttpEngine::AddThread()
 {
-    if (threadCount == kMostThreads) {
+    if (schedule.ThreadCount() == kMostThreads) {
         return;
     }
     std::list<Worker> added;
     try {
         added.emplace_back();
         Worker& worker = added.back();
+        const SignalBlock signals;
         worker.thread = std::thread([this, &worker] { ThreadMain(worker); });
     } catch (const std::exception&) {
         return;
     }
     workers.splice(workers.end(), added);
-    ++threadCount;
-    ++startingCount;
+    schedule.OnThreadAdded();
 }
 
 /// The threads that have nothing more to do here. They are joined without the mutex: what they leave behind may be the
@@ -211,14 +218,14 @@ void HttpEngine::ThreadMain(Worker& self)
 {
     isEngineThread = true;
     Lock lock(mutex);
-    --startingCount;
+    schedule.OnThreadStarted();
     bool goesOn = true;
-    while (goesOn && !isStopping) {
+    while (goesOn && life == Life::Running) {
         goesOn = TakeStep(lock);
     }
     // A thread that ends is in nobody's way: it joins those before it.
     std::list<Worker> before = TakeEndedWorkers();
-    --threadCount;
+    schedule.OnThreadEnded();
     self.hasEnded = true;
     ended.notify_all();
     lock.unlock();
@@ -228,55 +235,45 @@ void HttpEngine::ThreadMain(Worker& self)
 /// Does the next thing that there is to do; false if the thread may end.
 bool HttpEngine::TakeStep(Lock& lock)
 {
-    const bool canLead = !isLed && driver;
-    if (!ready.IsEmpty() && (!canLead || !ready.Front().IsStreaming())) {
-        RunOne(lock);
+    switch (schedule.NextStep(Work())) {
+    case EngineSchedule::Step::Deliver:
+        DeliverOne(lock);
         return true;
-    }
-    if (canLead) {
+    case EngineSchedule::Step::Lead:
         Lead(lock);
         return true;
-    }
-    if (!isWatched) {
+    case EngineSchedule::Step::Watch:
         Watch(lock);
         return true;
+    default:
+        return Rest(lock);
     }
-    return Rest(lock);
 }
 
-void HttpEngine::RunOne(Lock& lock)
+void HttpEngine::DeliverOne(Lock& lock)
 {
     std::shared_ptr<HttpHandle> handle = ready.Pop();
-    ++runningCount;
-    ++runCount;
-    EnsureWatched();
+    Wake(schedule.OnDeliveryBegins());
     lock.unlock();
-    role = Role::Runner;
+    role = EngineSchedule::Role::Runner;
     handle->Deliver();
     handle.reset();
-    role = Role::Outsider;
+    role = EngineSchedule::Role::Outsider;
     lock.lock();
-    --runningCount;
+    schedule.OnDeliveryEnds();
 }
 
 void HttpEngine::Lead(Lock& lock)
 {
-    if (!ready.IsEmpty()) {
-        WakeRunner();
-    }
-    runCountOfLead = runCount;
-    isLed = true;
-    ++leadCount;
-    role = Role::Leader;
+    Wake(schedule.OnLeadBegins(Work()));
+    role = EngineSchedule::Role::Leader;
     ExecuteCommands(lock);
-    const bool mayWait = commanded.IsEmpty() && ready.IsEmpty();
-    isLeaderAsleep = mayWait;
+    const bool maySleep = schedule.OnDriveBegins(Work());
     lock.unlock();
-    driver->Drive(mayWait ? -1 : 0);
-    role = Role::Outsider;
+    driver->Drive(maySleep ? -1 : 0);
+    role = EngineSchedule::Role::Outsider;
     lock.lock();
-    isLeaderAsleep = false;
-    isLed = false;
+    schedule.OnLeadEnds();
 }
 
 void HttpEngine::ExecuteCommands(Lock& lock)
@@ -298,78 +295,48 @@ void HttpEngine::ExecuteCommands(Lock& lock)
         lock.lock();
     }
     lock.unlock();
-    driver->RunTimer();
+    driver->RunDue();
     lock.lock();
-}
-
-/// Sees that somebody runs what is ready while this thread leads.
-void HttpEngine::WakeRunner()
-{
-    // One that has taken nothing up since the last time is held up in a callback.
-    const bool isSomebodyRunning = runningCount > 0 && runCount != runCountOfLead;
-    if (!isSomebodyRunning && restingCount > 0) {
-        resting.notify_one();
-    } else if (runningCount == 0 && threadCount < kUsualThreads) {
-        AddThread();
-    } else {
-        EnsureWatched();
-    }
 }
 
 /// Looks whether work lies there that no thread takes up, because all are held up in callbacks.
 void HttpEngine::Watch(Lock& lock)
 {
-    isWatched = true;
-    int quietLooks = 0;
+    schedule.OnWatchBegins();
     bool isHeldUp = false;
-    while (!isHeldUp && !isStopping) {
-        const std::uint64_t leadsBefore = leadCount;
-        const std::uint64_t runsBefore = runCount;
-        isWatcherAsleep = quietLooks == kMostQuietLooks;
-        if (isWatcherAsleep) {
+    while (!isHeldUp && life == Life::Running) {
+        if (schedule.OnLookBegins() == EngineSchedule::Look::WhenWoken) {
             watching.wait(lock);
-            quietLooks = 0;
         } else {
             watching.wait_for(lock, kLookInterval);
         }
-        isWatcherAsleep = false;
-        const bool hasLed = leadCount != leadsBefore;
-        const bool hasRun = runCount != runsBefore;
-        quietLooks = hasLed || hasRun ? 0 : quietLooks + 1;
-        isHeldUp = (!hasRun && !ready.IsEmpty()) || (!hasLed && HasUnledWork());
+        isHeldUp = schedule.OnLookEnds(Work());
     }
-    isWatched = false;
-}
-
-/// Whether there are transfers to drive and nobody does.
-bool HttpEngine::HasUnledWork() const
-{
-    return !isLed && driver && (!commanded.IsEmpty() || driver->ActiveCount() > 0);
+    schedule.OnWatchEnds();
 }
 
 bool HttpEngine::Rest(Lock& lock)
 {
-    ++restingCount;
+    schedule.OnRestBegins();
     const bool isWoken = resting.wait_for(lock, kLongestRest) == std::cv_status::no_timeout;
-    --restingCount;
-    return isWoken || restingCount == 0 || !ready.IsEmpty() || HasUnledWork();
+    return schedule.OnRestEnds(isWoken, Work());
 }
 
 void HttpEngine::Stop()
 {
     Lock lock(mutex);
-    if (isForked) {
+    if (life == Life::Forked) {
         // The threads are not here, and what the connections still say belongs to the process that they are in.
         return;
     }
-    isStopping = true;
+    life = Life::Stopping;
     resting.notify_all();
     watching.notify_all();
     if (driver) {
         driver->Wake();
     }
     const std::size_t remaining = isEngineThread ? 1 : 0;
-    ended.wait_for(lock, kLongestStop, [&] { return threadCount <= remaining; });
+    ended.wait_for(lock, kLongestStop, [&] { return schedule.ThreadCount() <= remaining; });
     std::list<Worker> endedWorkers = TakeEndedWorkers();
     for (Worker& worker : workers) {
         worker.thread.detach();
@@ -377,7 +344,7 @@ void HttpEngine::Stop()
     lock.unlock();
     joinAll(endedWorkers);
     lock.lock();
-    if (!isLed) {
+    if (!schedule.IsLed()) {
         driver.reset();
         curl_global_cleanup();
     }

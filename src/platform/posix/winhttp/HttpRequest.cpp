@@ -1,9 +1,9 @@
 #include "platform/posix/winhttp/HttpRequest.h"
 
 #include "platform/posix/winhttp/HttpEngine.h"
+#include "platform/posix/winhttp/RequestUrl.h"
 
 #include <algorithm>
-#include <array>
 
 namespace LumPlatform {
 
@@ -15,87 +15,22 @@ constexpr std::size_t kArrivingLimit = std::size_t{512} << 10U;
 /// A body that is longer is read by another thread than the one that receives it.
 constexpr std::size_t kStreamedBody = std::size_t{256} << 10U;
 
-/// For scheme, brackets, port and slash.
-constexpr std::size_t kRoomAroundNames = 20;
-
-constexpr DWORD kSecurePort = 443;
-constexpr DWORD kPlainPort = 80;
-
-/// Which bytes may stand in a request line as they are.
-constexpr std::array<bool, 256> makeAllowedBytes()
-{
-    std::array<bool, 256> allowed = {};
-    for (std::size_t byte = 0x21; byte < 0x7F; ++byte) {
-        allowed[byte] = true;
-    }
-    for (const char forbidden : {'"', '#', '<', '>', '[', '\\', ']', '^', '`', '{', '|', '}'}) {
-        allowed[static_cast<unsigned char>(forbidden)] = false;
-    }
-    return allowed;
-}
-
-constexpr std::array<bool, 256> kAllowedBytes = makeAllowedBytes();
-
-/// Adds the name, percent-encoding what may not stand in a request line; what the caller has encoded stays.
-void appendObjectName(std::string& url, const std::string& name)
-{
-    constexpr char kDigits[] = "0123456789ABCDEF";
-    for (const char character : name) {
-        const auto byte = static_cast<unsigned char>(character);
-        if (kAllowedBytes[byte]) {
-            url += character;
-            continue;
-        }
-        url += '%';
-        url += kDigits[byte >> 4U];
-        url += kDigits[byte & 0x0FU];
-    }
-}
-
-/// The host as it stands in a URL: an IPv6 address has brackets. What would be read as another part of a URL can be no
-/// host; without a host the request fails as one whose name is not resolved.
-std::string urlHost(const std::string& host)
-{
-    if (host.find_first_of("/?#@\\% ") != std::string::npos) {
-        return {};
-    }
-    const bool isBareIpv6 = host.find(':') != std::string::npos && host.front() != '[';
-    return isBareIpv6 ? "[" + host + "]" : host;
-}
-
-std::string buildUrl(const HttpConnection& connection, const std::string& objectName, bool isSecure)
-{
-    const DWORD defaultPort = isSecure ? kSecurePort : kPlainPort;
-    const DWORD port = connection.Port() == INTERNET_DEFAULT_PORT ? defaultPort : connection.Port();
-    std::string url;
-    url.reserve(connection.Host().size() + objectName.size() + kRoomAroundNames);
-    url += isSecure ? "https://" : "http://";
-    url += urlHost(connection.Host());
-    url += ':';
-    url += std::to_string(port);
-    if (objectName.empty() || objectName.front() != '/') {
-        url += '/';
-    }
-    appendObjectName(url, objectName);
-    return url;
-}
-
 } // namespace
 
 HttpRequest::HttpRequest(std::shared_ptr<HttpConnection> openConnection, std::string verb,
                          const std::string& objectName, bool isSecure)
     : HttpHandle(Kind::Request), connection(std::move(openConnection))
 {
-    MakeRoomForNotifications();
+    ReserveNotifications();
     InheritCallback(*connection);
     message.verb = verb.empty() ? "GET" : std::move(verb);
-    message.url = buildUrl(*connection, objectName, isSecure);
+    message.url = makeRequestUrl(connection->Host(), connection->Port(), objectName, isSecure);
 }
 
 DWORD HttpRequest::SetConnectTimeout(DWORD milliseconds)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (isSubmitted) {
+    if (transferState != TransferState::NotStarted) {
         return ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
     }
     message.connectTimeout = milliseconds;
@@ -105,7 +40,7 @@ DWORD HttpRequest::SetConnectTimeout(DWORD milliseconds)
 DWORD HttpRequest::SetFollowsRedirects(bool followsRedirects)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (isSubmitted) {
+    if (transferState != TransferState::NotStarted) {
         return ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
     }
     message.followsRedirects = followsRedirects;
@@ -115,7 +50,7 @@ DWORD HttpRequest::SetFollowsRedirects(bool followsRedirects)
 DWORD HttpRequest::Send(std::vector<std::string> headerLines, const void* body, DWORD bodyLength, DWORD_PTR newContext)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (isSubmitted) {
+    if (transferState != TransferState::NotStarted) {
         return ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
     }
     message.headerLines = std::move(headerLines);
@@ -123,34 +58,31 @@ DWORD HttpRequest::Send(std::vector<std::string> headerLines, const void* body, 
     message.bodyLength = bodyLength;
     context = newContext;
     const DWORD error = HttpEngine::Instance().Submit(std::static_pointer_cast<HttpRequest>(shared_from_this()));
-    isSubmitted = error == 0;
-    state = isSubmitted ? State::Sending : State::Opened;
+    if (error == 0) {
+        ownerState = OwnerState::Sending;
+        transferState = TransferState::UnderWay;
+    }
     return error;
 }
 
 DWORD HttpRequest::ReceiveResponse()
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (state != State::Sent) {
+    if (ownerState != OwnerState::Sent) {
         return ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
     }
-    state = State::Receiving;
+    ownerState = OwnerState::Receiving;
     CompleteReceive();
     return 0;
-}
-
-DWORD HttpRequest::RequireReceived() const
-{
-    return state == State::Received && pending == Pending::Nothing ? 0 : ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
 }
 
 DWORD HttpRequest::QueryDataAvailable()
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (const DWORD error = RequireReceived(); error != 0) {
-        return error;
+    if (ownerState != OwnerState::Received) {
+        return ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
     }
-    pending = Pending::QueryData;
+    ownerState = OwnerState::QueryingData;
     CompletePending();
     return 0;
 }
@@ -158,10 +90,10 @@ DWORD HttpRequest::QueryDataAvailable()
 DWORD HttpRequest::Read(void* buffer, DWORD size)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (const DWORD error = RequireReceived(); error != 0) {
-        return error;
+    if (ownerState != OwnerState::Received) {
+        return ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
     }
-    pending = Pending::ReadData;
+    ownerState = OwnerState::ReadingData;
     readBuffer = buffer;
     readSize = size;
     CompletePending();
@@ -171,7 +103,7 @@ DWORD HttpRequest::Read(void* buffer, DWORD size)
 DWORD HttpRequest::QueryStatus(DWORD& status)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (state != State::Received) {
+    if (ownerState < OwnerState::Received) {
         return ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
     }
     status = statusCode;
@@ -181,7 +113,7 @@ DWORD HttpRequest::QueryStatus(DWORD& status)
 DWORD HttpRequest::QueryRawHeaders(WCHAR* buffer, DWORD& size)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    if (state != State::Received) {
+    if (ownerState < OwnerState::Received) {
         return ERROR_WINHTTP_INCORRECT_HANDLE_STATE;
     }
     const auto needed = static_cast<DWORD>((headerBlock.size() + 1) * sizeof(WCHAR));
@@ -200,12 +132,12 @@ DWORD HttpRequest::QueryRawHeaders(WCHAR* buffer, DWORD& size)
 void HttpRequest::Close()
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    isClosing = true;
-    if (isSubmitted && !isFinished) {
-        HttpEngine::Instance().Abort(std::static_pointer_cast<HttpRequest>(shared_from_this()));
+    if (transferState == TransferState::NotStarted || HasEnded()) {
+        NotifyClosing(context);
         return;
     }
-    NotifyClosing(context);
+    transferState = TransferState::Aborting;
+    HttpEngine::Instance().Abort(std::static_pointer_cast<HttpRequest>(shared_from_this()));
 }
 
 void HttpRequest::BeforeCreated()
@@ -218,6 +150,17 @@ void HttpRequest::OnClosed()
     connection->OnChildClosed();
 }
 
+std::optional<std::size_t> HttpRequest::ReadBody(std::size_t offset, char* buffer, std::size_t size)
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    if (transferState == TransferState::Aborting) {
+        return std::nullopt;
+    }
+    const std::size_t count = std::min(size, message.bodyLength - offset);
+    std::copy_n(message.body + offset, count, buffer);
+    return count;
+}
+
 void HttpRequest::OnSent()
 {
     const std::lock_guard<std::mutex> lock(mutex);
@@ -227,7 +170,6 @@ void HttpRequest::OnSent()
 void HttpRequest::OnHeaders(DWORD status, std::string block)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    hasHeaders = true;
     statusCode = status;
     headerBlock = std::move(block);
     CompleteReceive();
@@ -236,13 +178,17 @@ void HttpRequest::OnHeaders(DWORD status, std::string block)
 bool HttpRequest::OnData(const char* data, std::size_t size)
 {
     const std::lock_guard<std::mutex> lock(mutex);
+    if (transferState == TransferState::Aborting) {
+        // Nobody reads it.
+        return true;
+    }
     if (!arriving.empty() && arriving.size() + size > kArrivingLimit) {
-        isPaused = true;
+        transferState = TransferState::Paused;
         return false;
     }
     arriving.insert(arriving.end(), data, data + size);
     received += size;
-    isStreaming = received > kStreamedBody;
+    transferState = received > kStreamedBody ? TransferState::Streaming : TransferState::UnderWay;
     CompletePending();
     return true;
 }
@@ -250,11 +196,11 @@ bool HttpRequest::OnData(const char* data, std::size_t size)
 void HttpRequest::OnFinished(DWORD error)
 {
     const std::lock_guard<std::mutex> lock(mutex);
-    isFinished = true;
-    isStreaming = false;
-    finishError = error == 0 && !hasHeaders ? ERROR_WINHTTP_INVALID_SERVER_RESPONSE : error;
-    if (state == State::Sending && finishError != 0 && !hasHeaders) {
-        state = State::Opened;
+    const bool isClosing = transferState == TransferState::Aborting;
+    transferState = TransferState::Ended;
+    finishError = error == 0 && !HasHead() ? ERROR_WINHTTP_INVALID_SERVER_RESPONSE : error;
+    if (ownerState == OwnerState::Sending && finishError != 0 && !HasHead()) {
+        ownerState = OwnerState::Opened;
         Notify({WINHTTP_CALLBACK_STATUS_REQUEST_ERROR, context, finishError, API_SEND_REQUEST});
     }
     CompleteSend();
@@ -265,24 +211,30 @@ void HttpRequest::OnFinished(DWORD error)
     }
 }
 
+bool HttpRequest::HasFinished()
+{
+    const std::lock_guard<std::mutex> lock(mutex);
+    return HasEnded();
+}
+
 void HttpRequest::CompleteSend()
 {
-    if (state == State::Sending) {
-        state = State::Sent;
+    if (ownerState == OwnerState::Sending) {
+        ownerState = OwnerState::Sent;
         Notify({WINHTTP_CALLBACK_STATUS_SENDREQUEST_COMPLETE, context});
     }
 }
 
 void HttpRequest::CompleteReceive()
 {
-    if (state != State::Receiving) {
+    if (ownerState != OwnerState::Receiving) {
         return;
     }
-    if (hasHeaders) {
-        state = State::Received;
+    if (HasHead()) {
+        ownerState = OwnerState::Received;
         Notify({WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE, context});
-    } else if (isFinished) {
-        state = State::Sent;
+    } else if (HasEnded()) {
+        ownerState = OwnerState::Sent;
         Notify({WINHTTP_CALLBACK_STATUS_REQUEST_ERROR, context, finishError, API_RECEIVE_RESPONSE});
     }
 }
@@ -295,15 +247,15 @@ void HttpRequest::TakeArrived()
     reading.clear();
     readOffset = 0;
     reading.swap(arriving);
-    if (isPaused) {
-        isPaused = false;
+    if (transferState == TransferState::Paused) {
+        transferState = TransferState::Streaming;
         HttpEngine::Instance().Resume(std::static_pointer_cast<HttpRequest>(shared_from_this()));
     }
 }
 
 void HttpRequest::CompletePending()
 {
-    if (pending == Pending::Nothing || (!HasData() && !isFinished)) {
+    if (!AwaitsData() || (!HasData() && !HasEnded())) {
         return;
     }
     TakeArrived();
@@ -312,10 +264,13 @@ void HttpRequest::CompletePending()
         FailPending(finishError);
         return;
     }
-    const Pending completed = pending;
-    pending = Pending::Nothing;
-    if (completed == Pending::QueryData) {
+    const OwnerState completed = ownerState;
+    ownerState = OwnerState::Received;
+    if (completed == OwnerState::QueryingData) {
         Notify({WINHTTP_CALLBACK_STATUS_DATA_AVAILABLE, context, static_cast<DWORD>(available)});
+        if (available == 0) {
+            Release();
+        }
         return;
     }
     const std::size_t count = std::min<std::size_t>(available, readSize);
@@ -324,10 +279,18 @@ void HttpRequest::CompletePending()
     Notify({WINHTTP_CALLBACK_STATUS_READ_COMPLETE, context, 0, 0, readBuffer, static_cast<DWORD>(count)});
 }
 
+/// Gives the buffers back: the owner has read the whole body, but may keep the handle open for long.
+void HttpRequest::Release()
+{
+    std::vector<char>().swap(arriving);
+    std::vector<char>().swap(reading);
+    readOffset = 0;
+}
+
 void HttpRequest::FailPending(DWORD error)
 {
-    const DWORD_PTR call = pending == Pending::QueryData ? API_QUERY_DATA_AVAILABLE : API_READ_DATA;
-    pending = Pending::Nothing;
+    const DWORD_PTR call = ownerState == OwnerState::QueryingData ? API_QUERY_DATA_AVAILABLE : API_READ_DATA;
+    ownerState = OwnerState::Received;
     Notify({WINHTTP_CALLBACK_STATUS_REQUEST_ERROR, context, error, call});
 }
 

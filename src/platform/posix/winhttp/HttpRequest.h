@@ -1,26 +1,16 @@
 #pragma once
 
+#include "platform/posix/winhttp/HttpMessage.h"
 #include "platform/posix/winhttp/HttpSession.h"
 
 #include <atomic>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace LumPlatform {
 
-/// What the engine has to send for a request. It does not change once the request is submitted.
-struct HttpMessage {
-    std::string verb;
-    /// The absolute URL, percent-encoded.
-    std::string url;
-    /// One "Name: value" each, without line ends.
-    std::vector<std::string> headerLines;
-    /// Owned by whoever sent the request, until it has been completed.
-    const char* body = nullptr;
-    DWORD bodyLength = 0;
-    DWORD connectTimeout = 60000;
-    bool followsRedirects = true;
-};
+class HttpTransfer;
 
 /// What the engine is still to do for a request, in this order.
 struct HttpCommands {
@@ -53,18 +43,30 @@ public:
     /// what is needed, with it, if the buffer is null or too small.
     DWORD QueryRawHeaders(WCHAR* buffer, DWORD& size);
 
-    bool IsStreaming() const override { return isStreaming; }
+    bool IsStreaming() const override
+    {
+        const TransferState now = transferState;
+        return now == TransferState::Streaming || now == TransferState::Paused;
+    }
     void Close() override;
 
     /// The engine's, guarded by its mutex: what is to be done for this request, and the next with something to do.
     HttpCommands commands;
     std::shared_ptr<HttpRequest> nextCommanded;
 
+    /// The driver's: the transfer that carries the request, and the next request that waits for one.
+    HttpTransfer* transfer = nullptr;
+    std::shared_ptr<HttpRequest> nextWaiting;
+
     // The engine's side, called by the thread that drives the transfers.
 
     const HttpMessage& Message() const { return message; }
 
-    /// The request has gone out: its body is not read any more, but for a redirect that repeats it.
+    /// Copies a part of the body, as much as there is and the buffer holds. Nothing if the owner has closed the handle,
+    /// after which the body may be gone.
+    std::optional<std::size_t> ReadBody(std::size_t offset, char* buffer, std::size_t size);
+
+    /// The request has gone out. Calls after the first have no effect.
     void OnSent();
 
     /// The response has begun. The block has CRLF line ends and ends in an empty line.
@@ -78,42 +80,55 @@ public:
     /// is not read after it.
     void OnFinished(DWORD error);
 
+    bool HasFinished();
+
 protected:
     void BeforeCreated() override;
     void OnClosed() override;
 
 private:
-    enum class State { Opened, Sending, Sent, Receiving, Received };
-    enum class Pending { Nothing, QueryData, ReadData };
+    /// What the owner has had, and what it waits for.
+    enum class OwnerState { Opened, Sending, Sent, Receiving, Received, QueryingData, ReadingData };
+
+    /// How far the engine is.
+    enum class TransferState {
+        NotStarted,
+        UnderWay,
+        /// More of the body has come than a small response has.
+        Streaming,
+        /// It holds the transfer up until the owner has read what is there.
+        Paused,
+        /// The owner has closed the handle.
+        Aborting,
+        Ended,
+    };
 
     void CompleteSend();
     void CompleteReceive();
     void CompletePending();
     void FailPending(DWORD error);
-    bool HasData() const { return readOffset < reading.size() || !arriving.empty(); }
     void TakeArrived();
-    DWORD RequireReceived() const;
+    void Release();
+    bool HasHead() const { return statusCode != 0; }
+    bool HasData() const { return readOffset < reading.size() || !arriving.empty(); }
+    bool HasEnded() const { return transferState == TransferState::Ended; }
+    bool AwaitsData() const { return ownerState == OwnerState::QueryingData || ownerState == OwnerState::ReadingData; }
 
     const std::shared_ptr<HttpConnection> connection;
     HttpMessage message;
     DWORD_PTR context = 0;
 
-    State state = State::Opened;
-    Pending pending = Pending::Nothing;
+    OwnerState ownerState = OwnerState::Opened;
+    /// Guarded by the mutex, but for IsStreaming.
+    std::atomic<TransferState> transferState{TransferState::NotStarted};
     void* readBuffer = nullptr;
     DWORD readSize = 0;
 
-    bool isSubmitted = false;
-    bool hasHeaders = false;
-    bool isFinished = false;
-    bool isPaused = false;
-    std::atomic<bool> isStreaming{false};
-    std::size_t received = 0;
-    bool isClosing = false;
     DWORD finishError = 0;
-
+    /// 0 until the head has arrived.
     DWORD statusCode = 0;
     std::string headerBlock;
+    std::size_t received = 0;
 
     /// What the engine has brought and the owner has not yet asked for.
     std::vector<char> arriving;

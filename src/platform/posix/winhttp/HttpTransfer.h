@@ -1,32 +1,43 @@
 #pragma once
 
+#include "platform/posix/winhttp/EasyHandle.h"
 #include "platform/posix/winhttp/HttpRequest.h"
-
-#include <curl/curl.h>
+#include "platform/posix/winhttp/ResponseHead.h"
+#include "platform/posix/winhttp/SocketWatch.h"
+#include "platform/posix/winhttp/TransferClock.h"
+#include "platform/posix/winhttp/TransferPhase.h"
 
 #include <memory>
-#include <string>
 #include <string_view>
 
 namespace LumPlatform {
 
-/// Opens and closes the sockets of a transfer. Opening may throw std::bad_alloc; closing is a callback of curl's.
-struct SocketCalls {
-    void* self;
-    curl_socket_t (*open)(void* self, const curl_sockaddr& address);
-    curl_closesocket_callback close;
-};
-
-/// One curl easy handle and what it needs to carry one request after the other. Only the thread that drives the
-/// transfers touches it. What takes memory throws std::bad_alloc; the transfer is then only good for Fail.
+/// Carries one request after the other on one curl easy handle: sends what the request asks for, follows its redirects,
+/// and tells it what arrives. Only the thread that drives the transfers touches it.
+///
+/// How far it has come is its phase; see TransferPhase. What takes memory throws std::bad_alloc; the transfer is then
+/// only good for Fail.
 class HttpTransfer {
 public:
-    explicit HttpTransfer(const SocketCalls& calls);
-    ~HttpTransfer();
+    using Time = TransferClock::Time;
+
+    /// What is to be done with a transfer that curl has ended.
+    enum class Conclusion {
+        /// Tell its request.
+        Finish,
+        /// Go on where the redirect leads.
+        FollowRedirect,
+        /// Begin again: the kept connection was not to be used, and nothing was sent on it.
+        BeginAgain,
+    };
+
+    /// The time is the driver's, which it reads once for all that is ready at the same time.
+    HttpTransfer(SocketWatch& socketWatch, const Time& driverTime);
     HttpTransfer(const HttpTransfer&) = delete;
     HttpTransfer& operator=(const HttpTransfer&) = delete;
 
-    CURL* Easy() const { return easy.get(); }
+    CURL* Easy() const { return easy.Get(); }
+    HttpRequest& Request() const { return *request; }
 
     /// Prepares the transfer for the request, which it then holds.
     void Begin(std::shared_ptr<HttpRequest> newRequest, std::size_t newPlace);
@@ -35,83 +46,70 @@ public:
     std::size_t Place() const { return place; }
     void SetPlace(std::size_t newPlace) { place = newPlace; }
 
-    /// Whether the transfer ended in a redirect that is to be followed.
-    bool EndedInRedirect(CURLcode result) const;
+    /// The socket that curl uses for the transfer.
+    curl_socket_t Socket() const { return socket; }
+    void SetSocket(curl_socket_t newSocket) { socket = newSocket; }
 
-    /// Prepares the transfer to go on where the redirect leads. It must not be driven at that moment.
-    void GoOnToRedirect();
+    Conclusion Conclude(CURLcode result) const;
+
+    /// Each prepares the transfer, which must not be driven at that moment, for its next attempt. Returns 0, or the
+    /// error with which the transfer fails.
+    DWORD FollowRedirect();
+    DWORD BeginAgain();
 
     /// Tells the request how the transfer ended and lets go of it.
     void Finish(CURLcode result);
     void Fail(DWORD error);
 
-    /// Tells the request that it has gone out, once that is so; false before.
+    /// Announces that the request has gone out, once it has; false while that is still to come.
     bool AnnounceIfSent();
 
-    HttpRequest& Request() const { return *request; }
+    /// The reader goes on.
+    void OnResumed() { clock.StartBody(now); }
+
+    /// When the server has kept the transfer waiting for too long.
+    Time Due() const { return clock.Due(); }
 
 private:
+    static int OnConnected(void* self, char* remoteAddress, char* localAddress, int remotePort, int localPort);
     static curl_socket_t OnOpenSocket(void* self, curlsocktype purpose, curl_sockaddr* address);
+    static int OnCloseSocket(void* watch, curl_socket_t socket);
+    static std::size_t OnReadBody(char* buffer, std::size_t size, std::size_t count, void* self);
+    static int OnSeekBody(void* self, curl_off_t offset, int origin);
     static std::size_t OnHeaderLine(char* data, std::size_t size, std::size_t count, void* self);
     static int OnTrace(CURL* easy, curl_infotype type, char* data, std::size_t size, void* self);
     static std::size_t OnBody(char* data, std::size_t size, std::size_t count, void* self);
 
-    using EasyHandle = std::unique_ptr<CURL, decltype(&curl_easy_cleanup)>;
-
-    EasyHandle NewHandle();
-    const char* RedirectTarget() const;
-    void SetMethod();
-    void SetHeaders();
-    void AddHeader(const std::string& line);
-    void AddUnlessGiven(std::string_view field);
-    bool MayBeSent(const std::string& headerLine) const;
-    void StartHeaderBlock();
-    void TraceNextLine(bool traces);
-    void RefuseHeaders();
+    void SetCallbacks();
+    void Move(TransferEvent event) { phase = phaseAfter(phase, event); }
+    void StartAttempt();
+    bool MayUseConnection(int localPort);
+    std::size_t ReadBody(char* buffer, std::size_t size);
     DWORD AddHeaderLine(std::string_view line);
-    DWORD BeginHeaderBlock(std::string_view line);
-    DWORD AddField(std::string_view line);
-    DWORD AddLine(std::string_view line);
-    bool HasHeader() const;
-    DWORD EndHeaderBlock();
-    long Status() const;
-    bool IsRedirecting() const;
-    bool HasGoneOut() const;
+    DWORD TakeHead();
+    bool IsFollowedRedirect() const;
+    bool IsSentWhole() const;
+    void TraceNextLine(bool traces);
+    void RefuseHead();
+    DWORD NumberOf(CURLcode result) const;
 
-    const SocketCalls socketCalls;
-    /// What curl was told last: the time-out, which is 0 as with none, and whether the method is GET without a body.
-    DWORD setConnectTimeout = 0;
-    bool wasPlainGet = true;
+    SocketWatch& sockets;
+    const Time& now;
     EasyHandle easy;
     std::size_t place = 0;
-    curl_slist* headers = nullptr;
-    /// Whether these are the headers of a request without any of its own, and without a body.
-    bool hasUsualHeaders = false;
+    curl_socket_t socket = CURL_SOCKET_BAD;
     std::shared_ptr<HttpRequest> request;
 
-    /// What is asked for now; it changes from redirect to redirect.
-    std::string verb;
-    std::string origin;
-    bool sendsBody = false;
-    int redirects = 0;
-
-    /// The header block of the response that is coming.
-    std::string headerBlock;
-    bool hasLocation = false;
-    /// Whether cookies were set since they were last forgotten.
-    bool hasCookies = false;
-    bool isHeaderBlockComplete = false;
+    TransferPhase phase = TransferPhase::Idle;
+    TransferStep step;
+    TransferClock clock;
+    /// How much of the request's body was handed to curl.
+    std::size_t bodyOffset = 0;
+    ResponseHead head;
     /// Whether curl shows the next header before it takes it in.
     bool isTracing = false;
-
-    bool areHeadersDelivered = false;
-    bool isSentAnnounced = false;
-
     /// Why a callback has ended the transfer; curl only knows that it did.
     DWORD callbackError = 0;
 };
-
-/// The number under which the reference platform reports the failure.
-DWORD winHttpError(CURLcode result);
 
 } // namespace LumPlatform
