@@ -82,6 +82,23 @@ Next answerEarly(Exchange& exchange)
     return Next::Close;
 }
 
+/// Answers, and a moment later sends bytes for which nobody has asked; the connection stays.
+Next answerAndSendMore(Exchange& exchange)
+{
+    exchange.Respond(exchange.request.Text("answer", "answer"));
+    std::this_thread::sleep_for(std::chrono::milliseconds(exchange.request.Number("ms", 50)));
+    return exchange.Send(exchange.request.Text("bytes"));
+}
+
+/// Answers an upload by a redirect before it has been read, and reads it then.
+Next redirectEarly(Exchange& exchange)
+{
+    const auto status = static_cast<int>(exchange.request.Number("status", 307));
+    exchange.Respond(status, {{"Location", exchange.request.Text("to")}}, "redirect");
+    exchange.ReadBody([](const std::string&) {});
+    return Next::KeepAlive;
+}
+
 } // namespace
 
 void addFaultRoutes(RouteTable& routes)
@@ -93,6 +110,8 @@ void addFaultRoutes(RouteTable& routes)
     routes["/close"] = {closeWithoutAnswer};
     routes["/stall"] = {stall};
     routes["/early"] = {answerEarly, true};
+    routes["/early-redirect"] = {redirectEarly, true};
+    routes["/more"] = {answerAndSendMore};
 }
 
 } // namespace LumTestServer

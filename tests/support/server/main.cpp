@@ -68,6 +68,8 @@
 /// | /stall            | key, at headers (default) or body,     | waits for the key's release, then goes on        |
 /// |                   | seconds (30), end answer, close, reset | ("0123456789"), closes or resets                 |
 /// | /early            | status (413)                           | answers before it reads the body, then closes    |
+/// | /early-redirect   | to, status (307)                       | redirects before it reads the body               |
+/// | /more             | answer, bytes, ms (50)                 | answers, and sends the bytes so much later       |
 /// | /release          | key                                    | lets those go on that wait for the key           |
 /// | /count            | key                                    | number of other requests with that key so far    |
 /// | /sent             | key                                    | bytes sent so far by /bytes with that key        |

@@ -184,7 +184,7 @@ bool HttpTransfer::MayUseConnection(int localPort)
         return false;
     }
     Move(TransferEvent::Restarted);
-    if (sockets.RetireReadable(localPort)) {
+    if (sockets.IsSpoilt(localPort)) {
         return false;
     }
     Move(TransferEvent::Connected);

@@ -53,6 +53,20 @@ bool isReadable(curl_socket_t socket)
     return recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) >= 0 || (errno != EAGAIN && errno != EWOULDBLOCK);
 }
 
+bool hasUnreadBytes(curl_socket_t socket)
+{
+    char byte = 0;
+    return recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
+}
+
+/// Drops the connection with all that it has received: curl takes a connection for alive while it has something to read.
+void disconnect(curl_socket_t socket)
+{
+    sockaddr none = {};
+    none.sa_family = AF_UNSPEC;
+    connect(socket, &none, sizeof(none));
+}
+
 /// 0 if it is not known.
 int localPortOf(curl_socket_t socket)
 {
@@ -207,18 +221,21 @@ void SocketWatch::Keep(curl_socket_t socket, Time now)
     nextRetirement = std::min(nextRetirement, now + kLongestKept);
 }
 
-bool SocketWatch::RetireReadable(int localPort)
+bool SocketWatch::IsSpoilt(int localPort)
 {
-    bool hasRetired = false;
+    bool isSpoilt = false;
     for (std::size_t index = 0; index < registrations.size(); ++index) {
         Registration& registration = registrations[index];
         const auto socket = static_cast<curl_socket_t>(index);
-        if (registration.use == Use::Kept && registration.localPort == localPort && isReadable(socket)) {
-            Retire(registration, socket);
-            hasRetired = true;
+        if (registration.localPort != localPort) {
+            continue;
         }
+        if (registration.use == Use::Kept && isReadable(socket)) {
+            Retire(registration, socket);
+        }
+        isSpoilt = isSpoilt || registration.use == Use::Retired;
     }
-    return hasRetired;
+    return isSpoilt;
 }
 
 void SocketWatch::RetireOld(Time now)
@@ -243,7 +260,11 @@ void SocketWatch::Retire(Registration& registration, curl_socket_t socket)
     Unregister(registration, socket);
     registration.use = Use::Retired;
     ++retiredCount;
-    shutdown(socket, SHUT_RDWR);
+    if (hasUnreadBytes(socket)) {
+        disconnect(socket);
+    } else {
+        shutdown(socket, SHUT_RDWR);
+    }
 }
 
 } // namespace LumPlatform

@@ -15,8 +15,8 @@ namespace LumPlatform {
 /// at a time calls it, but for Wake, which any thread may call.
 ///
 /// A kept connection on which anything can be read, be it data, the end or an alert, would hand that to the next request
-/// as its answer. Such a connection is shut down as soon as that is seen, as are those that were kept for 30 s: curl
-/// then takes it for dead, closes it when it looks through its connections, and never uses it again.
+/// as its answer. Such a connection is retired as soon as that is seen, as are those that were kept for 30 s: it is
+/// shut down, so that curl takes it for dead and closes it when it looks through its connections.
 class SocketWatch {
 public:
     using Time = std::chrono::steady_clock::time_point;
@@ -50,8 +50,8 @@ public:
     /// The transfer that used the connection has ended; if it is still open, it is kept for another.
     void Keep(curl_socket_t socket, Time now);
 
-    /// Retires the kept connections with that local port on which something can be read; true if there was one.
-    bool RetireReadable(int localPort);
+    /// Whether the kept connection with that local port must not be used, as something can be read on it.
+    bool IsSpoilt(int localPort);
 
     /// Retires the connections that were kept for too long.
     void RetireOld(Time now);
