@@ -42,6 +42,26 @@ TEST(ForkTest, ACopyOfTheProcessNeitherHangsNorDisturbsItsRequests)
     EXPECT_EQ(runProbe("forks"), 0) << "the probe says on its error stream what is not so";
 }
 
+TEST(ForkTest, ACopyThatLivesOnKeepsNobodyBusy)
+{
+    EXPECT_EQ(runProbe("lives-on"), 0) << "the probe says on its error stream what is not so";
+}
+
+TEST(DescriptorLimitTest, LeavesRequestsWaitingAndTheHostItsFiles)
+{
+    EXPECT_EQ(runProbe("few-descriptors"), 0) << "the probe says on its error stream how the requests ended";
+}
+
+TEST(LookUpTest, HoldsUpNoOtherRequestAndIsTimed)
+{
+    EXPECT_EQ(runProbe("looking-up"), 0) << "the probe says on its error stream what happened";
+}
+
+TEST(LookUpTest, HoldsUpNoEndOfTheProcess)
+{
+    EXPECT_EQ(runProbe("left-looking-up"), 0) << "128 and SIGALRM: the end took too long";
+}
+
 TEST(ForkTest, AProgramThatIsStartedInheritsNoFileAndNoConnection)
 {
     EXPECT_EQ(runProbe("programs"), 0) << "the probe says on its error stream what is inherited";

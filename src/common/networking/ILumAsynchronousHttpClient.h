@@ -43,7 +43,8 @@ using HttpCompletion = std::function<void(HttpRequestResult result, std::unique_
 /// - completion: copied; see HttpCompletion;
 /// - followRedirects: whether redirects are followed, also from https to http; if not, the redirect itself is the
 /// response;
-/// - timeoutSeconds: the bound of connecting, in seconds. Nothing else of the request is bounded.
+/// - timeoutSeconds: the bound of connecting, in seconds; 0 is none. After that the platform's defaults hold: a request
+/// fails (12002) when nothing could be sent or received for 30 s. A body may take as long as it keeps arriving.
 ///
 /// Every operation returns at once. An empty transaction means that the request was refused (the reason is logged) and
 /// that the completion will never run. With any other, it runs exactly once. Lack of memory refuses a request, or fails

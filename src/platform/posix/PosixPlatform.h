@@ -33,7 +33,7 @@
 /// | WinHttpConnect             | a host name or an address, IPv6 with or without brackets; port 0 is the scheme's         |
 /// | WinHttpOpenRequest         | any verb, default version, no referrer, no accept types; REFRESH, with or without SECURE |
 /// | WinHttpSetOption           | CONNECT_TIMEOUT (milliseconds, 0 and 0xFFFFFFFF: none); REDIRECT_POLICY never or always  |
-/// | WinHttpSendRequest         | a header block or none; a body, which must live until the request has been answered      |
+/// | WinHttpSendRequest         | a header block or none; a body, which must live until the handle is closed               |
 /// | WinHttpReceiveResponse     | after the request was sent                                                               |
 /// | WinHttpQueryHeaders        | STATUS_CODE as a number; RAW_HEADERS_CRLF                                                |
 /// | WinHttpQueryDataAvailable  | after the headers                                                                        |
@@ -46,6 +46,9 @@
 /// the same text in UTF-8; a backslash is a separator as a slash is. Only regular files are opened, others give ENOTSUP
 /// (directories EISDIR). Locks and share modes are heeded by the opens of this layer; they stop no other program. The
 /// file calls may be made on any thread; closing a handle while a call uses it takes effect when that call ends.
+///
+/// A request fails with ERROR_WINHTTP_TIMEOUT when nothing could be sent or received for 30 s, and when the head of the
+/// response has not come 90 s after the request was sent: the reference platform's defaults.
 ///
 /// WinHTTP, text and module calls leave the reference platform's numbers, so that a host sees one number for one
 /// failure on every system; FormatMessageA has the texts of the first two when it is given the WinHTTP module.

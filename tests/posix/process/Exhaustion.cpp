@@ -7,6 +7,8 @@
 #include "support/RecordingLogger.h"
 #include "support/TestServers.h"
 
+#include <atomic>
+#include <chrono>
 #include <future>
 #include <iostream>
 #include <stdexcept>
@@ -199,6 +201,39 @@ bool goOnWithoutThreads()
 {
     constexpr int kNameNotResolved = 12007;
     return goOnWithout<NoThreads>("http://no-such-host.invalid/", kNameNotResolved);
+}
+
+bool startManyWithFewDescriptors()
+{
+    constexpr int kRequests = 10000;
+    setLimit(RLIMIT_NOFILE, 256);
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    std::atomic<int> succeeded{0};
+    std::atomic<int> ended{0};
+    std::atomic<int> unopened{0};
+    const auto openFile = [&] {
+        const int file = open("/dev/null", O_RDONLY | O_CLOEXEC);
+        unopened += file < 0 ? 1 : 0;
+        close(file);
+    };
+    std::promise<void> all;
+    for (int count = 0; count < kRequests; ++count) {
+        client.Get(
+            TestServers::nginx("/licenses/BSD"), {},
+            [&](HttpRequestResult result, auto, auto, auto) {
+                succeeded += result == HttpRequestResult::SUCCESS ? 1 : 0;
+                openFile();
+                if (++ended == kRequests) {
+                    all.set_value();
+                }
+            },
+            true, 30);
+        openFile();
+    }
+    const bool isOver = all.get_future().wait_for(std::chrono::seconds(60)) == std::future_status::ready;
+    openFile();
+    std::cerr << succeeded << " of " << ended << " succeeded, " << unopened << " files could not be opened\n";
+    return isOver && succeeded == kRequests && unopened == 0;
 }
 
 } // namespace LumTests

@@ -3,13 +3,16 @@
 #include "Windows/networking/WinHttpClientAsync.h"
 #include "common/networking/LumNetworkingError.h"
 #include "posix/ForkedTest.h"
+#include "support/ProcessResources.h"
 #include "support/RecordingLogger.h"
 #include "support/RequestRecorder.h"
 #include "support/TestServers.h"
 #include "support/posix/ChildProcess.h"
 
 #include <atomic>
+#include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <iostream>
 #include <thread>
@@ -163,6 +166,32 @@ bool hasNoFileAndNoConnection()
             holds = false;
         }
     }
+    return holds;
+}
+
+bool restWhileACopyLives()
+{
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    const auto fetch = [&](const std::string& url) {
+        const RequestRecorder recorder;
+        client.Get(url, {}, recorder.Completion(), true, 30);
+        return recorder.WaitForOutcome().response != nullptr;
+    };
+    bool holds = expect(fetch(TestServers::scripted("/bytes?n=10")), "a connection is kept");
+    const std::size_t kept = openDescriptorCount();
+    const pid_t copy = fork();
+    if (copy == 0) {
+        alarm(60);
+        pause();
+        _exit(0);
+    }
+    holds = expect(fetch(TestServers::scripted("/bytes?n=10&close")), "the server closes it") && holds;
+    holds = expect(waitUntil([&] { return openDescriptorCount() < kept; }), "it is closed here too") && holds;
+    const std::clock_t before = std::clock();
+    std::this_thread::sleep_for(std::chrono::seconds(1));
+    holds = expect(std::clock() - before < CLOCKS_PER_SEC / 4, "the engine rests") && holds;
+    kill(copy, SIGKILL);
+    endOfChild(copy);
     return holds;
 }
 

@@ -14,4 +14,8 @@ bool startProgramWhileRequestsRun();
 /// libcurl wakes itself.
 bool hasNoFileAndNoConnection();
 
+/// Keeps a copy of the process alive that holds copies of its connections, and has the server close one. True if the
+/// engine of this process rests then, instead of being told of the closed connection again and again.
+bool restWhileACopyLives();
+
 } // namespace LumTests

@@ -3,6 +3,7 @@
 #include "posix/process/Exhaustion.h"
 #include "posix/process/Forks.h"
 #include "posix/process/Interruptions.h"
+#include "posix/process/LookUps.h"
 #include "posix/process/UnloadRounds.h"
 #include "support/RecordingLogger.h"
 #include "support/TestServers.h"
@@ -91,6 +92,15 @@ int main(int argumentCount, char** arguments)
         return LumTests::goOnWithoutThreads() ? 0 : 1;
     } else if (way == "forks") {
         return LumTests::forkWhileRequestsRun() ? 0 : 1;
+    } else if (way == "lives-on") {
+        return LumTests::restWhileACopyLives() ? 0 : 1;
+    } else if (way == "few-descriptors") {
+        return LumTests::startManyWithFewDescriptors() ? 0 : 1;
+    } else if (way == "looking-up") {
+        return LumTests::goOnWhileANameIsLookedUp() ? 0 : 1;
+    } else if (way == "left-looking-up") {
+        LumTests::leaveWhileANameIsLookedUp();
+        return 0;
     } else if (way == "programs") {
         return LumTests::startProgramWhileRequestsRun() ? 0 : 1;
     } else if (way == "inherited") {
