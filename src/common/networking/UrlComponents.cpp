@@ -1,5 +1,8 @@
 #include "common/networking/UrlComponents.h"
 
+#include "common/networking/Ipv6Address.h"
+#include "common/utils/LumAscii.h"
+
 #include <algorithm>
 #include <array>
 #include <charconv>
@@ -18,27 +21,10 @@ constexpr std::string_view kPlainScheme = "http://";
 
 constexpr std::uint32_t kHighestPort = 65535;
 
-constexpr bool isDigit(char character)
-{
-    return character >= '0' && character <= '9';
-}
-
-/// Letters and digits of ASCII, whatever the host's locale: a URL reads the same in every process.
-constexpr bool isAlphanumeric(char character)
-{
-    return isDigit(character) || (character >= 'a' && character <= 'z') || (character >= 'A' && character <= 'Z');
-}
-
-constexpr char toLower(char character)
-{
-    return character >= 'A' && character <= 'Z' ? static_cast<char>(character - 'A' + 'a') : character;
-}
-
-bool equalsIgnoringCase(std::string_view text, std::string_view lowerCase)
-{
-    return std::equal(text.begin(), text.end(), lowerCase.begin(), lowerCase.end(),
-                      [](char left, char right) { return toLower(left) == right; });
-}
+using LumUtils::Ascii::equalsIgnoringCase;
+using LumUtils::Ascii::isAlphanumeric;
+using LumUtils::Ascii::isDigit;
+using LumUtils::Ascii::toLower;
 
 /// Whether the character is written as an escape.
 constexpr bool isEncoded(char character)
@@ -339,8 +325,11 @@ std::size_t hostLength(std::string_view text)
     if (text.empty() || text.front() != '[') {
         return hostNameLength(text);
     }
-    const std::size_t bracket = text.substr(0, text.find('/')).find(']');
-    return bracket == std::string_view::npos || bracket == 1 ? 0 : bracket + 1;
+    const std::size_t bracket = text.find(']');
+    if (bracket == std::string_view::npos || !isIpv6Address(text.substr(1, bracket - 1))) {
+        return 0;
+    }
+    return bracket + 1;
 }
 
 /// Takes a port with its colon off the text.

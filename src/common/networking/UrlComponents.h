@@ -49,15 +49,27 @@ enum class UrlParseStatus : std::int32_t {
     MissingScheme = 1,
     /// The scheme is neither http nor https.
     UnsupportedScheme = 2,
-    /// The text is empty, host and port are empty or malformed, the host is invalid, or the port is not a decimal
-    /// number from 1 to 65535.
+    /// The text is empty, host and port are empty or malformed, the host is invalid (in brackets there is anything but
+    /// an IPv6 address without a zone), or the port is not a decimal number from 1 to 65535.
     InvalidAuthority = 4,
 };
 
 /// Parses any byte string; never throws but for allocation failure. On failure `out` stays as it was.
 ///
-/// A fragment is dropped. A query parameter without "=" has an empty value, the last of several with one key wins, and
-/// a "%" that is not followed by two hexadecimal digits stands for itself.
+/// A fragment is dropped. The query becomes one value per key, so a request does not send it as it was written:
+///
+///     ParseUrl("https://example.org/s?q=a+b&id=2&id=1&flag", url); // {"flag", ""}, {"id", "1"}, {"q", "a+b"}
+///     url.GetPathAndQuery();                                       // "/s?flag=&id=1&q=a%2Bb"
+///
+/// - the parameters are sent in the order of their keys;
+/// - of several with one key the last wins;
+/// - one without "=" is sent with "=" and an empty value;
+/// - "+" is a plus, which is sent as "%2B": write a blank as "%20";
+/// - all but letters, digits, "-", "_", ".", "~" is sent percent-encoded, whether or not it was written so; a "%" that
+///   is not followed by two hexadecimal digits stands for itself, and is sent as "%25".
+///
+/// A server that needs another form of query can be given it as part of the path, for which use UrlComponents instead
+/// of text: `path` is sent as it is, also with a "?" in it.
 UrlParseStatus ParseUrl(const std::string& url, UrlComponents& out);
 
 } // namespace LumNetworking

@@ -19,6 +19,18 @@ TEST_F(AddressTest, AnIpv6LiteralIsReached)
                 Contains("Host: [::1]:" + std::to_string(TestServers::scriptedPort())));
 }
 
+TEST_F(AddressTest, BracketsWithAnythingElseAreRefused)
+{
+    const std::string port = std::to_string(TestServers::scriptedPort());
+    for (const std::string& url : {"http://[@127.0.0.1:" + port + "#]:82/echo", "http://[::1%25lo]:" + port + "/echo",
+                                   "http://[::1%251]:" + port + "/echo", "http://[fe80::1%25eth0]:" + port + "/echo"}) {
+        logger->clear();
+        EXPECT_EQ(client->Get(url, {}, nullptr, true, 30), nullptr);
+        ASSERT_EQ(logger->records().size(), 1U);
+        EXPECT_EQ(logger->records()[0].message, "Failed to parse URL: " + url);
+    }
+}
+
 TEST_F(AddressTest, ANameIsReached)
 {
     const std::string port = std::to_string(TestServers::scriptedPort());

@@ -208,30 +208,17 @@ TEST(UrlComponentsTest, ColonAfterThePathIsNoPort)
 
 TEST(UrlComponentsTest, ValidHostsAreAcceptedAsTheyStand)
 {
-    for (const std::string host : {"h",
-                                   "H",
-                                   "example.org",
-                                   "Example.ORG",
-                                   "a-b.c-d",
-                                   "a--b",
-                                   "a.",
-                                   "example.org.",
-                                   "1",
-                                   "1.2",
-                                   "1.2.3.4",
-                                   "999.999.999.999",
-                                   "0.0.0.0",
-                                   "000.000.000.000",
-                                   "1.2.3.4.5",
-                                   "1234.1.1.1",
-                                   "1.2.3.4.",
-                                   "xn--bcher-kva",
-                                   "a1",
-                                   "1a",
-                                   "[::1]",
-                                   "[1]",
-                                   "[fe80::1%25eth0]",
-                                   "[::ffff:127.0.0.1]"}) {
+    for (const std::string host : {"h",           "H",
+                                   "example.org", "Example.ORG",
+                                   "a-b.c-d",     "a--b",
+                                   "a.",          "example.org.",
+                                   "1",           "1.2",
+                                   "1.2.3.4",     "999.999.999.999",
+                                   "0.0.0.0",     "000.000.000.000",
+                                   "1.2.3.4.5",   "1234.1.1.1",
+                                   "1.2.3.4.",    "xn--bcher-kva",
+                                   "a1",          "1a",
+                                   "[::1]",       "[::ffff:127.0.0.1]"}) {
         EXPECT_EQ(parsed("http://" + host).host, host);
         EXPECT_EQ(parsed("https://" + host + "/a").host, host);
         EXPECT_EQ(parsed("http://" + host + ":81/a").host, host);
@@ -291,6 +278,77 @@ TEST(UrlComponentsTest, BracketedLiteralKeepsItsBracketsAndMayHaveAPort)
     EXPECT_EQ(url.port, 8080U);
     EXPECT_EQ(url.path, "/a");
     EXPECT_EQ(parsed("http://[::1]").port, kNoPort);
+}
+
+TEST(UrlComponentsTest, BracketsHoldAnIpv6Address)
+{
+    for (const std::string address :
+         {"::", "::1", "1::", "2001:db8::8:800:200c:417a", "FF01::101", "AbCd:eF01::", "1:2:3:4:5:6:7:8",
+          "0001:0002:0003:0004:0005:0006:0007:0008", "1:2:3:4:5:6:7::", "::2:3:4:5:6:7:8", "1::3:4:5:6:7:8",
+          "::ffff:127.0.0.1", "::0.0.0.0", "::255.255.255.255", "1:2:3:4:5:6:1.2.3.4", "1::6:1.2.3.4",
+          "::10.99.100.249"}) {
+        EXPECT_EQ(parsed("http://[" + address + "]").host, "[" + address + "]");
+        EXPECT_EQ(parsed("https://[" + address + "]:82/a").host, "[" + address + "]");
+    }
+}
+
+/// The groups "1" to the count, with colons between them.
+std::string groups(std::size_t count)
+{
+    std::string text;
+    for (std::size_t group = 1; group <= count; ++group) {
+        text += (group == 1 ? "" : ":") + std::to_string(group);
+    }
+    return text;
+}
+
+TEST(UrlComponentsTest, AnIpv6AddressHasEightGroupsOrOneGap)
+{
+    for (std::size_t count = 0; count < 20; ++count) {
+        EXPECT_EQ(codeOf("http://[" + groups(count) + "]/"), count == 8 ? 0 : 4) << count;
+        EXPECT_EQ(codeOf("http://[" + groups(count) + ":1.2.3.4]/"), count == 6 ? 0 : 4) << count;
+        for (std::size_t after = 0; after < 20; ++after) {
+            const std::string both = groups(count) + "::" + groups(after);
+            EXPECT_EQ(codeOf("http://[" + both + "]/"), count + after < 8 ? 0 : 4) << both;
+            EXPECT_EQ(codeOf("http://[" + both + ":1.2.3.4]/"), after > 0 && count + after < 6 ? 0 : 4) << both;
+        }
+        EXPECT_EQ(codeOf("http://[" + groups(count) + "::1.2.3.4]/"), count < 6 ? 0 : 4) << count;
+    }
+}
+
+TEST(UrlComponentsTest, AnythingElseInBracketsGivesFour)
+{
+    for (const std::string text :
+         {// Another authority in disguise, for readers who look for "@" or "#" first.
+          "@127.0.0.1:81#", "::1@127.0.0.1", "user@::1", "::1#", "::1?", "::1\\", "127.0.0.1:81",
+          // A zone, however it is written: it means something on one machine only.
+          "fe80::1%25eth0", "fe80::1%eth0", "fe80::1%25", "fe80::1%",
+          // What the grammar keeps for the future.
+          "v1.x", "v1.::1", "vF.fe80::1+en1", "V7.a:b",
+          // Names and IPv4 addresses.
+          "localhost", "127.0.0.1", "a", "1", "h",
+          // Malformed addresses.
+          ":", ":::", "1:", ":1", "1:::2", "1::2::3", "::1::", ":1::2", "1::2:", "12345::", "::12345", "g::1", "::-1",
+          "::+1", "::0x1", " ::1", "::1 ", ":: 1", "1:2:3:4:5:6:7:8:", ":1:2:3:4:5:6:7:8", "::1.2.3", "::1.2.3.4.5",
+          "::1.2.3.", "::.1.2.3", "::1..2.3", "::1.2.3.256", "::1.2.3.00", "::01.2.3.4", "::1.2.3.1000", "::1.2.3.a",
+          "1.2.3.4::", "::1.2.3.4:1", "::1/64", "::1;", "::\xC2\xB2", "[::1", "::1]"}) {
+        EXPECT_EQ(codeOf("http://[" + text + "]"), 4) << text;
+        EXPECT_EQ(codeOf("http://[" + text + "]/x"), 4) << text;
+        EXPECT_EQ(codeOf("http://[" + text + "]:82/x"), 4) << text;
+    }
+    EXPECT_EQ(codeOf("http://[::1\0]/"s), 4);
+    EXPECT_EQ(codeOf("http://[" + std::string(100000, ':') + "]/"), 4);
+}
+
+TEST(UrlComponentsTest, EveryByteThatIsNoPartOfAnAddressInBracketsGivesFour)
+{
+    const std::string valid = "0123456789abcdefABCDEF:";
+    for (int byte = 0; byte < 256; ++byte) {
+        const auto character = static_cast<char>(byte);
+        const bool isValid = valid.find(character) != std::string::npos;
+        EXPECT_EQ(codeOf(std::string("http://[1::2") + character + "]/"), isValid && character != ':' ? 0 : 4) << byte;
+        EXPECT_EQ(codeOf(std::string("http://[") + character + "::2]/"), isValid && character != ':' ? 0 : 4) << byte;
+    }
 }
 
 TEST(UrlComponentsTest, BracketMustCloseInsideTheAuthority)
