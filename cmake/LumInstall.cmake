@@ -22,6 +22,7 @@ function(lum_public_headers target)
     common/networking/ILumUrlRequest.h
     common/networking/LumAsynchronousHttpClientBase.h
     common/networking/LumNetworkingError.h
+    common/networking/LumWinHttpErrorNumber.h
     common/networking/UrlComponents.h
     common/storage/ILumFilesystemWrapper.h
     common/storage/LumFileManager.h
@@ -29,11 +30,13 @@ function(lum_public_headers target)
     common/storage/LumStorageError.h
     common/utils/ILumError.h
     common/utils/ILumUtilsLoggerDelegate.h
+    common/utils/LumAscii.h
     common/utils/LumBase64.h
     common/utils/LumDebuggerUtilsBase.h
     common/utils/LumError.h
     common/utils/LumFormattingLoggerDelegate.h
     common/utils/LumMemoryUtils.h
+    common/utils/LumPlatformErrorNumber.h
     common/utils/LumTextUtils.h
     common/utils/LumTimeUtils.h
     common/utils/LumUuidUtils.h

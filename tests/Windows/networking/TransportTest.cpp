@@ -2,6 +2,7 @@
 
 #include "common/networking/LumNetworkingError.h"
 #include "common/utils/LumError.h"
+#include "common/utils/LumPlatformErrorNumber.h"
 
 #include <any>
 #include <stdexcept>
@@ -154,8 +155,7 @@ void expectSuccess(const Outcome& outcome, int status)
 
 int platformCodeOf(const ILumError& error)
 {
-    const int* const code = userValue<int>(error, LumUtils::LumErrorUnderlyingErrorCode);
-    return code == nullptr ? -1 : *code;
+    return LumUtils::platformErrorNumber(error).value_or(-1);
 }
 
 std::string headerOf(const Outcome& outcome, const std::string& name)
@@ -194,6 +194,13 @@ UrlComponents components(const std::string& url)
         throw std::runtime_error("not a URL: " + url);
     }
     return parsed;
+}
+
+bool isTokenCharacter(char character)
+{
+    static const std::string kTokenCharacters = "!#$%&'*+-.^_`|~0123456789"
+                                                "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz";
+    return kTokenCharacters.find(character) != std::string::npos;
 }
 
 } // namespace LumTests

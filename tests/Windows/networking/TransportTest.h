@@ -83,4 +83,7 @@ std::string echoedBody(const std::string& echoed);
 
 LumNetworking::UrlComponents components(const std::string& url);
 
+/// Whether a header's name may hold the character: tchar of RFC 9110, section 5.6.2.
+bool isTokenCharacter(char character);
+
 } // namespace LumTests

@@ -55,4 +55,50 @@ TEST(HttpResponseTest, HeaderNamesAreOrderedByteWiseWithTheirCase)
     EXPECT_EQ(order, "ABa");
 }
 
+TEST(HttpResponseTest, AHeaderIsFoundWhateverItsCase)
+{
+    const HttpResponse response{200, "", {{"content-TYPE", {"text/html"}}, {"X-List", {"first", "second"}}}};
+    for (const char* const name : {"Content-Type", "content-type", "CONTENT-TYPE", "content-TYPE"}) {
+        const std::vector<std::string>* const values = LumNetworking::FindHeader(response, name);
+        ASSERT_NE(values, nullptr) << name;
+        EXPECT_EQ(*values, std::vector<std::string>{"text/html"});
+    }
+    EXPECT_EQ(LumNetworking::FindHeader(response, "x-list"), &response.headers.at("X-List"));
+}
+
+TEST(HttpResponseTest, AHeaderThatIsNotThereIsNotFound)
+{
+    const HttpResponse response{200, "", {{"Content-Type", {"text/html"}}}};
+    for (const char* const name :
+         {"", "Content", "Content-Typ", "Content-Type2", "ContentXType", "-", "Content_Type"}) {
+        EXPECT_EQ(LumNetworking::FindHeader(response, name), nullptr) << name;
+    }
+    EXPECT_EQ(LumNetworking::FindHeader(HttpResponse(), "Content-Type"), nullptr);
+}
+
+TEST(HttpResponseTest, OnlyTheCaseOfAsciiLettersMakesNoDifference)
+{
+    // Each pair differs in the bit that tells the cases of a letter apart.
+    const HttpResponse response{200, "", {{"[a", {"1"}}, {"@b", {"2"}}, {"\xC3\x84", {"3"}}, {"\xE4", {"4"}}}};
+    for (const char* const name : {"{a", "`b", "\xC3\xA4", "\xC4"}) {
+        EXPECT_EQ(LumNetworking::FindHeader(response, name), nullptr) << name;
+    }
+    EXPECT_NE(LumNetworking::FindHeader(response, "[A"), nullptr);
+    EXPECT_NE(LumNetworking::FindHeader(response, "\xC3\x84"), nullptr);
+}
+
+TEST(HttpResponseTest, OfNamesThatDifferInCaseTheFirstOfTheMapIsFound)
+{
+    const HttpResponse response{200, "", {{"a-name", {"later"}}, {"A-Name", {"first"}}}};
+    EXPECT_EQ(LumNetworking::FindHeader(response, "a-name"), &response.headers.at("A-Name"));
+}
+
+TEST(HttpResponseTest, AHeaderWhoseNameHoldsANulIsFoundByTheWholeNameOnly)
+{
+    const std::string name("a\0b", 3);
+    const HttpResponse response{200, "", {{name, {"1"}}}};
+    EXPECT_EQ(LumNetworking::FindHeader(response, "a"), nullptr);
+    EXPECT_NE(LumNetworking::FindHeader(response, name), nullptr);
+}
+
 } // namespace
