@@ -5,14 +5,17 @@
 #include "Windows/networking/WinHttpAsyncTransaction.h"
 #include "Windows/utils/LumModule.h"
 #include "common/networking/LumNetworkingError.h"
+#include "common/utils/LumAscii.h"
 #include "common/utils/LumLog.h"
 #include "common/utils/LumTextUtils.h"
 
 #include <algorithm>
 #include <charconv>
+#include <exception>
 #include <limits>
 #include <new>
 #include <stdexcept>
+#include <string_view>
 
 namespace LumNetworking {
 
@@ -91,18 +94,33 @@ std::string objectName(const UrlComponents& url)
     return name;
 }
 
-/// Whether the field stays one field when it stands in a block: a line end in it would add another.
-bool isHeaderField(const std::string& name, const std::string& value)
+/// Field names consist of these (RFC 9110, section 5.6.2).
+bool isTokenCharacter(char character)
 {
-    const bool isName = !name.empty() && name.find_first_of(":\r\n") == std::string::npos;
-    return isName && value.find_first_of("\r\n") == std::string::npos;
+    constexpr std::string_view kMarks = "!#$%&'*+-.^_`|~";
+    return LumUtils::Ascii::isAlphanumeric(character) || kMarks.find(character) != std::string_view::npos;
+}
+
+bool isFieldName(const std::string& name)
+{
+    return !name.empty() && std::all_of(name.begin(), name.end(), isTokenCharacter);
+}
+
+/// Whether the value can be sent as it is. A line end would begin another field. A value of vertical tabs and form
+/// feeds alone counts as an empty one for some platforms, which then leave the field out.
+bool isFieldValue(const std::string& value)
+{
+    const bool hasLineEnd = value.find_first_of("\r\n") != std::string::npos;
+    const bool isLeftOut =
+        value.find_first_of("\v\f") != std::string::npos && value.find_first_not_of(" \t\v\f") == std::string::npos;
+    return !hasLineEnd && !isLeftOut;
 }
 
 /// The header fields as one block. False, with the last error set, if one cannot be sent as it is.
 bool toHeaderBlock(const Headers& headers, std::string& block)
 {
     for (const auto& [name, value] : headers) {
-        if (!isHeaderField(name, value)) {
+        if (!isFieldName(name) || !isFieldValue(value)) {
             SetLastError(ERROR_INVALID_PARAMETER);
             return false;
         }

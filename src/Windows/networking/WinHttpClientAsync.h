@@ -28,8 +28,11 @@ namespace LumNetworking {
 /// describe the failure):
 /// - 6: a session, a connection or a request could not be opened, or the host or the path is not valid text;
 /// - 12: the time-out or the redirect policy could not be set;
-/// - 7: the request could not be sent, or a header is not valid text;
+/// - 7: the request could not be sent, or a header has a name that is no token (RFC 9110, section 5.6.2) or a value
+/// that
+///   is not valid text, holds a line end, or is made of vertical tabs and form feeds only;
 /// - 13: the request failed later: name not resolved, no connection, wrong certificate, broken or invalid response.
+/// LumWinHttpErrorNumber.h has the platform's numbers.
 class WinHttpClientAsync : public LumAsynchronousHttpClientBase {
 public:
     using LumAsynchronousHttpClientBase::LumAsynchronousHttpClientBase;

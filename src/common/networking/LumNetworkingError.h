@@ -14,7 +14,7 @@ namespace LumNetworkingErrorCode {
 /// A session, a connection or a request could not be opened, or the host or the path is not valid text.
 constexpr int kOpenFailed = 6;
 
-/// The request could not be sent, or a header is not valid text.
+/// The request could not be sent, or a header's name is no token or its value cannot be sent.
 constexpr int kSendFailed = 7;
 
 /// The connect time-out or the redirect policy could not be set.

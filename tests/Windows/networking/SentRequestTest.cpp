@@ -148,6 +148,39 @@ TEST_F(SentRequestTest, CachesAreBypassed)
     EXPECT_THAT(lines, Contains("Cache-Control: no-cache"));
 }
 
+TEST_F(SentRequestTest, EveryTokenCharacterMayStandInAHeaderName)
+{
+    Headers headers;
+    for (unsigned int byte = 0; byte < 256; ++byte) {
+        const char character = static_cast<char>(byte);
+        if (isTokenCharacter(character)) {
+            // With its number, so that no two names differ in case only.
+            headers[std::string("X") + character + std::to_string(byte)] = "value";
+        }
+    }
+    ASSERT_EQ(headers.size(), 77U);
+    const std::vector<std::string> lines = headLines(GetBody(scripted("/echo"), headers));
+    for (const auto& [name, value] : headers) {
+        EXPECT_THAT(lines, Contains(name + ": " + value));
+    }
+}
+
+TEST_F(SentRequestTest, EveryAsciiByteButLineEndsAndNulMayStandInAHeaderValue)
+{
+    Headers headers;
+    for (char character = 1; character < 0x7F; ++character) {
+        if (character != '\r' && character != '\n') {
+            headers["X-" + std::to_string(character)] = std::string("a") + character + "b";
+        }
+    }
+    headers["X-127"] = "a\x7F"
+                       "b";
+    const std::vector<std::string> lines = headLines(GetBody(scripted("/echo"), headers));
+    for (const auto& [name, value] : headers) {
+        EXPECT_THAT(lines, Contains(name + ": " + value));
+    }
+}
+
 TEST_F(SentRequestTest, AHeaderOfManyKibibytesGoesOut)
 {
     const std::string value(60 << 10, 'v');
@@ -183,6 +216,18 @@ TEST_F(SentRequestTest, PathAndQueryGoOutEncoded)
     UrlComponents url = ScriptedUrl("/echo/a");
     url.queryParameters = {{"caf\xC3\xA9", "1+1=2"}};
     EXPECT_EQ(RequestLine(url), "GET /echo/a?caf%C3%A9=1%2B1%3D2 HTTP/1.1");
+}
+
+TEST_F(SentRequestTest, AQueryGoesOutAsTheModelHasIt)
+{
+    EXPECT_EQ(RequestLine(components(scripted("/echo?q=a+b&id=2&id=1&flag"))), "GET /echo?flag=&id=1&q=a%2Bb HTTP/1.1");
+    EXPECT_EQ(RequestLine(components(scripted("/echo?z=%41b%2b~&a=100%&=x"))),
+              "GET /echo?=x&a=100%25&z=Ab%2B~ HTTP/1.1");
+}
+
+TEST_F(SentRequestTest, AQueryWithinThePathGoesOutAsItIs)
+{
+    EXPECT_EQ(RequestLine(ScriptedUrl("/echo?q=a+b&id=2&id=1&flag")), "GET /echo?q=a+b&id=2&id=1&flag HTTP/1.1");
 }
 
 TEST_F(SentRequestTest, EscapesOfThePathStayAsTheyAre)

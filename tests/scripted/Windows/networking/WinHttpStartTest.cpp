@@ -155,11 +155,10 @@ TEST_F(WinHttpStartTest, EachOperationHasItsVerbAndItsBody)
 
 TEST_F(WinHttpStartTest, HeadersAreOneBlock)
 {
-    headers = {{"B", "2"}, {"A", "1"}, {"X-Empty", ""}, {"X-\xC3\xBC", "\xE2\x82\xAC"}};
+    headers = {{"B", "2"}, {"A", "1"}, {"X-Empty", ""}, {"X-Euro", "\xE2\x82\xAC"}};
     startGet();
-    EXPECT_THAT(
-        onlyCall("WinHttpSendRequest"),
-        HasSubstr("headers=\"A: 1\\r\\nB: 2\\r\\nX-Empty: \\r\\nX-\\u00FC: \\u20AC\\r\\n\", headersLength=31,"));
+    EXPECT_THAT(onlyCall("WinHttpSendRequest"),
+                HasSubstr("headers=\"A: 1\\r\\nB: 2\\r\\nX-Empty: \\r\\nX-Euro: \\u20AC\\r\\n\", headersLength=34,"));
 }
 
 TEST_F(WinHttpStartTest, TimeoutIsFourBytesOfMilliseconds)
@@ -272,8 +271,7 @@ TEST_F(WinHttpStartTest, InvalidUtf8IsNeverSent)
     };
     const std::vector<Row> rows{{"\xFF", "/", {}, failure(6, "WinHttpConnect")},
                                 {"h", "/\xC3", {}, failure(6, "WinHttpOpenRequest")},
-                                {"h", "/", {{"A", "\xFF"}}, failure(7, "WinHttpSendRequest")},
-                                {"h", "/", {{"\x80", "1"}}, failure(7, "WinHttpSendRequest")}};
+                                {"h", "/", {{"A", "\xFF"}}, failure(7, "WinHttpSendRequest")}};
     for (const Row& row : rows) {
         url.host = row.host;
         url.path = row.path;
