@@ -280,7 +280,8 @@ void HandleHttpAsyncFailure(WinHttpAsyncContext& context, StartFailure failure)
     context.CompleteAndRelease();
 }
 
-/// What a request needs before it can fail as one. Empty, with a record, if there is no memory for it.
+/// What a request needs before it can fail as one. Empty, with a record, if there is no memory for it, or if the
+/// caller's completion throws when it is copied.
 std::shared_ptr<WinHttpTransaction> makeTransaction(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger,
                                                     const std::string& body, const HttpCompletion& completion,
                                                     std::shared_ptr<WinHttpAsyncContext>& context)
@@ -292,11 +293,14 @@ std::shared_ptr<WinHttpTransaction> makeTransaction(const std::shared_ptr<LumUti
         transaction->SetContext(context);
         context->transaction = transaction;
         return transaction;
-    } catch (const std::bad_alloc& exception) {
+    } catch (const std::exception& exception) {
         LUM_TRY_LOG(logger, Error, "LumNetworking::PerformHttpAsync", "Failed to start HTTP request: %s",
                     exception.what());
-        return nullptr;
+    } catch (...) {
+        LUM_TRY_LOG(logger, Error, "LumNetworking::PerformHttpAsync",
+                    "Failed to start HTTP request: Unknown exception");
     }
+    return nullptr;
 }
 
 std::shared_ptr<ILumAsynchronousTransaction> PerformHttpAsync(

@@ -47,8 +47,11 @@ using HttpCompletion = std::function<void(HttpRequestResult result, std::unique_
 /// fails (12002) when nothing could be sent or received for 30 s. A body may take as long as it keeps arriving.
 ///
 /// Every operation returns at once. An empty transaction means that the request was refused (the reason is logged) and
-/// that the completion will never run. With any other, it runs exactly once. Lack of memory refuses a request, or fails
-/// it with the platform's number for that (8); it is never thrown.
+/// that the completion will never run. With any other, it runs exactly once.
+///
+/// No operation throws. Lack of memory refuses a request, or fails it with the platform's number for that (8). A logger
+/// delegate that throws while an operation refuses a request loses that record only. What a completion throws when it
+/// is copied, or an ILumUrlRequest when it is read, refuses the request.
 ///
 /// Operations may be called from several threads at once. The client may be destroyed while requests run: they go on.
 ///

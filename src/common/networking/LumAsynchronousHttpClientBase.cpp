@@ -2,7 +2,7 @@
 
 #include "common/utils/LumLog.h"
 
-#include <new>
+#include <exception>
 
 namespace LumNetworking {
 
@@ -10,17 +10,20 @@ namespace {
 
 using Transaction = std::shared_ptr<ILumAsynchronousTransaction>;
 
-/// Runs an operation, which is refused if there is no memory for it.
+/// Runs an operation. No operation throws: whatever is thrown in it (for lack of memory, or by the caller's own request
+/// or completion) refuses the request, with a record.
 template <typename Operation>
-Transaction refusedWithoutMemory(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger, const char* function,
-                                 Operation operation)
+Transaction refusedIfItThrows(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger, const char* function,
+                              Operation operation)
 {
     try {
         return operation();
-    } catch (const std::bad_alloc& exception) {
+    } catch (const std::exception& exception) {
         LUM_TRY_LOG(logger, Error, function, "Failed to start HTTP request: %s", exception.what());
-        return nullptr;
+    } catch (...) {
+        LUM_TRY_LOG(logger, Error, function, "Failed to start HTTP request: Unknown exception");
     }
+    return nullptr;
 }
 
 /// Starts the request for what the URL says, or refuses it with a record of the given place.
@@ -28,10 +31,10 @@ template <typename Start>
 Transaction startParsed(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger, const char* function,
                         unsigned int line, const std::string& url, Start start)
 {
-    return refusedWithoutMemory(logger, function, [&]() -> Transaction {
+    return refusedIfItThrows(logger, function, [&]() -> Transaction {
         UrlComponents components;
         if (ParseUrl(url, components) != UrlParseStatus::Parsed) {
-            LUM_LOG_AT(logger, Error, function, line, "Failed to parse URL: %s", url.c_str());
+            LUM_TRY_LOG_AT(logger, Error, function, line, "Failed to parse URL: %s", url.c_str());
             return nullptr;
         }
         return start(components);
@@ -106,9 +109,9 @@ std::shared_ptr<ILumAsynchronousTransaction> LumAsynchronousHttpClientBase::Send
     int timeoutSeconds)
 {
     constexpr const char* kFunction = "LumNetworking::LumAsynchronousHttpClientBase::Send";
-    return refusedWithoutMemory(logger, kFunction, [&]() -> Transaction {
+    return refusedIfItThrows(logger, kFunction, [&]() -> Transaction {
         if (!request) {
-            LUM_LOG_AT(logger, Error, kFunction, 85, "LumUrlRequest is null.");
+            LUM_TRY_LOG_AT(logger, Error, kFunction, 85, "LumUrlRequest is null.");
             return nullptr;
         }
         return SendMethod(*request, completion, followRedirects, timeoutSeconds);
@@ -134,8 +137,8 @@ Transaction LumAsynchronousHttpClientBase::SendMethod(ILumUrlRequest& request, c
     case HttpMethod::Delete:
         return Delete(url, headers, completion, followRedirects, timeoutSeconds);
     }
-    LUM_LOG_AT(logger, Error, "LumNetworking::LumAsynchronousHttpClientBase::Send", 119,
-               "Unsupported HTTP method in LumUrlRequest.");
+    LUM_TRY_LOG_AT(logger, Error, "LumNetworking::LumAsynchronousHttpClientBase::Send", 119,
+                   "Unsupported HTTP method in LumUrlRequest.");
     return nullptr;
 }
 

@@ -20,8 +20,9 @@
 ///
 /// What the delegate throws goes on to whoever logs, and so does std::bad_alloc where the record's texts take memory.
 ///
-/// LUM_LOG_TEXT logs a finished text: it is the message, whatever it holds, and has no values. LUM_TRY_LOG and
-/// LUM_TRY_LOG_TEXT are for operations that must not throw: the record is lost if the delegate throws.
+/// LUM_LOG_TEXT logs a finished text: it is the message, whatever it holds, and has no values. LUM_TRY_LOG,
+/// LUM_TRY_LOG_AT and LUM_TRY_LOG_TEXT are for operations that must not throw, as those that start a request: the
+/// record is lost if the delegate throws, whatever it throws.
 
 namespace LumUtils {
 
@@ -243,13 +244,15 @@ inline std::string formatOfText(const std::string& text)
     ::LumUtils::logRecord(logger, &::LumUtils::ILumUtilsLoggerDelegate::log##level, __FILE__, function, __LINE__,      \
                           ::LumUtils::formatOfText(text).c_str())
 
-#define LUM_TRY_LOG(logger, level, function, ...)                                                                      \
+#define LUM_TRY_LOG_AT(logger, level, function, line, ...)                                                             \
     do {                                                                                                               \
         try {                                                                                                          \
-            LUM_LOG(logger, level, function, __VA_ARGS__);                                                             \
+            LUM_LOG_AT(logger, level, function, line, __VA_ARGS__);                                                    \
         } catch (...) {                                                                                                \
         }                                                                                                              \
     } while (false)
+
+#define LUM_TRY_LOG(logger, level, function, ...) LUM_TRY_LOG_AT(logger, level, function, __LINE__, __VA_ARGS__)
 
 #define LUM_TRY_LOG_TEXT(logger, level, function, text)                                                                \
     do {                                                                                                               \

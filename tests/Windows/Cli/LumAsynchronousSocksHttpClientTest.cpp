@@ -7,6 +7,7 @@
 #include "support/FakeManagedHost.h"
 #include "support/RecordingLogger.h"
 #include "support/RequestRecorder.h"
+#include "support/ThrowingLogger.h"
 #include "support/VtableSlot.h"
 
 #include <gtest/gtest.h>
@@ -595,7 +596,65 @@ TEST_P(EverThrowingLoggerTest, ThrowsInTheErrorHandlerTooAndTheRequestFailsOnce)
     EXPECT_EQ(recorder.CallCount(), 1U);
 }
 
+/// Expects that whatever the client refuses at once it refuses without throwing.
+void expectRefusals(Client& client)
+{
+    class UnknownMethod : public ILumUrlRequest {
+    public:
+        const UrlComponents& GetUrlComponents() override { return url; }
+        HttpMethod GetMethod() override { return static_cast<HttpMethod>(5); }
+        const Headers& GetHeaders() override { return headers; }
+        const std::vector<std::uint8_t>& GetBody() override { return body; }
+
+    private:
+        UrlComponents url;
+        Headers headers;
+        std::vector<std::uint8_t> body;
+    };
+    EXPECT_EQ(client.Get("ftp://x", {}, nullptr, true, 30), nullptr);
+    EXPECT_EQ(client.Post("ftp://x", {}, "body", nullptr, true, 30), nullptr);
+    EXPECT_EQ(client.Put("ftp://x", {}, "body", nullptr, true, 30), nullptr);
+    EXPECT_EQ(client.Patch("ftp://x", {}, "body", nullptr, true, 30), nullptr);
+    EXPECT_EQ(client.Delete("ftp://x", {}, nullptr, true, 30), nullptr);
+    EXPECT_EQ(client.Send(nullptr, nullptr, true, 30), nullptr);
+    EXPECT_EQ(client.Send(std::make_shared<UnknownMethod>(), nullptr, true, 30), nullptr);
+}
+
+TEST_P(EverThrowingLoggerTest, RefusalsLoseTheirRecordsOnly)
+{
+    setLogger([&](LumLogLevel, const std::string&) { throwAsTold(); });
+    isThrowing = true;
+    messages.clear();
+    expectRefusals(*client);
+    EXPECT_EQ(messages.size(), 7U) << "one record for each";
+    EXPECT_TRUE(socks->requests().empty());
+}
+
 INSTANTIATE_TEST_SUITE_P(Exceptions, EverThrowingLoggerTest, testing::Values(0, 1, 2));
+
+TEST_F(SocksClientTest, AManagedLoggerThatThrowsAtRefusalsLosesItsRecordsOnly)
+{
+    const auto managed = std::make_shared<FakeManagedLogger>();
+    client = std::make_unique<Client>(
+        std::make_shared<LumUtilsCli::LumUtilsLoggerDelegateCliAdapter>(host.lend(managed)), host.lend(socks));
+    managed->onLog = [](const ManagedRecord&) { throw ManagedThrow{exceptionOf("System.Exception", u"full")}; };
+    expectRefusals(*client);
+    EXPECT_EQ(managed->recordsOf("LogError").size(), 7U) << "one record for each";
+}
+
+TEST_F(SocksClientTest, ACompletionThatThrowsWhenItIsCopiedRefusesTheRequest)
+{
+    UrlComponents url;
+    url.host = "host";
+    for (const std::function<void()>& throwException : kHostExceptions) {
+        EXPECT_EQ(client->Get(url, {}, ThrowingCopy(throwException), true, 30), nullptr);
+    }
+    const std::vector<LogRecord> errors = logger->recordsOfLevel(LumLogLevel::Error);
+    ASSERT_EQ(errors.size(), 2U);
+    EXPECT_EQ(errors[0].message, "SOCKS HTTP request error: disk full");
+    EXPECT_EQ(errors[1].message, "SOCKS HTTP request error: Unknown exception");
+    EXPECT_TRUE(socks->requests().empty());
+}
 
 TEST_F(SocksClientTest, AManagedLoggerThatThrowsFailsTheRequestOnce)
 {

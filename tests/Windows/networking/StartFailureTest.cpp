@@ -1,5 +1,7 @@
 #include "Windows/networking/TransportTest.h"
 
+#include "support/ThrowingLogger.h"
+
 #include <limits>
 
 namespace LumTests {
@@ -168,6 +170,44 @@ TEST_F(StartFailureTest, AUrlThatCannotBeParsedIsRefused)
     ASSERT_EQ(logger->records().size(), 1U);
     EXPECT_EQ(logger->records()[0].message, "Failed to parse URL: no url at all");
     EXPECT_EQ(logger->records()[0].line, 23U);
+}
+
+TEST_F(StartFailureTest, ALoggerThatThrowsLosesItsRecordAndTheRequestFailsOrIsRefused)
+{
+    UrlComponents invalid = ScriptedUrl();
+    invalid.host = "\xFF";
+    const Headers unsendable = {{"X Y", "value"}};
+    for (const std::function<void()>& throwException : kHostExceptions) {
+        const auto throwing = std::make_shared<ThrowingLogger>(throwException);
+        client = std::make_shared<LumNetworking::WinHttpClientAsync>(throwing);
+        EXPECT_EQ(client->Get("ftp://x", {}, nullptr, true, 30), nullptr);
+        EXPECT_EQ(client->Post("ftp://x", {}, "body", nullptr, true, 30), nullptr);
+        EXPECT_EQ(client->Put("ftp://x", {}, "body", nullptr, true, 30), nullptr);
+        EXPECT_EQ(client->Patch("ftp://x", {}, "body", nullptr, true, 30), nullptr);
+        EXPECT_EQ(client->Delete("ftp://x", {}, nullptr, true, 30), nullptr);
+        EXPECT_EQ(client->Send(nullptr, nullptr, true, 30), nullptr);
+        const Outcome unopened = Get(invalid);
+        ASSERT_TRUE(unopened.error);
+        EXPECT_EQ(unopened.error->getCode(), kConnectFailure.code);
+        const Outcome unsent = Get(ScriptedUrl(), unsendable);
+        ASSERT_TRUE(unsent.error);
+        EXPECT_EQ(unsent.error->getCode(), kSendFailure.code);
+        EXPECT_EQ(platformCodeOf(*unsent.error), kInvalidParameter);
+        EXPECT_EQ(throwing->recordCount(), 8) << "one record for each";
+    }
+}
+
+TEST_F(StartFailureTest, ACompletionThatThrowsWhenItIsCopiedRefusesTheRequest)
+{
+    for (const std::function<void()>& throwException : kHostExceptions) {
+        const HttpCompletion completion = ThrowingCopy(throwException);
+        EXPECT_EQ(client->Get(ScriptedUrl(), {}, completion, true, 30), nullptr);
+        EXPECT_EQ(client->Post(ScriptedUrl(), {}, "body", completion, true, 30), nullptr);
+    }
+    const std::vector<LogRecord> records = logger->records();
+    ASSERT_EQ(records.size(), 4U);
+    EXPECT_EQ(records[0].message, "Failed to start HTTP request: disk full");
+    EXPECT_EQ(records[2].message, "Failed to start HTTP request: Unknown exception");
 }
 
 TEST_F(StartFailureTest, TheClientGoesOnAfterwards)

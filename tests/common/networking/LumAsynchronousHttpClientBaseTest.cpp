@@ -3,12 +3,14 @@
 #include "Windows/networking/WinHttpAsyncTransaction.h"
 #include "common/networking/LumNetworkingError.h"
 #include "support/RecordingLogger.h"
+#include "support/ThrowingLogger.h"
 #include "support/VtableSlot.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <string>
@@ -372,6 +374,56 @@ TEST_F(LumAsynchronousHttpClientBaseTest, SendOfAnEmptyBodyPostsAnEmptyByteStrin
         EXPECT_TRUE(client.calls[0].hasBody);
         EXPECT_EQ(client.calls[0].body, "");
     }
+}
+
+TEST_F(LumAsynchronousHttpClientBaseTest, ARefusalLosesOnlyItsRecordToALoggerThatThrows)
+{
+    for (const std::function<void()>& throwException : LumTests::kHostExceptions) {
+        const auto throwing = std::make_shared<LumTests::ThrowingLogger>(throwException);
+        RecordingClient refusing(throwing);
+        const auto unknown = std::make_shared<Request>();
+        unknown->method = static_cast<HttpMethod>(5);
+        for (const std::string url : {"ftp://x", "", "http://[@127.0.0.1:81#]:82/x"}) {
+            EXPECT_EQ(refusing.Get(url, headers, completion, true, 30), nullptr);
+            EXPECT_EQ(refusing.Post(url, headers, "body", completion, true, 30), nullptr);
+            EXPECT_EQ(refusing.Put(url, headers, "body", completion, true, 30), nullptr);
+            EXPECT_EQ(refusing.Patch(url, headers, "body", completion, true, 30), nullptr);
+            EXPECT_EQ(refusing.Delete(url, headers, completion, true, 30), nullptr);
+        }
+        EXPECT_EQ(refusing.Send(nullptr, completion, true, 30), nullptr);
+        EXPECT_EQ(refusing.Send(unknown, completion, true, 30), nullptr);
+        EXPECT_EQ(throwing->recordCount(), 17) << "one record for each refusal";
+        EXPECT_TRUE(refusing.calls.empty());
+        EXPECT_EQ(refusing.Get(std::string("http://h"), headers, completion, true, 30), refusing.result);
+    }
+    EXPECT_EQ(completed, 0);
+}
+
+TEST_F(LumAsynchronousHttpClientBaseTest, WhatTheCallersOwnObjectsThrowRefusesTheRequest)
+{
+    class ThrowingRequest : public Request {
+    public:
+        explicit ThrowingRequest(std::function<void()> code) : throwException(std::move(code)) {}
+        const std::vector<std::uint8_t>& GetBody() override
+        {
+            throwException();
+            return body;
+        }
+
+    private:
+        const std::function<void()> throwException;
+    };
+    for (const std::function<void()>& throwException : LumTests::kHostExceptions) {
+        recorder->clear();
+        EXPECT_EQ(client.Send(std::make_shared<ThrowingRequest>(throwException), completion, true, 30), nullptr);
+        EXPECT_EQ(onlyRecord().function, "LumNetworking::LumAsynchronousHttpClientBase::Send");
+        EXPECT_EQ(onlyRecord().message.substr(0, 30), "Failed to start HTTP request: ");
+        EXPECT_EQ(client.Get(std::string("http://h"), headers, LumTests::ThrowingCopy(throwException), true, 30),
+                  nullptr);
+    }
+    EXPECT_EQ(recorder->records().size(), 2U);
+    EXPECT_EQ(recorder->records()[0].message, "Failed to start HTTP request: Unknown exception");
+    EXPECT_TRUE(client.completions.empty());
 }
 
 TEST_F(LumAsynchronousHttpClientBaseTest, OperationsMayRunOnSeveralThreads)

@@ -210,9 +210,14 @@ TEST_F(LumLogTest, TriedRecordOfAThrowingDelegateIsLost)
     recorder->clear();
     LUM_TRY_LOG_TEXT(logger, Error, "f", "%d");
     EXPECT_EQ(onlyRecord().message, "%d");
+    recorder->clear();
+    LUM_TRY_LOG_AT(logger, Error, "f", 23, "%s", "text");
+    EXPECT_EQ(onlyRecord().line, 23U);
+    EXPECT_EQ(onlyRecord().message, "text");
     const std::shared_ptr<ILumUtilsLoggerDelegate> throwing = std::make_shared<ThrowingLogger>();
-    EXPECT_NO_THROW(LUM_TRY_LOG(throwing, Info, "f", "%d", 5));
-    EXPECT_NO_THROW(LUM_TRY_LOG_TEXT(throwing, Info, "f", "text"));
+    EXPECT_NO_THROW(LUM_TRY_LOG(throwing, Error, "f", "%d", 5));
+    EXPECT_NO_THROW(LUM_TRY_LOG_AT(throwing, Error, "f", 23, "%d", 5));
+    EXPECT_NO_THROW(LUM_TRY_LOG_TEXT(throwing, Error, "f", "text"));
 }
 
 template <typename... Values>

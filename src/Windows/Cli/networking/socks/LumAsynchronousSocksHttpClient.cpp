@@ -138,6 +138,9 @@ std::shared_ptr<ILumAsynchronousTransaction> LumAsynchronousSocksHttpClient::Per
     } catch (const std::exception& exception) {
         LUM_TRY_LOG(socksLogger, Error, kPerformFunction, "SOCKS HTTP request error: %s", exception.what());
         return nullptr;
+    } catch (...) {
+        LUM_TRY_LOG(socksLogger, Error, kPerformFunction, "SOCKS HTTP request error: Unknown exception");
+        return nullptr;
     }
     transaction->SetContext(context);
     try {
