@@ -202,13 +202,16 @@ bool ScriptedPlatform::enterRuntime(const std::string& name, const std::string& 
 
 BOOL ScriptedPlatform::close(HINTERNET handle)
 {
-    const bool isSentRequest = handle == request && sentContext != 0;
+    const bool isRequest = handle == request;
     if (handles.erase(handle) == 0) {
         misuse.emplace_back("a handle that is not open was closed");
         return FALSE;
     }
-    if (isSentRequest && deliversHandleClosing) {
+    if (isRequest && sentContext != 0 && deliversHandleClosing) {
         notify(sentContext, WINHTTP_CALLBACK_STATUS_HANDLE_CLOSING, &handle, sizeof(handle));
+    }
+    if (isRequest) {
+        afterRequestCloses();
     }
     return TRUE;
 }
@@ -219,9 +222,10 @@ void ScriptedPlatform::setCallback(WINHTTP_STATUS_CALLBACK newCallback, DWORD ma
     notificationMask = mask;
 }
 
-BOOL ScriptedPlatform::send(HINTERNET handle, DWORD_PTR newContext)
+BOOL ScriptedPlatform::send(HINTERNET handle, const void* body, DWORD_PTR newContext)
 {
     request = handle;
+    sentBody = body;
     sentContext = newContext;
     if (deliversInsideCalls) {
         deliverSendComplete();
@@ -530,7 +534,7 @@ BOOL WinHttpSendRequest(HINTERNET request, const WCHAR* headers, DWORD headersLe
         platform().nameOf(request) + ", headers=" + headerText + ", headersLength=" + std::to_string(headersLength) +
             ", body=" + bytes(optional, optionalLength) + ", bodyLength=" + std::to_string(optionalLength) +
             ", totalLength=" + std::to_string(totalLength) + ", context=" + (context == 0 ? "0" : "set"));
-    return succeeds ? platform().send(request, context) : FALSE;
+    return succeeds ? platform().send(request, optional, context) : FALSE;
 }
 
 BOOL WinHttpReceiveResponse(HINTERNET request, LPVOID reserved)

@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -63,6 +64,9 @@ public:
     /// Deliver the handle-closing notification inside WinHttpCloseHandle.
     bool deliversHandleClosing = true;
 
+    /// Runs at the end of the WinHttpCloseHandle that closes a request.
+    std::function<void()> afterRequestCloses = [] {};
+
     // The scripted file system: one file, whatever its name.
 
     std::string fileContent;
@@ -101,6 +105,7 @@ public:
 
     DWORD_PTR context() const { return sentContext; }
     HINTERNET lastRequest() const { return request; }
+    const void* lastBody() const { return sentBody; }
     DWORD lastNotificationMask() const { return notificationMask; }
 
     // The calls themselves, for the functions of the platform.
@@ -113,7 +118,7 @@ public:
     std::string nameOf(HINTERNET handle);
     BOOL close(HINTERNET handle);
     void setCallback(WINHTTP_STATUS_CALLBACK newCallback, DWORD mask);
-    BOOL send(HINTERNET handle, DWORD_PTR newContext);
+    BOOL send(HINTERNET handle, const void* body, DWORD_PTR newContext);
     BOOL queryRawHeaders(void* buffer, DWORD& size) const;
     BOOL read(void* buffer, DWORD size);
     DWORD formatMessage(DWORD code, char** buffer);
@@ -141,6 +146,7 @@ private:
     DWORD notificationMask = 0;
     HINTERNET request = nullptr;
     DWORD_PTR sentContext = 0;
+    const void* sentBody = nullptr;
     void* readBuffer = nullptr;
     DWORD readSize = 0;
 };

@@ -4,6 +4,8 @@
 #include "common/utils/LumError.h"
 #include "common/utils/LumErrorReference.h"
 
+#include <utility>
+
 namespace LumNetworking {
 
 namespace {
@@ -33,12 +35,22 @@ void WinHttpAsyncContext::EnsureError()
     }
 }
 
+void WinHttpAsyncContext::ReleaseResponseBuffers()
+{
+    // Moved out, for a text that is assigned keeps its memory.
+    const std::vector<char> releasedBuffer = std::move(readBuffer);
+    const HttpBodyCollector releasedBody = std::move(body);
+}
+
 void WinHttpAsyncContext::CompleteAndRelease()
 {
-    // Only the path that completed the request may let go, or two paths would write the hold at once.
-    if (Complete()) {
-        ReleaseFromPlatform();
+    // Only the path that completes the request may let go, or two paths would write the hold at once.
+    if (!MarkCompleted()) {
+        return;
     }
+    ReleaseResponseBuffers();
+    CallCompletion();
+    ReleaseFromPlatform();
 }
 
 } // namespace LumNetworking

@@ -23,21 +23,25 @@ struct WinHttpAsyncContext : HttpRequestContext, std::enable_shared_from_this<Wi
     /// Sees that the request has an error, for when there is no memory to make one.
     void EnsureError();
 
-    /// Completes the request and lets the platform's hold go. The caller must hold the context.
+    /// Completes the request, gives the memory of its response back and lets the platform's hold go. The caller must
+    /// hold the context.
     void CompleteAndRelease();
+
+    /// The bytes to be sent. The platform may read them until the request's handle is closed, also when the request has
+    /// been completed: a response or a redirect may come before all of them are sent.
+    std::string requestBody;
 
     /// Members are destroyed last to first: the request is closed before its connection, and that before the session.
     WinHttpHandle session;
     WinHttpHandle connection;
     WinHttpHandle request;
 
-    /// The bytes to be sent; the platform reads them until the request has been sent.
-    std::string requestBody;
-
     std::vector<char> readBuffer;
     HttpBodyCollector body;
 
 private:
+    void ReleaseResponseBuffers();
+
     std::shared_ptr<WinHttpAsyncContext> platformHold;
     std::unique_ptr<LumUtils::ILumError> preparedError;
 };

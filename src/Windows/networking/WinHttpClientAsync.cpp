@@ -334,11 +334,11 @@ void onSendRequestComplete(WinHttpAsyncContext& context)
 /// The length that the server announced, or 0.
 std::uint64_t announcedLength(const HttpResponse& response)
 {
-    const auto header = response.headers.find("Content-Length");
-    if (header == response.headers.end()) {
+    const std::vector<std::string>* const values = FindHeader(response, "Content-Length");
+    if (values == nullptr) {
         return 0;
     }
-    const std::string& text = header->second.front();
+    const std::string& text = values->front();
     std::uint64_t length = 0;
     std::from_chars(text.data(), text.data() + text.size(), length);
     return length;

@@ -11,12 +11,20 @@ namespace {
 void callCompletion(HttpRequestContext& context, const HttpCompletion& completion)
 {
     std::shared_ptr<ILumAsynchronousTransaction> transaction = context.transaction.lock();
-    if (transaction && transaction->IsCancelled()) {
+    // What the completion does not get is released before it runs, as it may take its time.
+    std::unique_ptr<HttpResponse> response = std::move(context.response);
+    std::unique_ptr<LumUtils::ILumError> error = std::move(context.error);
+    const bool isCancelled = transaction && transaction->IsCancelled();
+    if (isCancelled || error) {
+        response.reset();
+    }
+    if (isCancelled) {
+        error.reset();
         completion(HttpRequestResult::CANCELLED, nullptr, nullptr, std::move(transaction));
-    } else if (context.error) {
-        completion(HttpRequestResult::FAILED, nullptr, std::move(context.error), std::move(transaction));
+    } else if (error) {
+        completion(HttpRequestResult::FAILED, nullptr, std::move(error), std::move(transaction));
     } else {
-        completion(HttpRequestResult::SUCCESS, std::move(context.response), nullptr, std::move(transaction));
+        completion(HttpRequestResult::SUCCESS, std::move(response), nullptr, std::move(transaction));
     }
 }
 
@@ -44,13 +52,21 @@ HttpRequestContext::HttpRequestContext(const std::shared_ptr<LumUtils::ILumUtils
 
 bool HttpRequestContext::Complete()
 {
-    if (completed.exchange(true)) {
+    if (!MarkCompleted()) {
         return false;
     }
+    CallCompletion();
+    return true;
+}
+
+void HttpRequestContext::CallCompletion()
+{
     // Let go of at the end: what it captured may hold the transaction, and so this context.
     const HttpCompletion taken = std::exchange(completion, nullptr);
     if (!taken) {
-        return true;
+        response.reset();
+        error.reset();
+        return;
     }
     // The frames below belong to the platform: no exception may reach them, not even one of the logger.
     try {
@@ -59,10 +75,9 @@ bool HttpRequestContext::Complete()
         try {
             logCompletionException(*this);
         } catch (...) {
-            return true;
+            return;
         }
     }
-    return true;
 }
 
 } // namespace LumNetworking

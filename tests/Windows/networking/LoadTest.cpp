@@ -9,6 +9,8 @@
 
 namespace LumTests {
 
+using LumNetworking::HttpCompletion;
+using LumNetworking::HttpRequestResult;
 using TestServers::scripted;
 
 /// Many requests, and large ones.
@@ -142,6 +144,37 @@ void LoadTest::FailAtOnce(std::size_t count)
     logger->clear();
 }
 
+/// What a request that is completed costs as long as somebody holds its transaction.
+class HeldTransactionTest : public LoadTest {
+protected:
+    static constexpr std::size_t kBody = kMebibyte;
+    static constexpr std::size_t kCount = 50;
+
+    static std::string BytesUrl() { return scripted("/bytes?n=" + std::to_string(kBody)); }
+
+    Transaction RunAndHold(HttpRequestResult result, const Starter& start)
+    {
+        const RequestRecorder recorder;
+        Transaction transaction = start(recorder.Completion());
+        EXPECT_EQ(recorder.WaitForOutcome().result, result);
+        logger->clear();
+        return transaction;
+    }
+
+    void ExpectKept(std::size_t mostOfEach, HttpRequestResult result, const Starter& start)
+    {
+        std::vector<Transaction> transactions(kCount);
+        // What is set up once does not count.
+        RunAndHold(result, start);
+        const std::size_t before = heapInUse();
+        for (Transaction& transaction : transactions) {
+            transaction = RunAndHold(result, start);
+        }
+        EXPECT_TRUE(comesDownTo(before + kCount * mostOfEach, heapInUse))
+            << (heapInUse() - before) / kCount << " bytes are kept for each";
+    }
+};
+
 TEST_F(LoadTest, AThousandRequestsAtOnce)
 {
     const auto load = [this] { RunAThousandAtOnce(); };
@@ -182,6 +215,39 @@ TEST_F(LoadTest, RequestsInARowKeepMemoryAndDescriptorsFlat)
     EXPECT_LT(usedMemory(), memory + 4 * kMebibyte);
     EXPECT_LT(heapInUse(), heap + kMebibyte / 4);
     EXPECT_LE(openDescriptorCount(), descriptors + Quirks::kDescriptorSlack);
+}
+
+TEST_F(HeldTransactionTest, OfASuccessKeepsNeitherBodyNorBuffers)
+{
+    ExpectKept(Quirks::kKeptByHeldRequest, HttpRequestResult::SUCCESS,
+               [this](const HttpCompletion& completion) { return client->Get(BytesUrl(), {}, completion, true, 30); });
+}
+
+TEST_F(HeldTransactionTest, OfACancelledRequestKeepsNeitherBodyNorBuffers)
+{
+    ExpectKept(Quirks::kKeptByHeldRequest, HttpRequestResult::CANCELLED, [this](const HttpCompletion& completion) {
+        Transaction transaction = client->Get(BytesUrl(), {}, completion, true, 30);
+        transaction->Cancel();
+        return transaction;
+    });
+}
+
+TEST_F(HeldTransactionTest, OfAFailureKeepsNeitherBodyNorBuffers)
+{
+    const HttpRequestResult result =
+        Quirks::kAcceptsShortBodies ? HttpRequestResult::SUCCESS : HttpRequestResult::FAILED;
+    ExpectKept(Quirks::kKeptByHeldRequest, result, [this](const HttpCompletion& completion) {
+        return client->Get(scripted("/short?n=2000000&sent=" + std::to_string(kBody)), {}, completion, true, 30);
+    });
+}
+
+/// The platform may read it until the request is closed.
+TEST_F(HeldTransactionTest, OfAnUploadKeepsItsBodyOnce)
+{
+    ExpectKept(kBody + Quirks::kKeptByHeldRequest, HttpRequestResult::SUCCESS,
+               [this](const HttpCompletion& completion) {
+                   return client->Post(scripted("/checksum"), {}, std::string(kBody, 'x'), completion, true, 30);
+               });
 }
 
 TEST_F(LoadTest, ConnectionsAreUsedAgain)

@@ -65,4 +65,7 @@ constexpr std::size_t kSoakDescriptorSlack = 0;
 constexpr std::size_t kSoakHeapSlack = std::size_t{8} << 20U;
 constexpr bool kRestingThreadsKeepMemory = false;
 
+/// What a request that has ended keeps of the memory until it is closed: its buffers.
+constexpr std::size_t kKeptByHeldRequest = std::size_t{1088} << 10U;
+
 } // namespace LumTests::Quirks

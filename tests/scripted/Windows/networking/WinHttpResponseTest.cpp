@@ -1,7 +1,9 @@
 #include "scripted/Windows/networking/ScriptedRequest.h"
 
 #include "support/AllocationLimit.h"
+#include "support/ProcessResources.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <thread>
 
@@ -339,6 +341,76 @@ TEST_F(WinHttpResponseTest, CancelAfterTheCompletionChangesNothing)
     transaction->Cancel();
     expectSuccess(200, "");
     EXPECT_TRUE(transaction->IsCancelled());
+}
+
+TEST_F(WinHttpResponseTest, RoomForTheBodyIsMadeHoweverItsLengthIsSpelt)
+{
+    constexpr std::size_t kLength = 100000;
+    for (const char16_t* const name : {u"Content-Length", u"content-length", u"CONTENT-LENGTH", u"cOnTeNt-lEnGtH"}) {
+        outcomes.clear();
+        platform.headerBlock = std::u16string(u"HTTP/1.1 200 OK\r\n") + name + u": 100000\r\n\r\n";
+        start({std::string(60000, 'a'), std::string(40000, 'b')});
+        platform.deliverWholeResponse();
+        ASSERT_EQ(outcomes.size(), 1U);
+        EXPECT_EQ(outcomes[0].response->body.size(), kLength);
+        EXPECT_EQ(outcomes[0].response->body.capacity(), kLength) << "it did not grow by doubling";
+    }
+}
+
+/// How much of the heap the request holds when it is completed and its outcome is gone, but its transaction is not.
+TEST_F(WinHttpResponseTest, HeldTransactionKeepsNoMemoryOfTheResponse)
+{
+    constexpr std::size_t kChunk = std::size_t{4} << 20U;
+    constexpr std::size_t kMostKept = std::size_t{16} << 10U;
+    enum class End { Success, Failure, Cancel, NoCompletion };
+    for (const End end : {End::Success, End::Failure, End::Cancel, End::NoCompletion}) {
+        platform.headerBlock = u"HTTP/1.1 200 OK\r\nContent-Length: 8388608\r\n\r\n";
+        const std::size_t before = LumTests::heapInUse();
+        platform.chunks = {std::string(kChunk, 'a'), std::string(kChunk, 'b')};
+        if (end == End::NoCompletion) {
+            transaction = client.Get(url, headers, nullptr, true, 30);
+        } else {
+            startGet();
+        }
+        if (end == End::Cancel) {
+            transaction->Cancel();
+        }
+        platform.deliverSendComplete();
+        platform.deliverHeadersAvailable();
+        for (int chunk = 0; chunk < 2; ++chunk) {
+            platform.deliverDataAvailable();
+            platform.deliverReadComplete();
+        }
+        if (end == End::Failure) {
+            platform.deliverRequestError(ERROR_WINHTTP_CONNECTION_ERROR);
+        } else {
+            platform.deliverDataAvailable();
+        }
+        EXPECT_EQ(outcomes.size(), end == End::NoCompletion ? 0U : 1U);
+        outcomes.clear();
+        recorder->clear();
+        EXPECT_LT(LumTests::heapInUse(), before + kMostKept) << static_cast<int>(end);
+        transaction.reset();
+    }
+}
+
+TEST_F(WinHttpResponseTest, UploadIsThereUntilItsRequestIsClosed)
+{
+    const std::string body(std::size_t{512} << 10U, 'u');
+    for (const bool succeeds : {true, false}) {
+        transaction = client.Post(url, headers, body, completion(), true, 30);
+        const auto* const sent = static_cast<const char*>(platform.lastBody());
+        bool isIntact = false;
+        platform.afterRequestCloses = [&] { isIntact = std::equal(body.begin(), body.end(), sent); };
+        if (succeeds) {
+            platform.deliverWholeResponse();
+        } else {
+            platform.deliverRequestError(ERROR_WINHTTP_CONNECTION_ERROR);
+        }
+        outcomes.clear();
+        transaction.reset();
+        EXPECT_TRUE(isIntact);
+    }
 }
 
 TEST_F(WinHttpResponseTest, DroppedTransactionLetsTheRequestRunToItsEnd)

@@ -4,6 +4,8 @@
 #include "common/utils/LumError.h"
 #include "common/utils/LumErrorReference.h"
 
+#include <utility>
+
 namespace LumNetworking {
 
 namespace {
@@ -44,6 +46,14 @@ HttpClientAsyncContext::~HttpClientAsyncContext()
     if (worker && worker->joinable()) {
         joinOrLetGo(*worker);
     }
+}
+
+void HttpClientAsyncContext::ReleaseRequest()
+{
+    // Moved out, for a text that is assigned keeps its memory.
+    const std::string releasedUrl = std::move(url);
+    const std::map<std::string, std::string> releasedHeaders = std::move(headers);
+    const std::string releasedBody = std::move(body);
 }
 
 } // namespace LumNetworking

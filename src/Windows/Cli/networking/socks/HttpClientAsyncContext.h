@@ -24,6 +24,9 @@ struct HttpClientAsyncContext : HttpRequestContext {
     /// The request is to be completed as FAILED. It takes no memory, so that it works when there is none left.
     void Fail() { error = std::move(preparedError); }
 
+    /// Gives the memory of what the request asks for back, when the managed client has seen it.
+    void ReleaseRequest();
+
     std::string method;
     std::string url;
     std::map<std::string, std::string> headers;

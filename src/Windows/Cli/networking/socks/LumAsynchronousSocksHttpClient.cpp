@@ -183,8 +183,9 @@ void LumAsynchronousSocksHttpClient::HandleHttpRequest(const std::shared_ptr<Htt
 
 void LumAsynchronousSocksHttpClient::CompleteTransaction(const std::shared_ptr<HttpClientAsyncContext>& context)
 {
-    if (context) {
-        context->Complete();
+    if (context && context->MarkCompleted()) {
+        context->ReleaseRequest();
+        context->CallCompletion();
     }
 }
 
