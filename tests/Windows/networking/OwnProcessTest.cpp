@@ -34,6 +34,11 @@ TEST(SystemStoreTest, DecidesWhichCertificatesAreGood)
     EXPECT_EQ(runProbe("untrusted"), 0) << "the authority is trusted no more, so its certificates are no good";
 }
 
+TEST(OtherSchemeTest, IsAnotherServer)
+{
+    EXPECT_EQ(runProbe("other-scheme"), 0) << "the probe says on its error stream what the other server has seen";
+}
+
 class DefaultPortTest : public TransportTest {};
 
 TEST_F(DefaultPortTest, IsTheOneOfTheScheme)

@@ -4,12 +4,19 @@ namespace LumTests {
 
 using LumNetworking::HttpCompletion;
 using ::testing::Contains;
+using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 using TestServers::Certificate;
 using TestServers::queryValue;
 using TestServers::scripted;
 
-class RedirectTest : public TransportTest {};
+class RedirectTest : public TransportTest {
+protected:
+    /// What a caller means for the first server, and a header for all.
+    const Headers kFirstServersHeaders = {
+        {"Authorization", "secret"}, {"Cookie", "own=secret"}, {"Proxy-Authorization", "secret"}, {"X-Other", "kept"}};
+};
 
 class RedirectStatusTest : public RedirectTest, public ::testing::WithParamInterface<int> {
 protected:
@@ -96,6 +103,38 @@ TEST_F(RedirectTest, ARedirectToAnotherServerIsFollowed)
     EXPECT_EQ(GetBody(scripted("/redirect?to=" + queryValue(TestServers::nginx("/one.bin")))), std::string(1, '\0'));
 }
 
+TEST_F(RedirectTest, ASameServerGetsAllHeadersAgain)
+{
+    const std::vector<std::string> lines = headLines(GetBody(scripted("/redirect?to=/echo"), kFirstServersHeaders));
+    for (const char* const line :
+         {"Authorization: secret", "Cookie: own=secret", "Proxy-Authorization: secret", "X-Other: kept"}) {
+        EXPECT_THAT(lines, Contains(line));
+    }
+}
+
+TEST_F(RedirectTest, AnotherPortIsAnotherServer)
+{
+    const std::string seen =
+        GetBody(scripted("/redirect?to=" + queryValue(TestServers::nginx("/seen"))), kFirstServersHeaders);
+    EXPECT_THAT(seen, HasSubstr("X-Other: kept\n"));
+    if (Quirks::kKeepsSecretsFromOtherServers) {
+        EXPECT_EQ(seen, "Host: 127.0.0.1:" + std::to_string(TestServers::nginxPort()) +
+                            "\nAuthorization: \nCookie: \nProxy-Authorization: \nX-Other: kept\n");
+    } else {
+        EXPECT_THAT(seen, HasSubstr("Authorization: secret\nCookie: own=secret\n"));
+    }
+}
+
+TEST_F(RedirectTest, AHostOfTheCallerIsForTheFirstServerOnly)
+{
+    const Headers headers = {{"Host", "own.example"}};
+    if (Quirks::kSendsHostOfCaller) {
+        EXPECT_THAT(headLines(GetBody(scripted("/redirect?to=/echo"), headers)), Contains("Host: own.example"));
+    }
+    const std::string seen = GetBody(scripted("/redirect?to=" + queryValue(TestServers::nginx("/seen"))), headers);
+    EXPECT_THAT(seen, HasSubstr("Host: 127.0.0.1:" + std::to_string(TestServers::nginxPort()) + "\n"));
+}
+
 TEST_F(RedirectTest, ARedirectToHttpsIsFollowed)
 {
     // It gets as far as the certificate.
@@ -107,6 +146,18 @@ TEST_F(RedirectTest, ACookieThatARedirectSetsIsSentToItsTarget)
 {
     const std::string echoed = GetBody(scripted("/redirect?to=/echo&cookie=" + queryValue("name=value; Path=/")));
     EXPECT_THAT(headLines(echoed), Contains("Cookie: name=value"));
+}
+
+TEST_F(RedirectTest, ACookieIsForgottenWithItsRequest)
+{
+    const std::string cookie = "&cookie=" + queryValue("name=value; Path=/");
+    for (int round = 0; round < 10; ++round) {
+        // The same connection, and whatever the platform keeps with it, serves them all.
+        expectSuccess(Get(scripted("/redirect?to=/echo" + cookie)));
+        EXPECT_THAT(headLines(GetBody(scripted("/echo"))), Not(Contains(StartsWith("Cookie:"))));
+        expectSuccess(Get(scripted("/redirect?to=/echo" + cookie), {}, /*followRedirects=*/false), 302);
+        EXPECT_THAT(headLines(GetBody(scripted("/redirect?to=/echo"))), Not(Contains(StartsWith("Cookie:"))));
+    }
 }
 
 TEST_F(RedirectTest, TenRedirectsAreFollowed)

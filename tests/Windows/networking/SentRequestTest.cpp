@@ -141,6 +141,20 @@ TEST_F(SentRequestTest, NothingIsSentThatTheCallerDidNotGive)
     }
 }
 
+TEST_F(SentRequestTest, NothingIsAddedToALargeUpload)
+{
+    const std::string body(std::size_t{3} << 20U, 'x');
+    for (const HttpMethod method : kUploadMethods) {
+        const Outcome outcome = Upload(method, scripted("/echo"), body);
+        expectSuccess(outcome);
+        const std::vector<std::string> lines = headLines(outcome.response->body);
+        for (const char* const name : {"User-Agent:", "Accept:", "Accept-Encoding:", "Content-Type:", "Expect:",
+                                       "Transfer-Encoding:", "Cookie:"}) {
+            EXPECT_THAT(lines, Not(Contains(StartsWith(name))));
+        }
+    }
+}
+
 TEST_F(SentRequestTest, CachesAreBypassed)
 {
     const std::vector<std::string> lines = headLines(GetBody(scripted("/echo")));

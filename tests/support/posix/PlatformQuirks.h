@@ -65,6 +65,9 @@ constexpr std::size_t kSoakDescriptorSlack = 0;
 constexpr std::size_t kSoakHeapSlack = std::size_t{8} << 20U;
 constexpr bool kRestingThreadsKeepMemory = false;
 
+/// A caller's own Host goes to the server that it is given for.
+constexpr bool kSendsHostOfCaller = true;
+
 /// What a request that has ended keeps of the memory until it is closed: its buffers.
 constexpr std::size_t kKeptByHeldRequest = std::size_t{1088} << 10U;
 

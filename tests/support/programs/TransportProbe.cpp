@@ -142,6 +142,30 @@ bool fetchFromTrustedServer()
            isAccepted(secureByName(Certificate::SelfSigned, "/one.bin"), false);
 }
 
+/// A redirect from https to http at the same host and port: the other scheme is another server.
+bool redirectToOtherScheme()
+{
+    const TrustedAuthority authority(std::getenv("LUM_TEST_CA_FILE"));
+    WinHttpClientAsync client(std::make_shared<RecordingLogger>());
+    const RequestRecorder recorder;
+    client.Get(TestServers::secureByName(Certificate::UnknownAuthority, "/to-same-port"),
+               {{"Authorization", "secret"}, {"Cookie", "own=secret"}, {"X-Other", "kept"}}, recorder.Completion(),
+               true, kConnectSeconds);
+    const Outcome outcome = recorder.WaitForOutcome();
+    if (!outcome.response) {
+        std::cerr << outcome.error->getDescription() << '\n';
+        return false;
+    }
+    const std::string& seen = outcome.response->body;
+    const bool isKept = seen.find("X-Other: kept") != std::string::npos;
+    const bool isSecretKnown = seen.find("secret") != std::string::npos;
+    if (isKept && isSecretKnown == !Quirks::kKeepsSecretsFromOtherServers) {
+        return true;
+    }
+    std::cerr << "the other server has seen:\n" << seen;
+    return false;
+}
+
 bool fetchFromUntrustedServer()
 {
     return isAccepted(TestServers::secureByName(Certificate::UnknownAuthority, "/one.bin"), false);
@@ -243,6 +267,8 @@ int run(const std::string& way)
         return fetchFromTrustedServer() ? 0 : 1;
     } else if (way == "untrusted") {
         return fetchFromUntrustedServer() ? 0 : 1;
+    } else if (way == "other-scheme") {
+        return redirectToOtherScheme() ? 0 : 1;
     } else if (way == "ports") {
         return askProxyForPorts() ? 0 : 1;
     } else if (way == "large-body") {

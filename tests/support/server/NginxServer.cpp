@@ -43,6 +43,12 @@ http {
   root root;
 )";
 
+/// What the server was told, for those who must not tell it everything.
+constexpr const char* kSeenLocation =
+    "    location = /seen { default_type text/plain; return 200 \"Host: $http_host\\nAuthorization: "
+    "$http_authorization\\n"
+    "Cookie: $http_cookie\\nProxy-Authorization: $http_proxy_authorization\\nX-Other: $http_x_other\\n\"; }\n";
+
 std::string listenAddress(std::uint16_t port)
 {
     return "127.0.0.1:" + std::to_string(port);
@@ -85,8 +91,9 @@ void NginxServer::ChoosePorts()
 void NginxServer::WriteConfiguration() const
 {
     std::ofstream file(folder / "nginx.conf");
-    file << userDirective() << kGlobalDirectives << "  server { listen " << listenAddress(ports.http)
-         << " backlog=4096; }\n"
+    file << userDirective() << kGlobalDirectives << "  server {\n    listen " << listenAddress(ports.http)
+         << " backlog=4096;\n"
+         << kSeenLocation << "  }\n"
          << SecureServer(ports.selfSigned, "self-signed") << SecureServer(ports.wrongHost, "wrong-host")
          << SecureServer(ports.expired, "expired") << SecureServer(ports.trusted, "trusted") << "}\n";
 }
@@ -96,7 +103,9 @@ std::string NginxServer::SecureServer(std::uint16_t port, const std::string& cer
     return "  server {\n    listen " + listenAddress(port) + " ssl;\n    ssl_certificate " +
            certificates.CertificateFile(certificate).string() + ";\n    ssl_certificate_key " +
            certificates.KeyFile(certificate).string() + ";\n    location = /to-http { return 302 http://" +
-           listenAddress(ports.http) + "/one.bin; }\n  }\n";
+           listenAddress(ports.http) +
+           "/one.bin; }\n    location = /to-same-port { return 302 http://localhost:" + std::to_string(port) +
+           "/seen; }\n    error_page 497 =200 /seen;\n" + kSeenLocation + "  }\n";
 }
 
 bool NginxServer::Start()

@@ -15,7 +15,8 @@ namespace LumTestServer {
 /// | /medium.bin | 64 KiB                                                |
 /// | /large.bin  | 256 MiB of NULs, which take no space on the disk      |
 ///
-/// The https servers redirect /to-http to http. Where not said otherwise the bytes are those of BodyPattern.h.
+/// /seen says which of some headers the request had. The https servers redirect /to-http to http, and /to-same-port to
+/// http at their own port, where they answer as /seen. Where not said otherwise the bytes are those of BodyPattern.h.
 void makeStaticTree(const std::filesystem::path& root);
 
 } // namespace LumTestServer

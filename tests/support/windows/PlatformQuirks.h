@@ -154,6 +154,9 @@ constexpr std::size_t kSoakSampleMilliseconds = 500;
 constexpr std::size_t kSoakDescriptorSlack = kDescriptorSlack;
 constexpr std::size_t kSoakHeapSlack = std::size_t{2} << 20U;
 
+/// A caller's own Host is replaced by the server's name.
+constexpr bool kSendsHostOfCaller = false;
+
 /// What a request that has ended keeps of the memory until it is closed.
 constexpr std::size_t kKeptByHeldRequest = std::size_t{64} << 10U;
 

@@ -183,9 +183,9 @@ void LumAsynchronousSocksHttpClient::HandleHttpRequest(const std::shared_ptr<Htt
 
 void LumAsynchronousSocksHttpClient::CompleteTransaction(const std::shared_ptr<HttpClientAsyncContext>& context)
 {
-    if (context && context->MarkCompleted()) {
+    if (context) {
         context->ReleaseRequest();
-        context->CallCompletion();
+        context->Complete();
     }
 }
 
