@@ -1,4 +1,4 @@
-#include "platform/posix/files/ShareMode.h"
+#include "platform/posix/files/ShareGate.h"
 #include "posix/ForkedTest.h"
 #include "support/ChildProgram.h"
 #include "support/FileCalls.h"
@@ -235,14 +235,14 @@ TEST_F(FileRoomTest, ShareModesHoldWithoutTheGateToo)
 
 TEST(GateTest, NetworkFileSystemsHaveNone)
 {
-    using LumPlatform::ShareMode::HasGate;
-    EXPECT_TRUE(HasGate(EXT4_SUPER_MAGIC));
-    EXPECT_TRUE(HasGate(TMPFS_MAGIC));
-    EXPECT_TRUE(HasGate(BTRFS_SUPER_MAGIC));
-    EXPECT_FALSE(HasGate(NFS_SUPER_MAGIC));
-    EXPECT_FALSE(HasGate(SMB_SUPER_MAGIC));
-    EXPECT_FALSE(HasGate(0xFF534D42)) << "cifs";
-    EXPECT_FALSE(HasGate(0xFE534D42)) << "smb2";
+    using LumPlatform::ShareGate;
+    EXPECT_TRUE(ShareGate::IsOn(EXT4_SUPER_MAGIC));
+    EXPECT_TRUE(ShareGate::IsOn(TMPFS_MAGIC));
+    EXPECT_TRUE(ShareGate::IsOn(BTRFS_SUPER_MAGIC));
+    EXPECT_FALSE(ShareGate::IsOn(NFS_SUPER_MAGIC));
+    EXPECT_FALSE(ShareGate::IsOn(SMB_SUPER_MAGIC));
+    EXPECT_FALSE(ShareGate::IsOn(0xFF534D42)) << "cifs";
+    EXPECT_FALSE(ShareGate::IsOn(0xFE534D42)) << "smb2";
 }
 
 /// The temporary path while TMPDIR has a value, or is not set.

@@ -2,6 +2,7 @@
 
 #include "platform/LumRuntime.h"
 #include "platform/posix/Retried.h"
+#include "platform/posix/files/SharedOpen.h"
 
 #include <cerrno>
 #include <new>
@@ -15,14 +16,31 @@ namespace LumPlatform {
 
 namespace {
 
-/// Neither a FIFO, which may have no other end, nor a terminal is waited for or taken over.
-int openFile(const std::string& path, FileStream::Mode mode)
+constexpr FileUse kSharesAll = {true, true, false};
+
+int openForReading(const std::string& path, struct stat& status)
 {
-    constexpr mode_t kWhatTheMaskAllows = 0666;
-    const int use = mode == FileStream::Mode::Read ? O_RDONLY : O_WRONLY | O_CREAT | O_TRUNC;
-    const std::string streamPath = StreamPath(path);
-    return Retried(
-        [&] { return ::open(streamPath.c_str(), use | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, kWhatTheMaskAllows); });
+    return OpenShared(path, {O_RDONLY, false, {true, false, false}, kSharesAll, ShareMode::Without::GoesOn}, status);
+}
+
+/// A file must not be emptied before the share modes of others have been looked at. A device or a FIFO has none, and
+/// would be used otherwise if it were opened for reading too, as the marks of a share mode need it.
+int openForWriting(const std::string& path, struct stat& status)
+{
+    constexpr FileUse kWrites = {false, true, false};
+    if (stat(path.c_str(), &status) == 0 && !S_ISREG(status.st_mode)) {
+        return Retried([&] { return ::open(path.c_str(), O_WRONLY | O_CLOEXEC | O_NOCTTY | O_NONBLOCK); });
+    }
+    const auto openFor = [&](int use) {
+        return OpenShared(path, {use, true, kWrites, kSharesAll, ShareMode::Without::GoesOn}, status);
+    };
+    const int descriptor = openFor(O_RDWR);
+    return descriptor < 0 && errno == EACCES ? openFor(O_WRONLY) : descriptor;
+}
+
+bool emptied(int descriptor, const struct stat& status)
+{
+    return !S_ISREG(status.st_mode) || Retried([&] { return ftruncate(descriptor, 0); }) == 0;
 }
 
 } // namespace
@@ -34,34 +52,28 @@ FileStream::~FileStream()
 
 bool FileStream::open(const std::string& path, Mode mode)
 {
+    struct stat status = {};
     try {
-        descriptor = openFile(path, mode);
+        const std::string streamPath = StreamPath(path);
+        descriptor = mode == Mode::Read ? openForReading(streamPath, status) : openForWriting(streamPath, status);
     } catch (const std::bad_alloc&) {
         errno = ENOMEM;
     }
     if (descriptor < 0) {
         return false;
     }
-    if (mode == Mode::Read && !takeSize()) {
-        const int reason = errno;
-        close();
-        errno = reason;
-        return false;
+    fileSize = status.st_size;
+    if (mode == Mode::Read ? takeSize() : emptied(descriptor, status)) {
+        return true;
     }
-    return true;
+    const int reason = errno;
+    close();
+    errno = reason;
+    return false;
 }
 
 bool FileStream::takeSize()
 {
-    struct stat status = {};
-    if (fstat(descriptor, &status) != 0) {
-        return false;
-    }
-    if (S_ISDIR(status.st_mode)) {
-        errno = EISDIR;
-        return false;
-    }
-    fileSize = S_ISREG(status.st_mode) ? status.st_size : 0;
     if (fileSize == 0) {
         // Devices, and files that make up their content as they are read, have this size whatever they hold. An empty
         // file, and a device that has an end, is one in which the end can be gone to; a FIFO is none.
@@ -109,7 +121,7 @@ bool FileStream::close()
 {
     const int closed = std::exchange(descriptor, -1);
     // The descriptor is gone even if a signal interrupted the call.
-    return closed < 0 || ::close(closed) == 0 || errno == EINTR;
+    return closed < 0 || CloseShared(closed) == 0 || errno == EINTR;
 }
 
 } // namespace LumPlatform

@@ -1,5 +1,9 @@
 #include "platform/LumRuntime.h"
 
+#include "platform/posix/files/HeldName.h"
+#include "platform/posix/files/MovedFile.h"
+#include "platform/posix/files/SharedOpen.h"
+
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
@@ -23,6 +27,38 @@ int ofPath(int result)
     return result;
 }
 
+int failWith(int error)
+{
+    errno = error;
+    return -1;
+}
+
+/// What the reference platform's calls leave where a file that is open stands in the way.
+constexpr int kInUse = EACCES;
+
+int renameToFreeName(const std::string& from, const std::string& to)
+{
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
+        return 0;
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+        return -1;
+    }
+    // The file system cannot do it in one step, so another process may take the new name in between.
+    struct stat status = {};
+    return lstat(to.c_str(), &status) == 0 ? failWith(EEXIST) : std::rename(from.c_str(), to.c_str());
+}
+
+/// Whether both paths lead to one name of something that is there. A file may have two names; of those only paths of
+/// the same text count as one.
+bool isOneName(const std::string& from, const std::string& to)
+{
+    struct stat one = {};
+    struct stat other = {};
+    const bool isOneFile = lstat(from.c_str(), &one) == 0 && lstat(to.c_str(), &other) == 0 && IsSameFile(one, other);
+    return isOneFile && (S_ISDIR(one.st_mode) || one.st_nlink == 1 || from == to);
+}
+
 } // namespace
 
 int Stat(const std::string& path)
@@ -33,27 +69,27 @@ int Stat(const std::string& path)
 
 int Remove(const std::string& path)
 {
+    const std::string name = StreamPath(path);
+    const HeldName held(name);
     // Not std::remove, which would delete an empty directory too.
-    return ofPath(unlink(StreamPath(path).c_str()));
+    return held.IsFree() ? ofPath(unlink(name.c_str())) : failWith(kInUse);
 }
 
 int Rename(const std::string& oldPath, const std::string& newPath)
 {
     const std::string from = StreamPath(oldPath);
     const std::string to = StreamPath(newPath);
-    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) {
-        return 0;
+    const HeldName held(from);
+    if (!held.IsFree()) {
+        return failWith(kInUse);
     }
-    if (errno != EINVAL && errno != ENOSYS) {
-        return ofPath(-1);
+    int result = renameToFreeName(from, to);
+    if (result != 0 && errno == EEXIST) {
+        result = isOneName(from, to) ? 0 : failWith(EEXIST);
+    } else if (result != 0 && errno == EXDEV && held.Descriptor() >= 0) {
+        result = MoveAcross(held.Descriptor(), from, to);
     }
-    // The file system cannot do it in one step, so another process may take the new name in between.
-    struct stat status = {};
-    if (lstat(to.c_str(), &status) == 0) {
-        errno = EEXIST;
-        return -1;
-    }
-    return ofPath(std::rename(from.c_str(), to.c_str()));
+    return ofPath(result);
 }
 
 int MakeDirectory(const std::string& path)

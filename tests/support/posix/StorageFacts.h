@@ -14,6 +14,9 @@ constexpr const char* kLineEnd = "\n";
 constexpr const char* kNullDevice = "/dev/null";
 constexpr const char* kFullDevice = "/dev/full";
 
+/// A folder on another file system than that of the temporary folder, with the separator at its end.
+constexpr const char* kOtherFileSystem = "/dev/shm/";
+
 /// What the locked operations report of a device, which is no file.
 constexpr int kDeviceReadCode = 1;
 inline std::string deviceReadText(const std::string& device)

@@ -13,6 +13,9 @@ constexpr const char* kLineEnd = "\r\n";
 constexpr const char* kNullDevice = "nul";
 constexpr const char* kFullDevice = "Z:\\dev\\full";
 
+/// A folder on another file system than that of the temporary folder, with the separator at its end.
+constexpr const char* kOtherFileSystem = "Z:\\dev\\shm\\";
+
 /// What the locked operations report of a device, which is no file.
 constexpr int kDeviceReadCode = 4;
 inline std::string deviceReadText(const std::string& device)

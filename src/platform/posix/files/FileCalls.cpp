@@ -158,7 +158,7 @@ BOOL ReadFile(HANDLE file, LPVOID buffer, DWORD size, DWORD* read, std::nullptr_
         return failUnlisted();
     }
     std::size_t count = 0;
-    const BOOL result = onFile(file, [&](const OpenFile& open) { return resultOf(open.Read(buffer, size, count)); });
+    const BOOL result = onFile(file, [&](OpenFile& open) { return resultOf(open.Read(buffer, size, count)); });
     *read = static_cast<DWORD>(count);
     return result;
 }
@@ -169,7 +169,7 @@ BOOL WriteFile(HANDLE file, const void* buffer, DWORD size, DWORD* written, std:
         return failUnlisted();
     }
     std::size_t count = 0;
-    const BOOL result = onFile(file, [&](const OpenFile& open) { return resultOf(open.Write(buffer, size, count)); });
+    const BOOL result = onFile(file, [&](OpenFile& open) { return resultOf(open.Write(buffer, size, count)); });
     *written = static_cast<DWORD>(count);
     return result;
 }
@@ -180,7 +180,11 @@ DWORD SetFilePointer(HANDLE file, LONG distance, std::nullptr_t /*distanceHigh*/
         failUnlisted();
         return INVALID_SET_FILE_POINTER;
     }
-    return onFile(file, [](const OpenFile& open) { return resultOf(open.Rewind()); }) ? 0 : INVALID_SET_FILE_POINTER;
+    const auto rewind = [](OpenFile& open) {
+        open.Rewind();
+        return TRUE;
+    };
+    return onFile(file, rewind) ? 0 : INVALID_SET_FILE_POINTER;
 }
 
 BOOL SetEndOfFile(HANDLE file)

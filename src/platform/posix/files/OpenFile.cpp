@@ -2,37 +2,29 @@
 
 #include "platform/posix/Retried.h"
 #include "platform/posix/files/RecordLock.h"
+#include "platform/posix/files/SharedOpen.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <system_error>
 
 #include <fcntl.h>
-#include <sys/stat.h>
+#include <unistd.h>
 
 namespace LumPlatform {
 
 namespace {
 
 /// The marks of a share mode need a readable descriptor, so one that only writes is opened for both.
-int openRegular(const std::string& path, bool writes)
-{
-    constexpr mode_t kWhatTheMaskAllows = 0666;
-    // A FIFO, or a file under a lease, must not make the open wait.
-    const int flags = (writes ? O_RDWR : O_RDONLY) | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
-    return Retried([&] { return open(path.c_str(), flags, kWhatTheMaskAllows); });
-}
-
-int kindError(int descriptor)
+int openOrThrow(const std::string& path, FileUse uses, FileUse shared)
 {
     struct stat status = {};
-    if (fstat(descriptor, &status) != 0) {
-        return errno;
+    const int descriptor =
+        OpenShared(path, {uses.writes ? O_RDWR : O_RDONLY, true, uses, shared, ShareMode::Without::Fails}, status);
+    if (descriptor < 0) {
+        throw std::system_error(errno, std::generic_category());
     }
-    return S_ISREG(status.st_mode) ? 0 : ENOTSUP;
-}
-
-void throwIf(int error)
-{
-    if (error != 0) {
-        throw std::system_error(error, std::generic_category());
-    }
+    return descriptor;
 }
 
 bool fail(int error)
@@ -41,36 +33,31 @@ bool fail(int error)
     return false;
 }
 
-/// Calls with what has been moved so far until all is moved, or nothing is any more.
+/// Calls with the offset of what is still to be moved until all is moved, or nothing is any more. What has been moved
+/// is behind the position then.
 template <typename Move>
-bool moveAll(std::size_t size, std::size_t& count, Move move)
+bool moveAll(std::atomic<std::size_t>& position, std::size_t size, std::size_t& count, Move move)
 {
-    count = 0;
-    while (count < size) {
-        const ssize_t moved = Retried([&] { return move(count); });
-        if (moved < 0) {
-            return false;
-        }
-        if (moved == 0) {
-            break;
-        }
-        count += static_cast<std::size_t>(moved);
+    const std::size_t start = position;
+    ssize_t moved = 1;
+    for (count = 0; count < size && moved > 0;) {
+        moved = Retried([&] { return move(count, static_cast<off_t>(start + count)); });
+        count += static_cast<std::size_t>(std::max<ssize_t>(moved, 0));
     }
-    return true;
+    position = start + count;
+    return moved >= 0;
 }
 
 } // namespace
 
 OpenFile::OpenFile(const std::string& path, FileUse wantedUses, FileUse shared)
-    : uses(wantedUses), descriptor(openRegular(path, wantedUses.writes))
+    : uses(wantedUses), descriptor(openOrThrow(path, wantedUses, shared))
 {
-    throwIf(kindError(descriptor.Get()));
-    throwIf(ShareMode::Enter(descriptor.Get(), uses, shared));
 }
 
 OpenFile::~OpenFile()
 {
-    RecordLock::Release(descriptor.Get(), 0, ShareMode::kWholeRange);
+    CloseShared(descriptor);
 }
 
 bool OpenFile::TakeLock(int (*take)(int, long long, long long))
@@ -78,7 +65,7 @@ bool OpenFile::TakeLock(int (*take)(int, long long, long long))
     if (isLocked.exchange(true)) {
         return fail(EINVAL);
     }
-    if (take(descriptor.Get(), 0, ShareMode::kDataEnd) != 0) {
+    if (take(descriptor, 0, ShareMode::kDataEnd) != 0) {
         isLocked = false;
         return false;
     }
@@ -100,46 +87,49 @@ bool OpenFile::Unlock()
     if (!isLocked.exchange(false)) {
         return fail(EINVAL);
     }
-    return RecordLock::Release(descriptor.Get(), 0, ShareMode::kDataEnd) == 0;
+    return RecordLock::Release(descriptor, 0, ShareMode::kDataEnd) == 0;
 }
 
 bool OpenFile::GetSize(std::uint64_t& size) const
 {
     struct stat status = {};
-    if (fstat(descriptor.Get(), &status) != 0) {
+    if (fstat(descriptor, &status) != 0) {
         return false;
     }
     size = static_cast<std::uint64_t>(status.st_size);
     return true;
 }
 
-bool OpenFile::Read(void* buffer, std::size_t size, std::size_t& count) const
+bool OpenFile::Read(void* buffer, std::size_t size, std::size_t& count)
 {
     if (!uses.reads) {
         count = 0;
         return fail(EBADF);
     }
-    return moveAll(size, count, [&](std::size_t done) {
-        return read(descriptor.Get(), static_cast<char*>(buffer) + done, size - done);
+    const bool isDone = moveAll(position, size, count, [&](std::size_t done, off_t offset) {
+        return pread(descriptor, static_cast<char*>(buffer) + done, size - done, offset);
+    });
+    if (isDone && count < size) {
+        errno = ENODATA;
+    }
+    return isDone;
+}
+
+bool OpenFile::Write(const void* buffer, std::size_t size, std::size_t& count)
+{
+    return moveAll(position, size, count, [&](std::size_t done, off_t offset) {
+        return pwrite(descriptor, static_cast<const char*>(buffer) + done, size - done, offset);
     });
 }
 
-bool OpenFile::Write(const void* buffer, std::size_t size, std::size_t& count) const
+void OpenFile::Rewind()
 {
-    return moveAll(size, count, [&](std::size_t done) {
-        return write(descriptor.Get(), static_cast<const char*>(buffer) + done, size - done);
-    });
-}
-
-bool OpenFile::Rewind() const
-{
-    return lseek(descriptor.Get(), 0, SEEK_SET) == 0;
+    position = 0;
 }
 
 bool OpenFile::Truncate() const
 {
-    const off_t position = lseek(descriptor.Get(), 0, SEEK_CUR);
-    return position >= 0 && Retried([&] { return ftruncate(descriptor.Get(), position); }) == 0;
+    return Retried([&] { return ftruncate(descriptor, static_cast<off_t>(position)); }) == 0;
 }
 
 } // namespace LumPlatform

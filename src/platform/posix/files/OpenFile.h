@@ -1,6 +1,5 @@
 #pragma once
 
-#include "platform/posix/Descriptor.h"
 #include "platform/posix/files/ShareMode.h"
 
 #include <atomic>
@@ -14,8 +13,8 @@ namespace LumPlatform {
 /// starts inherits it. The calls return false with errno if they fail.
 class OpenFile {
 public:
-    /// Waits for nothing. Throws std::system_error: EBUSY if another open excludes this one, ENOTSUP for what is no
-    /// regular file, else the system's number.
+    /// Waits only for a lease that another process has. Throws std::system_error: EBUSY if another open excludes this
+    /// one, ENOTSUP for what is no regular file with an end, else the system's number.
     OpenFile(const std::string& path, FileUse uses, FileUse shared);
 
     /// Releases lock and share mode at once, although a forked child may still have a copy of the descriptor.
@@ -34,14 +33,14 @@ public:
 
     bool GetSize(std::uint64_t& size) const;
 
-    /// Reads from the position on until so much is read or the file ends. `count` is what has been read, also on
-    /// failure.
-    bool Read(void* buffer, std::size_t size, std::size_t& count) const;
+    /// Reads from the position on until so much is read or the file ends, which leaves ENODATA. `count` is what has
+    /// been read, also on failure.
+    bool Read(void* buffer, std::size_t size, std::size_t& count);
 
     /// Writes at the position. `count` is what has been written, also on failure.
-    bool Write(const void* buffer, std::size_t size, std::size_t& count) const;
+    bool Write(const void* buffer, std::size_t size, std::size_t& count);
 
-    bool Rewind() const;
+    void Rewind();
 
     /// Cuts the file off at the position.
     bool Truncate() const;
@@ -50,7 +49,8 @@ private:
     bool TakeLock(int (*take)(int, long long, long long));
 
     const FileUse uses;
-    const Descriptor descriptor;
+    const int descriptor;
+    std::atomic<std::size_t> position{0};
     std::atomic<bool> isLocked{false};
 };
 

@@ -13,8 +13,9 @@ int WaitExclusive(int descriptor, long long start, long long length);
 
 int Release(int descriptor, long long start, long long length);
 
-/// 1 if another descriptor holds a lock of any kind on the range, 0 if none does, -1 with errno.
-int IsHeldElsewhere(int descriptor, long long start, long long length);
+/// 1 if another descriptor holds a lock of any kind on the range, 0 if none does, -1 with errno. For 1, `holderStart`
+/// is where the lock that was found begins.
+int FindElsewhere(int descriptor, long long start, long long length, long long& holderStart);
 
 } // namespace RecordLock
 

@@ -1,0 +1,73 @@
+#include "platform/posix/files/ShareGate.h"
+
+#include <cerrno>
+#include <chrono>
+#include <thread>
+
+#include <linux/magic.h>
+#include <sys/file.h>
+#include <sys/vfs.h>
+
+namespace LumPlatform {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+bool isOnFileSystemWithGate(int descriptor)
+{
+    struct statfs system = {};
+    return fstatfs(descriptor, &system) == 0 && ShareGate::IsOn(static_cast<unsigned long>(system.f_type));
+}
+
+bool waitFor(int descriptor, int kind)
+{
+    constexpr int kSpins = 20;
+    constexpr std::chrono::microseconds kPause(100);
+    constexpr std::chrono::milliseconds kLongest(250);
+    const Clock::time_point end = Clock::now() + kLongest;
+    for (int tries = 0; flock(descriptor, kind | LOCK_NB) != 0; ++tries) {
+        if ((errno != EWOULDBLOCK && errno != EINTR) || Clock::now() > end) {
+            return false;
+        }
+        if (tries < kSpins) {
+            std::this_thread::yield();
+        } else {
+            std::this_thread::sleep_for(kPause);
+        }
+    }
+    return true;
+}
+
+} // namespace
+
+ShareGate::ShareGate(int fileDescriptor, Kind kind)
+    : descriptor(fileDescriptor),
+      isHeld(isOnFileSystemWithGate(fileDescriptor) && waitFor(fileDescriptor, kind == Kind::Alone ? LOCK_EX : LOCK_SH))
+{
+}
+
+ShareGate::~ShareGate()
+{
+    if (isHeld) {
+        flock(descriptor, LOCK_UN);
+    }
+}
+
+bool ShareGate::IsOn(unsigned long fileSystemType)
+{
+    constexpr unsigned long kCifs = 0xFF534D42;
+    constexpr unsigned long kSmb2 = 0xFE534D42;
+    switch (fileSystemType) {
+    case NFS_SUPER_MAGIC:
+    case SMB_SUPER_MAGIC:
+    case kCifs:
+    case kSmb2:
+        // There flock is a record lock on the whole file, so it would meet the marks.
+        return false;
+    default:
+        return true;
+    }
+}
+
+} // namespace LumPlatform
