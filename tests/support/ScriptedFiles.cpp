@@ -185,9 +185,14 @@ std::optional<std::string> ReadEnvironment(const std::string& name)
     return found == platform().environment.end() ? std::nullopt : std::optional<std::string>(found->second);
 }
 
+unsigned int FileErrorNumber(std::errc reason)
+{
+    return static_cast<unsigned int>(reason);
+}
+
 void SetLastFileError(std::errc reason)
 {
-    SetLastError(static_cast<DWORD>(reason));
+    SetLastError(FileErrorNumber(reason));
 }
 
 FileStream::~FileStream()

@@ -3,9 +3,9 @@
 #include "common/storage/LumStorageError.h"
 #include "common/utils/LumError.h"
 #include "common/utils/LumLog.h"
+#include "platform/LumFileError.h"
 #include "platform/LumFileStream.h"
 #include "platform/LumMemory.h"
-#include "platform/LumPlatform.h"
 #include "platform/LumRuntime.h"
 
 #include <algorithm>
@@ -157,12 +157,12 @@ using SharedErrors = std::vector<std::shared_ptr<LumUtils::ILumError>>;
 const SharedErrors& preparedErrors()
 {
     static const auto& errors = *new SharedErrors([] {
+        const auto number = static_cast<int>(LumPlatform::FileErrorNumber(std::errc::not_enough_memory));
         SharedErrors made;
         for (int code = LumStorageErrorCode::kNone; code <= LumStorageErrorCode::kTruncateFailed; ++code) {
             made.push_back(std::make_shared<LumUtils::LumError>(
                 LumStorageErrorDomain, code,
-                std::map<std::string, std::any>{
-                    {LumUtils::LumErrorUnderlyingErrorCode, static_cast<int>(ERROR_NOT_ENOUGH_MEMORY)}}));
+                std::map<std::string, std::any>{{LumUtils::LumErrorUnderlyingErrorCode, number}}));
         }
         return made;
     }());
@@ -207,6 +207,48 @@ WrapperAnswer askWrapper(Question question)
     } catch (...) {
         return thrownAnswer(WrapperAnswer::Kind::OtherException, "unknown exception");
     }
+}
+
+/// The formats of what is logged of each question to the wrapper.
+struct ExistenceRecords {
+    static constexpr const char* kFunction = "LumStorage::LumFileManager::pathExists";
+    static constexpr const char* kNo = "Path does not exist: %s";
+    static constexpr const char* kFilesystemError = "Filesystem error checking if path exists '%s': %s";
+    static constexpr const char* kOtherException = "Exception checking if path exists '%s': %s";
+};
+
+struct DirectoryRecords {
+    static constexpr const char* kFunction = "LumStorage::LumFileManager::isDirectory";
+    static constexpr const char* kNo = "Path is not a directory: %s";
+    static constexpr const char* kFilesystemError = "Filesystem error checking if path is directory '%s': %s";
+    static constexpr const char* kOtherException = "Exception checking if path is directory '%s': %s";
+};
+
+/// Whether the wrapper says yes; every other answer is logged.
+template <typename Records>
+bool isYes(bool (ILumFilesystemWrapper::*question)(const std::string&),
+           const std::shared_ptr<ILumFilesystemWrapper>& filesystem, const std::string& path,
+           const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>& logger)
+{
+    if (!filesystem) {
+        LUM_TRY_LOG(logger, Error, Records::kFunction, "Filesystem wrapper not initialized");
+        return false;
+    }
+    const WrapperAnswer answer = askWrapper([&] { return ((*filesystem).*question)(path); });
+    switch (answer.kind) {
+    case WrapperAnswer::Kind::Yes:
+        break;
+    case WrapperAnswer::Kind::No:
+        LUM_TRY_LOG(logger, Info, Records::kFunction, Records::kNo, path.c_str());
+        break;
+    case WrapperAnswer::Kind::FilesystemError:
+        LUM_TRY_LOG(logger, Error, Records::kFunction, Records::kFilesystemError, path.c_str(), answer.text.c_str());
+        break;
+    case WrapperAnswer::Kind::OtherException:
+        LUM_TRY_LOG(logger, Error, Records::kFunction, Records::kOtherException, path.c_str(), answer.text.c_str());
+        break;
+    }
+    return answer.kind == WrapperAnswer::Kind::Yes;
 }
 
 } // namespace
@@ -375,53 +417,12 @@ bool LumFileManager::createDirectoriesForPath(const std::string& directoryPath)
 
 bool LumFileManager::pathExists(const std::string& path)
 {
-    if (!filesystem) {
-        LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::pathExists", "Filesystem wrapper not initialized");
-        return false;
-    }
-    const WrapperAnswer answer = askWrapper([&] { return filesystem->exists(path); });
-    switch (answer.kind) {
-    case WrapperAnswer::Kind::Yes:
-        break;
-    case WrapperAnswer::Kind::No:
-        LUM_TRY_LOG(logger, Info, "LumStorage::LumFileManager::pathExists", "Path does not exist: %s", path.c_str());
-        break;
-    case WrapperAnswer::Kind::FilesystemError:
-        LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::pathExists",
-                    "Filesystem error checking if path exists '%s': %s", path.c_str(), answer.text.c_str());
-        break;
-    case WrapperAnswer::Kind::OtherException:
-        LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::pathExists",
-                    "Exception checking if path exists '%s': %s", path.c_str(), answer.text.c_str());
-        break;
-    }
-    return answer.kind == WrapperAnswer::Kind::Yes;
+    return isYes<ExistenceRecords>(&ILumFilesystemWrapper::exists, filesystem, path, logger);
 }
 
 bool LumFileManager::isDirectory(const std::string& path)
 {
-    if (!filesystem) {
-        LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::isDirectory", "Filesystem wrapper not initialized");
-        return false;
-    }
-    const WrapperAnswer answer = askWrapper([&] { return filesystem->isDirectory(path); });
-    switch (answer.kind) {
-    case WrapperAnswer::Kind::Yes:
-        break;
-    case WrapperAnswer::Kind::No:
-        LUM_TRY_LOG(logger, Info, "LumStorage::LumFileManager::isDirectory", "Path is not a directory: %s",
-                    path.c_str());
-        break;
-    case WrapperAnswer::Kind::FilesystemError:
-        LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::isDirectory",
-                    "Filesystem error checking if path is directory '%s': %s", path.c_str(), answer.text.c_str());
-        break;
-    case WrapperAnswer::Kind::OtherException:
-        LUM_TRY_LOG(logger, Error, "LumStorage::LumFileManager::isDirectory",
-                    "Exception checking if path is directory '%s': %s", path.c_str(), answer.text.c_str());
-        break;
-    }
-    return answer.kind == WrapperAnswer::Kind::Yes;
+    return isYes<DirectoryRecords>(&ILumFilesystemWrapper::isDirectory, filesystem, path, logger);
 }
 
 void LumFileManager::setErrorAndLog(int code, unsigned int underlyingCode, const std::string& description,

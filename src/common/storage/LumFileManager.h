@@ -89,8 +89,8 @@ public:
 
     /// Puts a new error of LumStorageErrorDomain into `errorOut`, with the code, the description and the underlying
     /// code (stored as an int, as user information is), and logs the description at Error. Without memory for that it
-    /// is an error with the number for lack of memory (8) alone; its code is 0 if the given one is none of the
-    /// domain's.
+    /// is an error with the system's number for lack of memory alone (8 on Windows, ENOMEM on Linux); its code is 0 if
+    /// the given one is none of the domain's.
     virtual void setErrorAndLog(int code, unsigned int underlyingCode, const std::string& description,
                                 std::shared_ptr<LumUtils::ILumError>& errorOut);
 

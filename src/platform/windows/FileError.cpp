@@ -4,9 +4,7 @@
 
 namespace LumPlatform {
 
-namespace {
-
-DWORD codeOf(std::errc reason)
+unsigned int FileErrorNumber(std::errc reason)
 {
     if (reason == std::errc::file_too_large) {
         return ERROR_FILE_TOO_LARGE;
@@ -14,11 +12,9 @@ DWORD codeOf(std::errc reason)
     return reason == std::errc::not_enough_memory ? ERROR_NOT_ENOUGH_MEMORY : ERROR_INVALID_NAME;
 }
 
-} // namespace
-
 void SetLastFileError(std::errc reason)
 {
-    SetLastError(codeOf(reason));
+    SetLastError(FileErrorNumber(reason));
 }
 
 } // namespace LumPlatform

@@ -1,3 +1,4 @@
+#include "StorageFacts.h"
 #include "support/EachAllocationFails.h"
 #include "support/ProcessResources.h"
 #include "support/StorageTest.h"
@@ -167,7 +168,7 @@ TEST_P(FileManagerMemoryTest, FailureOfALockedOperationStaysAFailure)
 TEST_P(FileManagerMemoryTest, AnErrorHasItsCodeAndAtLeastANumber)
 {
     const std::string description(100, 'x');
-    constexpr int kMemory = 8;
+    constexpr int kMemory = LumTests::StorageFacts::kNoMemory;
     for (const int code : {1, 4, 10, 11, -1}) {
         const bool isOfTheDomain = code > 0 && code < 11;
         withEachAllocationFailing([&] { files.setErrorAndLog(code, 7, description, error); },

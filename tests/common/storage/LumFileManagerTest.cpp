@@ -658,7 +658,8 @@ TEST_F(LumFileManagerTest, ErrorThatThereIsNoMemoryForStillHasItsCode)
         ASSERT_NE(error, nullptr);
         EXPECT_EQ(error->getCode(), 1);
         EXPECT_EQ(error->getUserInfo().size(), 1U);
-        EXPECT_EQ(std::any_cast<int>(error->getUserInfo().at("LumErrorUnderlyingErrorCode")), 8);
+        EXPECT_EQ(std::any_cast<int>(error->getUserInfo().at("LumErrorUnderlyingErrorCode")),
+                  LumTests::StorageFacts::kNoMemory);
         files.setErrorAndLog(1, 2, "short", error);
         EXPECT_EQ(error->getUserInfo().size(), 2U);
     }

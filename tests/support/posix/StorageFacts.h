@@ -41,6 +41,9 @@ constexpr bool kDeletesReadOnlyFiles = true;
 /// Whether the size of a file of 4 GiB or more is refused; else it is the lower half of the size.
 constexpr bool kRefusesLargeSizes = true;
 
+/// The number of an error for which there is no memory.
+constexpr int kNoMemory = ENOMEM;
+
 /// Numbers of the last error: the share modes of two opens exclude each other, a lock is held elsewhere, a path leads
 /// nowhere or to a directory, a handle is none, a file is too large to have a size, or has no room to grow.
 constexpr unsigned int kSharingViolation = EBUSY;

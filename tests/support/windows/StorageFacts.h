@@ -40,6 +40,9 @@ constexpr bool kDeletesReadOnlyFiles = false;
 /// Whether the size of a file of 4 GiB or more is refused; else it is the lower half of the size.
 constexpr bool kRefusesLargeSizes = false;
 
+/// The number of an error for which there is no memory.
+constexpr int kNoMemory = 8;
+
 /// Numbers of the last error: the share modes of two opens exclude each other, a lock is held elsewhere, a path leads
 /// nowhere or to a directory, a handle is none, a file is too large to have a size, or has no room to grow.
 constexpr unsigned int kSharingViolation = 32;
