@@ -49,14 +49,12 @@ int renameToFreeName(const std::string& from, const std::string& to)
     return lstat(to.c_str(), &status) == 0 ? failWith(EEXIST) : std::rename(from.c_str(), to.c_str());
 }
 
-/// Whether both paths lead to one name of something that is there. A file may have two names; of those only paths of
-/// the same text count as one.
-bool isOneName(const std::string& from, const std::string& to)
+/// Whether both paths name one thing that is there.
+bool areNamesOfOne(const std::string& from, const std::string& to)
 {
     struct stat one = {};
     struct stat other = {};
-    const bool isOneFile = lstat(from.c_str(), &one) == 0 && lstat(to.c_str(), &other) == 0 && IsSameFile(one, other);
-    return isOneFile && (S_ISDIR(one.st_mode) || one.st_nlink == 1 || from == to);
+    return lstat(from.c_str(), &one) == 0 && lstat(to.c_str(), &other) == 0 && IsSameFile(one, other);
 }
 
 } // namespace
@@ -85,7 +83,7 @@ int Rename(const std::string& oldPath, const std::string& newPath)
     }
     int result = renameToFreeName(from, to);
     if (result != 0 && errno == EEXIST) {
-        result = isOneName(from, to) ? 0 : failWith(EEXIST);
+        result = areNamesOfOne(from, to) ? 0 : failWith(EEXIST);
     } else if (result != 0 && errno == EXDEV && held.Descriptor() >= 0) {
         result = MoveAcross(held.Descriptor(), from, to);
     }
