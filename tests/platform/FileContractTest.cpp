@@ -1,5 +1,6 @@
 #include "PlatformQuirks.h"
 #include "StorageFacts.h"
+#include "platform/LumFileStream.h"
 #include "support/ChildProgram.h"
 #include "support/FileCalls.h"
 #include "support/FileHolder.h"
@@ -67,6 +68,7 @@ public:
     }
 
     bool isHolding() const { return answer == "held"; }
+    bool hasDescriptorOf(const std::string& path) const { return LumTests::hasDescriptorOf(program.processId(), path); }
     void letGo() { EXPECT_EQ(program.wait(), 0); }
     void kill()
     {
@@ -193,12 +195,23 @@ TEST_F(FileContractTest, ClosingOneOfTwoOpensKeepsTheOthersShareMode)
 
 TEST_F(FileContractTest, AProgramThatIsStartedHoldsNothing)
 {
+    const std::string read = folder.file("read.bin");
+    const std::string written = folder.file("written.bin");
+    ASSERT_TRUE(CloseHandle(openFile(read, kReadOperation)));
     HANDLE const file = openFile(path, kWriteOperation);
     ASSERT_TRUE(lockFile(file, true));
+    LumPlatform::FileStream reader;
+    ASSERT_TRUE(reader.open(read, LumPlatform::FileStream::Mode::Read));
+    LumPlatform::FileStream writer;
+    ASSERT_TRUE(writer.open(written, LumPlatform::FileStream::Mode::WriteBinary));
     Holder other(folder.file("another.bin"), {"rw", "rw"});
     ASSERT_TRUE(other.isHolding());
     ASSERT_TRUE(CloseHandle(file));
-    EXPECT_TRUE(Opened(path, {"rw", "-"}).isOpen());
+    EXPECT_TRUE(reader.close() && writer.close());
+    for (const std::string& name : {path, read, written}) {
+        EXPECT_FALSE(other.hasDescriptorOf(name)) << name;
+        EXPECT_TRUE(Opened(name, {"rw", "-"}).isOpen()) << name;
+    }
     other.letGo();
 }
 

@@ -2,10 +2,13 @@
 
 #include "Windows/networking/WinHttpClientAsync.h"
 #include "common/networking/LumNetworkingError.h"
+#include "platform/LumFileStream.h"
 #include "posix/ForkedTest.h"
+#include "support/FileMode.h"
 #include "support/ProcessResources.h"
 #include "support/RecordingLogger.h"
 #include "support/RequestRecorder.h"
+#include "support/ScratchFolder.h"
 #include "support/TestServers.h"
 #include "support/posix/ChildProcess.h"
 
@@ -79,6 +82,33 @@ bool isUnnamedPair(int descriptor)
            address.ss_family == AF_UNIX && length == sizeof(sa_family_t);
 }
 
+/// Files that the library has open, each opened in another way.
+class OpenFiles {
+public:
+    OpenFiles()
+        : file(openFile(folder.file("locked"), kWriteOperation)),
+          isWritten(writer.open(folder.file("written"), LumPlatform::FileStream::Mode::WriteBinary)),
+          isRead(reader.open(folder.file("written"), LumPlatform::FileStream::Mode::Read)),
+          isDevice(device.open("/dev/null", LumPlatform::FileStream::Mode::WriteBinary))
+    {
+    }
+    ~OpenFiles() { CloseHandle(file); }
+    OpenFiles(const OpenFiles&) = delete;
+    OpenFiles& operator=(const OpenFiles&) = delete;
+
+    bool areOpen() const { return file != INVALID_HANDLE_VALUE && isWritten && isRead && isDevice; }
+
+private:
+    const ScratchFolder folder;
+    LumPlatform::FileStream writer;
+    LumPlatform::FileStream reader;
+    LumPlatform::FileStream device;
+    HANDLE const file;
+    const bool isWritten;
+    const bool isRead;
+    const bool isDevice;
+};
+
 /// Requests one after the other on other threads, until it is destroyed.
 class RequestsInARow {
 public:
@@ -144,6 +174,7 @@ bool forkWhileRequestsRun()
 bool startProgramWhileRequestsRun()
 {
     keepDescriptorsToOneself();
+    const OpenFiles files;
     RequestsInARow requests;
     WinHttpClientAsync client(std::make_shared<RecordingLogger>());
     bool holds = true;
@@ -153,6 +184,7 @@ bool startProgramWhileRequestsRun()
         holds = expect(runProgram({"/proc/self/exe", "inherited"}) == 0, "the program inherits nothing") && holds;
         recorder.WaitForOutcome();
     }
+    holds = expect(files.areOpen(), "files are open meanwhile") && holds;
     return expect(requests.End(), "the requests succeed") && holds;
 }
 

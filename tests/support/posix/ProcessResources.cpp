@@ -1,5 +1,8 @@
 #include "support/ProcessResources.h"
 
+#include "platform/LumRuntime.h"
+
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -68,6 +71,15 @@ void giveFreeMemoryBack()
 std::size_t openDescriptorCount()
 {
     return entryCount("/proc/self/fd");
+}
+
+bool hasDescriptorOf(unsigned long process, const std::string& path)
+{
+    const std::filesystem::directory_iterator entries("/proc/" + std::to_string(process) + "/fd");
+    return std::any_of(begin(entries), end(entries), [&path](const std::filesystem::directory_entry& entry) {
+        std::error_code error;
+        return std::filesystem::equivalent(entry.path(), LumPlatform::StreamPath(path), error);
+    });
 }
 
 std::size_t threadCount()

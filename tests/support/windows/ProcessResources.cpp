@@ -121,6 +121,11 @@ std::size_t openDescriptorCount()
     return static_cast<std::size_t>(count);
 }
 
+bool hasDescriptorOf(unsigned long /*process*/, const std::string& /*path*/)
+{
+    return false;
+}
+
 std::size_t threadCount()
 {
     const HANDLE threads = CreateToolhelp32Snapshot(TH32CS_SNAPTHREAD, 0);

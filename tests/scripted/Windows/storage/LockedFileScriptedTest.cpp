@@ -99,6 +99,44 @@ TEST_F(LockedFileScriptedTest, WriteMakesItsCallsInOrder)
     expectSuccess("writeFileContentWithLock", "Successfully wrote content to file 'C:\\a'");
 }
 
+/// Notes what the platform was last asked for when each record came.
+class OrderLogger : public LumUtils::LumFormattingLoggerDelegate {
+public:
+    explicit OrderLogger(const LumTests::ScriptedPlatform& scripted) : platform(scripted) {}
+
+    std::vector<std::string> lastCalls;
+
+private:
+    void writeRecord(LumUtils::LumLogLevel /*level*/, const std::string& /*file*/, const std::string& /*function*/,
+                     const std::string& /*message*/, unsigned int /*line*/) override
+    {
+        lastCalls.push_back(platform.calls("").back());
+    }
+
+    const LumTests::ScriptedPlatform& platform;
+};
+
+TEST_F(LockedFileScriptedTest, SuccessIsToldBeforeTheUnlock)
+{
+    const auto order = std::make_shared<OrderLogger>(platform);
+    LumStorage::LumFileManager manager(order);
+    manager.readFileContentWithLock("C:\\a", error);
+    manager.writeFileContentWithLock("C:\\a", "new", error);
+    EXPECT_THAT(order->lastCalls, ElementsAre("ReadFile(file, size=7, overlapped=null)",
+                                              "WriteFile(file, \"new\", size=3, overlapped=null)"));
+}
+
+TEST_F(LockedFileScriptedTest, AFailureIsToldWhenTheFileIsClosed)
+{
+    const auto order = std::make_shared<OrderLogger>(platform);
+    LumStorage::LumFileManager manager(order);
+    platform.failCall("ReadFile", 1, 23);
+    manager.readFileContentWithLock("C:\\a", error);
+    platform.failCall("WriteFile", 1, 112);
+    manager.writeFileContentWithLock("C:\\a", "new", error);
+    EXPECT_THAT(order->lastCalls, ElementsAre(kClose, kClose));
+}
+
 TEST_F(LockedFileScriptedTest, PathIsWidenedByteByByteWithItsSign)
 {
     files.readFileContentWithLock("a\x7F\x80\xE9\xFF%", error);
