@@ -150,7 +150,7 @@ TEST(LockedOperationSoakTest, WhatManyProcessesReadIsAlwaysWhole)
         output += line + "\n";
     }
     EXPECT_EQ(soak.wait(), 0) << output;
-    EXPECT_NE(output.find("violations  0\n"), std::string::npos) << output;
+    EXPECT_NE(output.find("violations  0\nlost        0\n"), std::string::npos) << output;
 }
 
 } // namespace

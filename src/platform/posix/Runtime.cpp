@@ -33,8 +33,11 @@ int failWith(int error)
     return -1;
 }
 
-/// What the reference platform's calls leave where a file that is open stands in the way.
-constexpr int kInUse = EACCES;
+/// Where a file that is open stands in the way, the reference platform's calls leave EACCES.
+int failOn(const HeldName& name)
+{
+    return failWith(name.Error() == EBUSY ? EACCES : name.Error());
+}
 
 int renameToFreeName(const std::string& from, const std::string& to)
 {
@@ -70,7 +73,7 @@ int Remove(const std::string& path)
     const std::string name = StreamPath(path);
     const HeldName held(name);
     // Not std::remove, which would delete an empty directory too.
-    return held.IsFree() ? ofPath(unlink(name.c_str())) : failWith(kInUse);
+    return ofPath(held.Error() == 0 ? unlink(name.c_str()) : failOn(held));
 }
 
 int Rename(const std::string& oldPath, const std::string& newPath)
@@ -78,8 +81,8 @@ int Rename(const std::string& oldPath, const std::string& newPath)
     const std::string from = StreamPath(oldPath);
     const std::string to = StreamPath(newPath);
     const HeldName held(from);
-    if (!held.IsFree()) {
-        return failWith(kInUse);
+    if (held.Error() != 0) {
+        return ofPath(failOn(held));
     }
     int result = renameToFreeName(from, to);
     if (result != 0 && errno == EEXIST) {

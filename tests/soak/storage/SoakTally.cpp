@@ -2,27 +2,38 @@
 
 namespace LumTests {
 
+namespace {
+
+constexpr std::uint64_t SoakTally::*kCounts[] = {
+    &SoakTally::reads,       &SoakTally::writes,     &SoakTally::refusedReads, &SoakTally::refusedWrites,
+    &SoakTally::plainWrites, &SoakTally::renames,    &SoakTally::deletions,    &SoakTally::refusedOthers,
+    &SoakTally::failures,    &SoakTally::violations, &SoakTally::lost,
+};
+
+} // namespace
+
 SoakTally& SoakTally::operator+=(const SoakTally& other)
 {
-    reads += other.reads;
-    writes += other.writes;
-    refusedReads += other.refusedReads;
-    refusedWrites += other.refusedWrites;
-    failures += other.failures;
-    violations += other.violations;
+    for (const auto count : kCounts) {
+        this->*count += other.*count;
+    }
     return *this;
 }
 
 std::ostream& operator<<(std::ostream& output, const SoakTally& tally)
 {
-    return output << tally.reads << ' ' << tally.writes << ' ' << tally.refusedReads << ' ' << tally.refusedWrites
-                  << ' ' << tally.failures << ' ' << tally.violations;
+    for (const auto count : kCounts) {
+        output << tally.*count << ' ';
+    }
+    return output;
 }
 
 std::istream& operator>>(std::istream& input, SoakTally& tally)
 {
-    return input >> tally.reads >> tally.writes >> tally.refusedReads >> tally.refusedWrites >> tally.failures >>
-           tally.violations;
+    for (const auto count : kCounts) {
+        input >> tally.*count;
+    }
+    return input;
 }
 
 } // namespace LumTests

@@ -8,23 +8,48 @@
 #include <stdexcept>
 #include <vector>
 
-/// Lets eight processes read and write one file with the locked operations, and looks whether whatever is read is the
-/// whole of what somebody wrote:
+/// Lets processes use files at the same time, and looks whether nothing is lost and whatever is read is the whole of
+/// what somebody wrote:
 ///
 ///     lum_soak_storage SECONDS
 ///
-/// Exits with 0 if it always was.
+/// One file is only read and written with locks. The other one is written without a lock too, renamed and deleted.
+/// Exits with 0 if all was well.
 
 namespace {
 
 using LumTests::ChildProgram;
+using LumTests::SoakRole;
 using LumTests::SoakTally;
 using LumTests::SoakWorker;
 
 constexpr const char* kWorker = "worker";
-constexpr int kWriters = 3;
-constexpr int kReaders = 5;
 constexpr long kLongest = 99999;
+
+constexpr SoakRole kRoles[] = {
+    SoakRole::Write,
+    SoakRole::Write,
+    SoakRole::Write,
+    SoakRole::Read,
+    SoakRole::Read,
+    SoakRole::Read,
+    SoakRole::Read,
+    SoakRole::Read,
+    SoakRole::WriteBesideOthers,
+    SoakRole::WriteBesideOthers,
+    SoakRole::ReadBesideOthers,
+    SoakRole::PlainRead,
+    SoakRole::PlainWrite,
+    SoakRole::PlainWrite,
+    SoakRole::Rename,
+    SoakRole::Delete,
+};
+constexpr unsigned int kProcesses = sizeof(kRoles) / sizeof(kRoles[0]);
+
+bool hasFileOfLocks(SoakRole role)
+{
+    return role == SoakRole::Read || role == SoakRole::Write;
+}
 
 std::chrono::seconds secondsOf(const std::string& text)
 {
@@ -39,16 +64,18 @@ std::chrono::seconds secondsOf(const std::string& text)
 /// worker SECONDS PATH INDEX: what this program starts itself with.
 int runWorker(const std::vector<std::string>& arguments)
 {
-    const int index = std::stoi(arguments.at(3));
-    SoakWorker worker(arguments.at(2), static_cast<std::uint64_t>(index));
-    std::cout << worker.Run(index < kWriters, secondsOf(arguments.at(1))) << std::endl;
+    const auto index = static_cast<unsigned int>(std::stoul(arguments.at(3)));
+    SoakWorker worker(arguments.at(2), index);
+    std::cout << worker.Run(kRoles[index % kProcesses], secondsOf(arguments.at(1))) << std::endl;
     return EXIT_SUCCESS;
 }
 
-SoakTally runWorkers(const std::string& program, const std::string& seconds, const std::string& path)
+SoakTally runWorkers(const std::string& program, const std::string& seconds, const std::string& fileOfLocks,
+                     const std::string& fileOfAll)
 {
     std::vector<std::unique_ptr<ChildProgram>> workers;
-    for (int index = 0; index < kWriters + kReaders; ++index) {
+    for (unsigned int index = 0; index < kProcesses; ++index) {
+        const std::string& path = hasFileOfLocks(kRoles[index]) ? fileOfLocks : fileOfAll;
         workers.push_back(std::make_unique<ChildProgram>(
             program, std::vector<std::string>{kWorker, seconds, path, std::to_string(index)}));
     }
@@ -66,25 +93,28 @@ SoakTally runWorkers(const std::string& program, const std::string& seconds, con
 
 void print(const SoakTally& tally)
 {
-    std::cout << "opens       " << tally.opens() << '\n'
-              << "wins        " << tally.reads + tally.writes << " (" << tally.reads << " reads, " << tally.writes
-              << " writes)\n"
-              << "refusals    " << tally.refusedReads + tally.refusedWrites << " (" << tally.refusedReads << " reads, "
-              << tally.refusedWrites << " writes)\n"
+    std::cout << "with locks  " << tally.reads << " reads, " << tally.writes << " writes; refused "
+              << tally.refusedReads << " reads, " << tally.refusedWrites << " writes\n"
+              << "others      " << tally.plainWrites << " writes, " << tally.renames << " renames, " << tally.deletions
+              << " deletions; refused " << tally.refusedOthers << '\n'
               << "failures    " << tally.failures << '\n'
-              << "violations  " << tally.violations << std::endl;
+              << "violations  " << tally.violations << '\n'
+              << "lost        " << tally.lost << std::endl;
 }
 
 int run(const std::string& program, const std::string& seconds)
 {
     secondsOf(seconds);
     const LumTests::ScratchFolder folder;
-    const std::string path = folder.file("soak.bin");
-    if (!SoakWorker(path, kWriters + kReaders).Prepare()) {
-        throw std::runtime_error("cannot write " + path);
+    const std::string fileOfLocks = folder.file("locked.bin");
+    const std::string fileOfAll = folder.file("shared.bin");
+    SoakWorker shared(fileOfAll, kProcesses + 1);
+    if (!SoakWorker(fileOfLocks, kProcesses).Prepare() || !shared.Prepare()) {
+        throw std::runtime_error("cannot write into " + folder.path());
     }
-    std::cout << kReaders << " processes read, " << kWriters << " write one file for " << seconds << " s" << std::endl;
-    const SoakTally tally = runWorkers(program, seconds, path);
+    std::cout << kProcesses << " processes use two files for " << seconds << " s" << std::endl;
+    SoakTally tally = runWorkers(program, seconds, fileOfLocks, fileOfAll);
+    tally.lost += shared.IsWholeAtRest() ? 0U : 1U;
     print(tally);
     return tally.isGood() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

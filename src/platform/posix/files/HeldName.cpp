@@ -23,9 +23,10 @@ int openNoLink(const std::string& path)
     return descriptor < 0 && errno == EACCES ? openFor(O_WRONLY) : descriptor;
 }
 
-bool isRegular(const std::string& path, struct stat& status)
+/// Whether a file is beyond the reach of this user, or in that of another process alone, which has a lease on it.
+bool canNotBeHeld(int reason)
 {
-    return lstat(path.c_str(), &status) == 0 && S_ISREG(status.st_mode);
+    return reason == EACCES || reason == EPERM || reason == EWOULDBLOCK;
 }
 
 } // namespace
@@ -33,8 +34,10 @@ bool isRegular(const std::string& path, struct stat& status)
 HeldName::HeldName(const std::string& path)
 {
     constexpr int kAttempts = 100;
-    for (int attempt = 0; attempt < kAttempts && !Hold(path); ++attempt) {
+    error = Hold(path);
+    for (int attempt = 1; attempt < kAttempts && error == ESTALE; ++attempt) {
         LetGo();
+        error = Hold(path);
     }
 }
 
@@ -43,20 +46,27 @@ HeldName::~HeldName()
     LetGo();
 }
 
-bool HeldName::Hold(const std::string& path)
+int HeldName::Hold(const std::string& path)
 {
     // Looked at before it is opened: to open a device may do something.
     struct stat named = {};
-    if (!isRegular(path, named)) {
-        return true;
+    if (lstat(path.c_str(), &named) != 0) {
+        return errno;
+    }
+    if (!S_ISREG(named.st_mode)) {
+        return 0;
     }
     descriptor = openNoLink(path);
     if (descriptor < 0) {
-        return true;
+        return canNotBeHeld(errno) ? 0 : errno == ELOOP ? ESTALE : errno;
     }
     deletion.emplace(descriptor);
+    if (!deletion->IsAllowed()) {
+        return EBUSY;
+    }
     struct stat held = {};
-    return fstat(descriptor, &held) == 0 && isRegular(path, named) && IsSameFile(held, named);
+    const bool isNamed = fstat(descriptor, &held) == 0 && lstat(path.c_str(), &named) == 0 && IsSameFile(held, named);
+    return isNamed ? 0 : ESTALE;
 }
 
 void HeldName::LetGo()

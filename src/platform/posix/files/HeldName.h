@@ -11,10 +11,10 @@ namespace LumPlatform {
 /// away: by deleting or renaming.
 ///
 ///     HeldName name("/data/state.bin");
-///     if (name.IsFree()) { unlink("/data/state.bin"); }
+///     if (name.Error() == 0) { unlink("/data/state.bin"); }
 ///
-/// Only regular files are held. What this user may neither read nor write, or another process has a lease on, is free
-/// without being held; a link is a name of its own, whatever it leads to.
+/// Only regular files are held. What this user may neither read nor write, or another process has a lease on, is not; a
+/// link is a name of its own, whatever it leads to.
 class HeldName {
 public:
     explicit HeldName(const std::string& path);
@@ -22,19 +22,20 @@ public:
     HeldName(const HeldName&) = delete;
     HeldName& operator=(const HeldName&) = delete;
 
-    /// Whether nobody has the file open.
-    bool IsFree() const { return !deletion || deletion->IsAllowed(); }
+    /// 0 if the name may be taken away. EBUSY: somebody has the file open; else why the path leads to nothing.
+    int Error() const { return error; }
 
     /// Of the file that is held, else -1.
     int Descriptor() const { return descriptor; }
 
 private:
-    /// Holds what the path names at the moment; whether it still names that.
-    bool Hold(const std::string& path);
+    /// Holds what the path names at the moment. ESTALE if it has come to name something else.
+    int Hold(const std::string& path);
     void LetGo();
 
     int descriptor = -1;
     std::optional<ShareMode::Deletion> deletion;
+    int error = 0;
 };
 
 } // namespace LumPlatform
