@@ -16,7 +16,10 @@ namespace LumPlatform {
 ///
 /// It is not buffered: callers read and write much at a time. Its operations do not throw; after a failure errno says
 /// why. Child processes do not inherit it. A directory cannot be opened, nor a FIFO for reading; opening waits for
-/// nothing, and writing to a FIFO fails where it would wait.
+/// nothing but the lease of another process, and writing to a FIFO fails where it would wait.
+///
+/// A stream takes part in share modes: it lets others read and write the file, not delete or rename it, and it is not
+/// opened where another open denies what it does.
 ///
 /// An object may be used by one thread at a time.
 class FileStream {

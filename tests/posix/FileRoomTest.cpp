@@ -227,7 +227,7 @@ TEST_F(FileRoomTest, ShareModesHoldWithoutTheGateToo)
     const int foreign = open(nativePath.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0600);
     ASSERT_EQ(flock(foreign, LOCK_EX), 0) << "whoever holds this holds the gate";
     HANDLE const file = openFile(path, kWriteOperation);
-    EXPECT_NE(file, INVALID_HANDLE_VALUE) << "an open waits a second at most";
+    EXPECT_NE(file, INVALID_HANDLE_VALUE) << "an open does not wait for long";
     EXPECT_EQ(refusalOf(path, kReadOperation), static_cast<DWORD>(EBUSY));
     CloseHandle(file);
     close(foreign);

@@ -31,7 +31,12 @@ namespace LumStorage {
 /// path.
 ///
 /// **Nothing waits** for the other end of a FIFO: to read from one fails at once, and so does writing to one that
-/// nobody reads. Only writeFileContentWithLock waits, for the lock.
+/// nobody reads. writeFileContentWithLock waits for the lock, and opening a file for another process that has a lease on
+/// it, as long as the system lets it.
+///
+/// **Files that are open.** Every operation opens its file so that others may read it, and write it too, unless it
+/// writes with a lock; nobody may delete or rename a file that is open. What the open of another does not allow fails at
+/// once and leaves the file as it was. On Linux only the opens of this library take part in that.
 ///
 /// **Threads.** Operations run on the caller's thread and hold no lock of their own. Several threads may use one file
 /// manager if its logger and its wrapper accept concurrent calls; what becomes of one file that several of them write
@@ -51,10 +56,13 @@ public:
     /// "File does not exist: %s", "Access denied to file: %s" or "Error checking file existence".
     virtual bool doesFileExist(const std::string& path);
 
-    /// Removes a file. A directory stays, and that is a failure.
+    /// Removes a file. A directory stays, and that is a failure; so does a file that somebody has open.
     virtual bool deleteFile(const std::string& path);
 
-    /// Gives a file or directory another name or place. What has the new name already stays, and that is a failure.
+    /// Gives a file or directory another name or place. What has the new name already stays, and that is a failure; but
+    /// a name for itself, or another one of the same file, is a success that changes nothing. A file that somebody has
+    /// open keeps its name. A file, not a directory, can be moved to another file system: it is copied there, and then
+    /// the old one is deleted.
     virtual bool renameFile(const std::string& oldPath, const std::string& newPath);
 
     /// The whole file, byte for byte; empty for an empty file and on failure, which only the record tells apart.

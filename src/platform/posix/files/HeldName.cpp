@@ -23,10 +23,22 @@ int openNoLink(const std::string& path)
     return descriptor < 0 && errno == EACCES ? openFor(O_WRONLY) : descriptor;
 }
 
-/// Whether a file is beyond the reach of this user, or in that of another process alone, which has a lease on it.
-bool canNotBeHeld(int reason)
+/// What a deletion fails with whose file could not be opened. ESTALE: the path has come to name a link. A file that is
+/// beyond the reach of this user, in that of another process alone, or broken, is deleted all the same.
+int errorOfNoOpen(int reason)
 {
-    return reason == EACCES || reason == EPERM || reason == EWOULDBLOCK;
+    switch (reason) {
+    case ELOOP:
+        return ESTALE;
+    case ENOENT:
+    case ENOTDIR:
+    case EMFILE:
+    case ENFILE:
+    case ENOMEM:
+        return reason;
+    default:
+        return 0;
+    }
 }
 
 } // namespace
@@ -58,7 +70,7 @@ int HeldName::Hold(const std::string& path)
     }
     descriptor = openNoLink(path);
     if (descriptor < 0) {
-        return canNotBeHeld(errno) ? 0 : errno == ELOOP ? ESTALE : errno;
+        return errorOfNoOpen(errno);
     }
     deletion.emplace(descriptor);
     if (!deletion->IsAllowed()) {
