@@ -1,6 +1,7 @@
 #include "RawFiles.h"
 
 #include <cerrno>
+#include <cstdio>
 #include <fstream>
 #include <memory>
 #include <sstream>
@@ -9,6 +10,7 @@
 
 #include <fcntl.h>
 #include <spawn.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -30,6 +32,24 @@ void use(const void* memory)
     asm volatile("" : : "r"(memory) : "memory");
 }
 
+void readAll(int file, char* content, std::size_t size)
+{
+    for (std::size_t done = 0; done < size;) {
+        const ssize_t count = read(file, content + done, size - done);
+        require(count > 0, "read");
+        done += static_cast<std::size_t>(count);
+    }
+}
+
+void writeAll(int file, const std::string& content)
+{
+    for (std::size_t done = 0; done < content.size();) {
+        const ssize_t count = write(file, content.data() + done, content.size() - done);
+        require(count > 0, "write");
+        done += static_cast<std::size_t>(count);
+    }
+}
+
 /// open, fstat, read into what `makeRoom` gives for the size, close.
 template <typename MakeRoom>
 void readInto(const std::string& path, MakeRoom makeRoom)
@@ -39,13 +59,43 @@ void readInto(const std::string& path, MakeRoom makeRoom)
     struct stat status = {};
     require(fstat(file, &status) == 0, "fstat");
     const auto size = static_cast<std::size_t>(status.st_size);
-    char* const content = makeRoom(size);
-    for (std::size_t done = 0; done < size;) {
-        const ssize_t count = read(file, content + done, size - done);
-        require(count > 0, "read");
-        done += static_cast<std::size_t>(count);
-    }
+    readAll(file, makeRoom(size), size);
     require(close(file) == 0, "close");
+}
+
+int callLock(int file, int command, int type, long long start, long long length)
+{
+    struct flock lock = {};
+    lock.l_type = static_cast<short>(type);
+    lock.l_whence = SEEK_SET;
+    lock.l_start = start;
+    lock.l_len = length;
+    return fcntl(file, command, &lock);
+}
+
+constexpr long long kMarks = (1LL << 62) + 1;
+
+/// What a share mode takes: place marks, look for those of others, and see that the path names the file.
+void enter(int file, const std::string& path, struct stat& status)
+{
+    require(fstat(file, &status) == 0, "fstat");
+    require(callLock(file, F_OFD_SETLK, F_RDLCK, kMarks, 2) == 0, "place");
+    require(callLock(file, F_OFD_GETLK, F_WRLCK, kMarks + 4, 2) == 0, "look");
+    require(stat(path.c_str(), &status) == 0, "stat");
+}
+
+void leave(int file)
+{
+    require(callLock(file, F_OFD_SETLK, F_UNLCK, 0, kMarks + 6) == 0, "release");
+    require(close(file) == 0, "close");
+}
+
+int openShared(const std::string& path, int use, struct stat& status)
+{
+    const int file = open(path.c_str(), use | O_CLOEXEC);
+    require(file >= 0, "open");
+    enter(file, path, status);
+    return file;
 }
 
 } // namespace
@@ -74,12 +124,42 @@ void Write(const std::string& path, const std::string& content)
 {
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
     require(file >= 0, "open");
-    for (std::size_t done = 0; done < content.size();) {
-        const ssize_t count = write(file, content.data() + done, content.size() - done);
-        require(count > 0, "write");
-        done += static_cast<std::size_t>(count);
-    }
+    writeAll(file, content);
     require(close(file) == 0, "close");
+}
+
+void ReadShared(const std::string& path)
+{
+    struct stat status = {};
+    const int file = openShared(path, O_RDONLY, status);
+    std::vector<char> content(static_cast<std::size_t>(status.st_size));
+    readAll(file, content.data(), content.size());
+    use(content.data());
+    leave(file);
+}
+
+void WriteShared(const std::string& path, const std::string& content)
+{
+    struct stat status = {};
+    const int file = openShared(path, O_RDWR, status);
+    require(ftruncate(file, 0) == 0, "ftruncate");
+    writeAll(file, content);
+    leave(file);
+}
+
+void WriteLocked(const std::string& path, const std::string& content)
+{
+    const int file = open(path.c_str(), O_RDWR | O_CLOEXEC);
+    require(file >= 0, "open");
+    require(flock(file, LOCK_EX | LOCK_NB) == 0, "flock");
+    struct stat status = {};
+    enter(file, path, status);
+    require(flock(file, LOCK_UN) == 0, "flock");
+    require(ftruncate(file, 0) == 0, "ftruncate");
+    require(callLock(file, F_OFD_SETLKW, F_WRLCK, 0, kMarks - 1) == 0, "lock");
+    writeAll(file, content);
+    require(callLock(file, F_OFD_SETLK, F_UNLCK, 0, kMarks - 1) == 0, "unlock");
+    leave(file);
 }
 
 void StreamRead(const std::string& path)

@@ -17,6 +17,11 @@ void ReadBare(const std::string& path);
 /// open, write, close.
 void Write(const std::string& path, const std::string& content);
 
+/// The same with the calls that share modes, and a lock, take besides.
+void ReadShared(const std::string& path);
+void WriteShared(const std::string& path, const std::string& content);
+void WriteLocked(const std::string& path, const std::string& content);
+
 /// A standard stream's whole buffer into another's.
 void StreamRead(const std::string& path);
 void StreamWrite(const std::string& path, const std::string& content);

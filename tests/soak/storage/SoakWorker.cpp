@@ -170,12 +170,16 @@ void SoakWorker::Rename()
     if (!isMoved) {
         return;
     }
+    sizeOf(own);
     const std::vector<char> content = files.readFileContent(own);
     Pause();
-    const bool isKept = isWholeOrEmpty(content) && files.readFileContent(own) == content;
-    if (!isKept || (!files.renameFile(own, path) && !files.deleteFile(own))) {
+    const std::vector<char> later = files.readFileContent(own);
+    const bool isKept = isWholeOrEmpty(content) && later == content;
+    const bool isGivenBack = files.renameFile(own, path) || files.deleteFile(own);
+    if (!isKept || !isGivenBack) {
         ++tally.lost;
-        std::cerr << "not kept under its new name: " << content.size() << " bytes\n";
+        std::cerr << "not kept under its new name: " << content.size() << " bytes, then " << later.size()
+                  << (isGivenBack ? "" : ", then in use") << '\n';
     }
 }
 
