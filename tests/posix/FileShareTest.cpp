@@ -181,7 +181,8 @@ TEST_F(FileShareTest, MarksArePlacedBeforeThoseOfOthersAreLookedFor)
     }
 }
 
-/// A program that knows nothing of the library, and has the file locked.
+/// A program that knows nothing of the library, and has the file locked: with flock, which keeps opens at the gate, and
+/// with a record lock of that kind.
 class Foreigner {
 public:
     Foreigner(const std::string& path, int recordLock) : file(open(path.c_str(), O_RDWR | O_CLOEXEC))
@@ -213,21 +214,6 @@ TEST_F(FileShareTest, LocksOfForeignersStopNoPlainOperation)
     EXPECT_TRUE(files.deleteFile(path));
 }
 
-/// Who holds this lock keeps opens at the gate.
-class GateHolder {
-public:
-    explicit GateHolder(const std::string& path) : file(open(path.c_str(), O_RDONLY | O_CLOEXEC))
-    {
-        EXPECT_EQ(flock(file, LOCK_EX), 0);
-    }
-    ~GateHolder() { close(file); }
-    GateHolder(const GateHolder&) = delete;
-    GateHolder& operator=(const GateHolder&) = delete;
-
-private:
-    const int file;
-};
-
 class SwappedPathTest : public FileShareTest {
 protected:
     /// Runs the operation, and meanwhile puts another file into the place of the one that it waits for.
@@ -235,7 +221,7 @@ protected:
     bool doneWhileSwapping(Operation operation)
     {
         bool isDone = false;
-        auto gate = std::make_unique<GateHolder>(native("file"));
+        auto gate = std::make_unique<Foreigner>(native("file"), F_UNLCK);
         std::thread other([&] { isDone = operation(); });
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
         std::filesystem::rename(native("file"), native("first"));

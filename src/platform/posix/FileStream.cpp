@@ -106,15 +106,7 @@ std::int64_t FileStream::read(char* buffer, std::size_t size)
 
 bool FileStream::write(const char* data, std::size_t size)
 {
-    while (size > 0) {
-        const ssize_t count = Retried([&] { return ::write(descriptor, data, size); });
-        if (count < 0) {
-            return false;
-        }
-        data += count;
-        size -= static_cast<std::size_t>(count);
-    }
-    return true;
+    return WriteAll(descriptor, data, size);
 }
 
 bool FileStream::close()

@@ -15,19 +15,6 @@ namespace {
 
 constexpr std::size_t kStep = std::size_t{128} * 1024;
 
-bool writeAll(int descriptor, const char* data, std::size_t size)
-{
-    while (size > 0) {
-        const ssize_t count = Retried([&] { return write(descriptor, data, size); });
-        if (count < 0) {
-            return false;
-        }
-        data += count;
-        size -= static_cast<std::size_t>(count);
-    }
-    return true;
-}
-
 bool copyContent(int source, int target, std::vector<char>& buffer)
 {
     off_t offset = 0;
@@ -36,7 +23,7 @@ bool copyContent(int source, int target, std::vector<char>& buffer)
         if (count <= 0) {
             return count == 0;
         }
-        if (!writeAll(target, buffer.data(), static_cast<std::size_t>(count))) {
+        if (!WriteAll(target, buffer.data(), static_cast<std::size_t>(count))) {
             return false;
         }
         offset += count;
