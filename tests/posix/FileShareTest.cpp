@@ -255,24 +255,23 @@ TEST_F(SwappedPathTest, AFileThatCameInBetweenIsNotRenamedWhileItIsOpen)
     EXPECT_EQ(folder.contentOf("moved"), "(none)");
 }
 
-TEST_F(FileShareTest, AnOpenWaitsForTheEndOfADeletionUnderWay)
+TEST_F(FileShareTest, AnOpenWaitsForTheEndOfARenameUnderWay)
 {
-    // The deletion holds its marks until the name is gone, which takes it as long as there is somebody at its gate.
+    // It keeps its marks until the name is gone. An open that meets them waits at the gate.
     std::atomic<bool> isOver{false};
     std::atomic<int> refused{0};
-    std::thread deleter([&] {
+    std::thread renamer([&] {
         for (int round = 0; round < 2000; ++round) {
             files.renameFile(path, folder / "other");
             files.renameFile(folder / "other", path);
         }
         isOver = true;
     });
-    LumStorage::LumFileManager plain(nullptr);
     while (!isOver) {
         FileStream stream;
         refused += !stream.open(path, FileStream::Mode::Read) && errno != ENOENT ? 1 : 0;
     }
-    deleter.join();
+    renamer.join();
     EXPECT_EQ(refused, 0) << "reading is refused by nobody";
 }
 
