@@ -18,6 +18,11 @@ function(lum_share_exception_runtime target list)
   endif()
   list(TRANSFORM names PREPEND "-Wl,-u,")
   target_link_options(${target} INTERFACE ${names})
+  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
+    # The shared runtime would keep tables of handlers of its own, and end the process at the first exception that passes
+    # between the module and the program.
+    target_link_options(${target} INTERFACE -static-libgcc -static-libstdc++)
+  endif()
 endfunction()
 
 function(lum_add_version_resource target)

@@ -5,10 +5,11 @@
 APT_DIR="$BUILD/apt"
 
 is_debian_12() {
-    [[ -r /etc/os-release ]] && command -v apt-get >/dev/null &&
+    local release="${OS_RELEASE:-/etc/os-release}"
+    [[ -r "$release" ]] && command -v apt-get >/dev/null &&
         (
             # shellcheck source=/dev/null
-            source /etc/os-release && [[ "${ID:-}" == debian && "${VERSION_ID:-}" == 12 ]]
+            source "$release" && [[ "${ID:-}" == debian && "${VERSION_ID:-}" == 12 ]]
         )
 }
 
@@ -92,7 +93,7 @@ apt_install() {
 }
 
 # Packages that bring a server must not start it.
-POLICY=/usr/sbin/policy-rc.d
+POLICY="${POLICY_RC_D:-/usr/sbin/policy-rc.d}"
 forbid_services() {
     [[ -e "$POLICY" ]] && return 0
     printf '#!/bin/sh\nexit 101\n' | as_root tee "$POLICY" >/dev/null

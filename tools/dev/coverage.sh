@@ -18,6 +18,7 @@ report_coverage() {
 }
 
 run_coverage() {
+    take_no_arguments coverage "$@"
     local preset=linux-x64-coverage status=0
     plan "build $preset" "run the linux suite with it" "write what ran into build/coverage"
     # shellcheck disable=SC2086

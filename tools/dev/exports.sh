@@ -60,8 +60,9 @@ check_exports() {
 }
 
 run_exports() {
+    take_no_arguments exports "$@"
     plan "compile the library for windows-x86 and windows-x64" "write src/exports"
-    need "${LINUX_BUILD[@]}" mingw_x86 mingw_x64 || exit 1
+    need "${LINUX_BUILD[@]}" mingw_x86 mingw_x64 googletest_sources || exit 1
     build_preset windows-x86 lum_core && build_preset windows-x64 lum_core || exit 1
     write_exports windows-x86
     write_exports windows-x64

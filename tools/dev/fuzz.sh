@@ -108,6 +108,7 @@ run_fuzz() {
     local seconds="${1:-}" targets target failed=0
     [[ "$seconds" =~ ^[1-9][0-9]{0,5}$ ]] || usage_error "for how many seconds each? '$seconds' is no number from 1 to 999999"
     mapfile -t targets < <(fuzz_targets)
+    (($# <= 2)) || usage_error "fuzz takes a number and one target, and got '$3' too"
     if (($# > 1)); then
         [[ " ${targets[*]} " == *" $2 "* ]] || usage_error "there is no target '$2'; there are: ${targets[*]}"
         targets=("$2")

@@ -1,53 +1,93 @@
 # shellcheck shell=bash
-# Using the library as somebody else would, linked in both ways: installed, by CMake and by pkg-config, and as sources in a
-# folder of a CMake project.
+# Using the library as somebody else would: installed, by CMake and by pkg-config, and as sources, in a folder of a CMake
+# project and fetched as an archive; the examples, copied elsewhere; and the packages, unpacked into an empty folder. What
+# is built has the compiler's own defaults: no option that the library's own build adds.
 
-# The toolchain of a preset, for CMake and by name.
+# The compiler of a preset, and what to tell CMake for one of another system.
 declare -A CONSUMER_COMPILER=(
     [linux-x64]=c++
     [windows-x86]=i686-w64-mingw32-g++-posix
     [windows-x64]=x86_64-w64-mingw32-g++-posix
 )
-declare -A CONSUMER_TOOLCHAIN=(
-    [windows-x86]=mingw-w64-i686
-    [windows-x64]=mingw-w64-x86_64
+declare -A CONSUMER_TARGET=(
+    [windows-x86]=i686-w64-mingw32
+    [windows-x64]=x86_64-w64-mingw32
 )
+
+# consumer_cmake PRESET SOURCE FOLDER [OPTION...]: configures and builds a project of somebody else's.
+consumer_cmake() {
+    local preset="$1" source="$2" folder="$3" target="${CONSUMER_TARGET[$1]:-}" options=()
+    shift 3
+    if [[ -n "$target" ]]; then
+        options=(-DCMAKE_SYSTEM_NAME=Windows "-DCMAKE_CXX_COMPILER=${CONSUMER_COMPILER[$preset]}"
+            "-DCMAKE_RC_COMPILER=$target-windres")
+    fi
+    cmake -G Ninja -S "$source" -B "$folder" "${options[@]}" "$@" && cmake --build "$folder" -j "$(nproc)"
+}
+
+# Where the programs of a preset find the compiler's libraries.
+compiler_folders() {
+    local target="${CONSUMER_TARGET[$1]}"
+    say "Z:$(dirname "$("${CONSUMER_COMPILER[$1]}" -print-file-name=libstdc++-6.dll)");Z:/usr/$target/lib"
+}
+
+# copy_sources FOLDER: the tree as a fresh clone has it.
+copy_sources() {
+    mkdir -p "$1"
+    tar --exclude=./build --exclude=./.git -cf - . | tar -C "$1" -xf -
+}
 
 # build_by_cmake PRESET FOLDER
 build_by_cmake() {
-    local preset="$1" folder="$2" toolchain="${CONSUMER_TOOLCHAIN[$1]:-}"
-    cmake -G Ninja -S tests/install -B "$folder" -DCMAKE_BUILD_TYPE=Release \
-        "-DlumutilsWinCli_DIR=$BUILD/$preset/installed/lib/cmake/lumutilsWinCli" \
-        ${toolchain:+"-DCMAKE_TOOLCHAIN_FILE=$ROOT/cmake/$toolchain.cmake"} && cmake --build "$folder"
+    consumer_cmake "$1" tests/install "$2/find_package" -DCMAKE_BUILD_TYPE=Release \
+        "-DCMAKE_PREFIX_PATH=$BUILD/$1/installed"
 }
 
 # build_by_subdirectory PRESET FOLDER: without an optimiser, as what is tried is whether it builds and links.
 build_by_subdirectory() {
-    local preset="$1" folder="$2" toolchain="${CONSUMER_TOOLCHAIN[$1]:-}"
-    cmake -G Ninja -S tests/install/subdirectory -B "$folder" "-DLIBRARY_FOLDER=$ROOT" \
-        ${toolchain:+"-DCMAKE_TOOLCHAIN_FILE=$ROOT/cmake/$toolchain.cmake"} &&
-        cmake --build "$folder" -j "$(nproc)" --target consumer_shared consumer_static
+    copy_sources "$2/clone" && consumer_cmake "$1" tests/install/subdirectory "$2/subdirectory" \
+        "-DLIBRARY_FOLDER=$2/clone" "-DCMAKE_PREFIX_PATH=$BUILD/deps/usr"
 }
 
-# build_by_pkg_config PRESET FOLDER SUFFIX [LINK_OPTION]
+# build_by_fetch_content PRESET FOLDER
+build_by_fetch_content() {
+    tar -C "$2/clone" -czf "$2/library.tar.gz" . && consumer_cmake "$1" tests/install/fetch_content "$2/fetch_content" \
+        "-DLIBRARY_ARCHIVE=$2/library.tar.gz" "-DCMAKE_PREFIX_PATH=$BUILD/deps/usr"
+}
+
+# build_by_pkg_config PRESET FOLDER SUFFIX
 build_by_pkg_config() {
-    local preset="$1" folder="$2" compiler="${CONSUMER_COMPILER[$1]}" flags expected
+    local preset="$1" folder="$2/pkg_config" compiler="${CONSUMER_COMPILER[$1]}" flags expected
     local -x PKG_CONFIG_PATH="$BUILD/$preset/installed/lib/pkgconfig"
     flags="$(pkg-config --cflags --libs lumutilsWinCli)" || return 1
     expected="$(pkg-config --modversion lumutilsWinCli)"
+    mkdir -p "$folder"
     # shellcheck disable=SC2086
     "$compiler" -std=c++17 -O2 "-DEXPECTED_VERSION=\"$expected\"" tests/install/main.cpp \
-        -o "$folder/consumer_pkg_config$3" $flags ${4:-}
+        -o "$folder/consumer_pkg_config$3" $flags
 }
 
-# install_and_build PRESET SUFFIX [LINK_OPTION]
+# build_examples PRESET FOLDER: copied out of the tree, with the installed library.
+build_examples() {
+    local example name
+    cp -r examples "$2/examples"
+    for example in "$2"/examples/*/CMakeLists.txt "$2"/examples/*/native/CMakeLists.txt; do
+        example="$(dirname "$example")" name="${example#"$2"/examples/}"
+        [[ "$name" != desktop-window || "$1" == windows-* ]] || continue
+        consumer_cmake "$1" "$example" "$2/example/$name" "-DCMAKE_PREFIX_PATH=$BUILD/$1/installed" || return 1
+    done
+}
+
+# install_and_build PRESET SUFFIX
 install_and_build() {
-    local preset="$1" suffix="$2" installed="$BUILD/$1/installed" consumer="$BUILD/$1/install-consumer"
+    local preset="$1" suffix="$2" installed="$BUILD/$1/installed" consumer="$BUILD/$1/consumers"
     rm -rf "$installed" "$consumer"
     mkdir -p "$consumer"
     cmake --install "$BUILD/$preset" --prefix "$installed" && build_by_cmake "$preset" "$consumer" &&
-        build_by_pkg_config "$preset" "$consumer" "$suffix" "${3:-}" &&
-        build_by_subdirectory "$preset" "$consumer/subdirectory"
+        build_by_pkg_config "$preset" "$consumer" "$suffix" && build_examples "$preset" "$consumer" &&
+        build_by_subdirectory "$preset" "$consumer" || return 1
+    # Of another compiler it would show nothing more.
+    [[ "$preset" != linux-x64 ]] || build_by_fetch_content "$preset" "$consumer"
 }
 
 # run_consumer SUITE PROGRAM KIND [STARTER...]: a program of the consumer's is a test.
@@ -66,27 +106,43 @@ run_consumer() {
 
 # run_consumers SUITE PRESET SUFFIX [STARTER...]
 run_consumers() {
-    local suite="$1" preset="$2" suffix="$3" kind consumer="$BUILD/$2/install-consumer"
+    local suite="$1" preset="$2" suffix="$3" kind consumer="$BUILD/$2/consumers"
     shift 3
-    # These have built their library themselves, and know or hold where it is.
+    local -x LD_LIBRARY_PATH="$BUILD/$preset/installed/lib" WINEPATH="Z:$BUILD/$preset/installed/bin"
+    [[ -z "$suffix" ]] || WINEPATH+=";$(compiler_folders "$preset")"
     for kind in shared static; do
         run_consumer "$suite" "$consumer/subdirectory/consumer_$kind$suffix" "subdirectory-$kind" "$@"
+        run_consumer "$suite" "$consumer/find_package/consumer_$kind$suffix" "find_package-$kind" "$@"
     done
-    local -x LD_LIBRARY_PATH="$BUILD/$preset/installed/lib" WINEPATH="Z:$BUILD/$preset/installed/bin"
-    for kind in shared static pkg_config; do
-        run_consumer "$suite" "$consumer/consumer_$kind$suffix" "$kind" "$@"
-    done
+    run_consumer "$suite" "$consumer/pkg_config/consumer_pkg_config$suffix" pkg_config "$@"
+    [[ "$preset" != linux-x64 ]] ||
+        run_consumer "$suite" "$consumer/fetch_content/consumer_fetch_content" fetch_content "$@"
+}
+
+# run_copied_fetch SUITE PRESET SUFFIX [STARTER...]: the example that was copied elsewhere fetches a file.
+run_copied_fetch() {
+    local suite="$1" program="$BUILD/$2/consumers/example/fetch/lum_fetch$3" log="$LOGS/$1/install-example.log" code=0
+    shift 3
+    local -x WINEPATH=""
+    [[ "$program" != *.exe ]] || WINEPATH="$(compiler_folders "$suite")"
+    # shellcheck disable=SC2016
+    timeout --kill-after=20 60 "$TEST_SERVER" -- bash -c 'exec "$@" "http://127.0.0.1:$LUM_TEST_NGINX_PORT/one.bin"' \
+        fetch "$@" "$program" >"$log" 2>&1 </dev/null || code=$?
+    end_after "$code"
+    ((code == 0)) || show_tail "$log"
+    add_outcomes "$suite/install" <<<"$( ((code == 0)) && say passed || say failed) InstallTest.ACopiedExampleWorks"
 }
 
 # check_install SUITE PRESET SUFFIX [STARTER...]
 check_install() {
-    local suite="$1" preset="$2" suffix="$3" passed=$PASSED failed=$FAILED
+    local suite="$1" preset="$2" suffix="$3" passed=$PASSED failed=$FAILED start=$SECONDS
     shift 3
     say "    install"
-    if ! run_logged "$LOGS/$suite/install.log" install_and_build "$preset" "$suffix" ${suffix:+-static}; then
+    if ! run_logged "$LOGS/$suite/install.log" install_and_build "$preset" "$suffix"; then
         add_failure "$suite/install - (the library cannot be used by others)"
         return
     fi
     run_consumers "$suite" "$preset" "$suffix" "$@"
-    say "      $((PASSED - passed)) passed, $((FAILED - failed)) failed"
+    run_copied_fetch "$suite" "$preset" "$suffix" "$@"
+    say "      $((PASSED - passed)) passed, $((FAILED - failed)) failed, $((SECONDS - start)) s"
 }

@@ -134,6 +134,7 @@ rule_named_tests() {
 }
 
 run_lint() {
+    take_no_arguments lint "$@"
     plan "build linux-x64's compile commands" "check formatting, static analysis and the rules of the house"
     need "${LINUX_BUILD[@]}" git clang_format clang_tidy shellcheck || exit 1
     configure_preset linux-x64 || exit 1

@@ -35,26 +35,40 @@ has_cmake() {
 define_need ninja "Ninja" "ninja-build"
 has_ninja() { has_command ninja; }
 
-define_need googletest "GoogleTest's sources in /usr/src/googletest" "googletest"
-has_googletest() { has_one_of /usr/src/googletest/CMakeLists.txt; }
+define_need googletest "GoogleTest with its mocks" "libgtest-dev libgmock-dev"
+has_googletest() { has_header gmock/gmock.h && has_header gtest/gtest.h; }
+
+# Of no distribution there is a package for the compilers for Windows.
+define_need googletest_sources "GoogleTest's sources in /usr/src/googletest" "googletest"
+has_googletest_sources() { has_one_of /usr/src/googletest/CMakeLists.txt; }
 
 define_need libcurl "libcurl's headers, 7.87 or newer" "libcurl4-openssl-dev"
 has_libcurl() { has_header curl/curl.h; }
 
-define_need json "nlohmann json 3.11.3 in build/deps/usr/include, /usr/include or /usr/local/include" ""
-has_json() {
-    local folder
-    for folder in "$BUILD/deps/usr/include" /usr/include /usr/local/include; do
-        is_wanted_json "$folder/nlohmann/detail/abi_macros.hpp" && return 0
-    done
-    return 1
+# In a folder of its own, because the compilers for Windows must not see the other headers of the system.
+define_need json "nlohmann json 3.11.3 or newer, headers only (nlohmann-json3-dev, json-devel or nlohmann-json)" ""
+has_json() { is_wanted_json "$BUILD/deps/usr"; }
+
+# is_wanted_json PREFIX: at least 3.11.3, with the file by which CMake finds it.
+is_wanted_json() {
+    has_one_of "$1"/share/cmake/nlohmann_json/nlohmann_jsonConfig.cmake &&
+        [[ -r "$1/include/nlohmann/detail/abi_macros.hpp" ]] && awk '
+        /#define NLOHMANN_JSON_VERSION_(MAJOR|MINOR|PATCH)/ { version[substr($2, 23)] = $3 }
+        END { exit !(version["MAJOR"] == 3 && (version["MINOR"] * 1000 + version["PATCH"]) >= 11003) }' \
+        "$1/include/nlohmann/detail/abi_macros.hpp"
 }
 
-# At least 3.11.3, and still 3.11.
-is_wanted_json() {
-    [[ -r "$1" ]] && awk '
-        /#define NLOHMANN_JSON_VERSION_(MAJOR|MINOR|PATCH)/ { version[substr($2, 23)] = $3 }
-        END { exit !(version["MAJOR"] == 3 && version["MINOR"] == 11 && version["PATCH"] >= 3) }' "$1"
+# get_json: a copy of the system's, or on Debian 12 the package of the next release.
+get_json() {
+    local prefix
+    for prefix in /usr /usr/local; do
+        is_wanted_json "$prefix" || continue
+        mkdir -p "$BUILD/deps/usr/include" "$BUILD/deps/usr/share/cmake"
+        cp -rL "$prefix/include/nlohmann" "$BUILD/deps/usr/include/"
+        cp -rL "$prefix/share/cmake/nlohmann_json" "$BUILD/deps/usr/share/cmake/"
+        return
+    done
+    is_debian_12 && unpack_json
 }
 
 define_need libcrypto "OpenSSL's headers, for comparison" "libssl-dev"
@@ -118,6 +132,12 @@ has_shellcheck() { has_command shellcheck; }
 define_need gcovr "gcovr, which shows what the tests run" "gcovr"
 has_gcovr() { has_command gcovr; }
 
+define_need xvfb "the X server Xvfb" "xvfb"
+has_xvfb() { has_command Xvfb; }
+
+define_need doxygen "Doxygen" "doxygen"
+has_doxygen() { has_command doxygen; }
+
 define_need git "git" "git"
 has_git() { has_command git; }
 
@@ -163,7 +183,7 @@ TEST_SERVERS=(nginx openssl certificates)
 MANAGED_BUILD=(dotnet netstandard)
 TEST_PEERS=(libcrypto icu)
 FUZZ_BUILD=("${LINUX_BUILD[@]}" "${TEST_PEERS[@]}" fuzzer)
-WINDOWS_BENCH=(mingw_x86 mingw_x64 wine wine32)
+WINDOWS_BENCH=(mingw_x86 mingw_x64 googletest_sources wine wine32)
 BENCH_PEERS=(cpprest libcrypto icu boost glib libuuid uriparser)
 
 # clang_tool NAME: the command of the version that the project is checked with.
@@ -203,7 +223,9 @@ explain_missing() {
         packages="${NEED_PACKAGES[$name]}"
         complain "  ${NEED_TEXT[$name]}${packages:+ (Debian: apt-get install $packages)}"
     done
-    if is_debian_12; then
+    if can_install; then
+        complain "apt-get could not install them: is the network up, and do the system's package sources answer?"
+    elif is_debian_12; then
         complain "install them, or run this as root or with sudo at hand"
     else
         complain "only Debian 12 is prepared by this command: install them with your system's tools"
@@ -222,9 +244,9 @@ fill_needs() {
         say "Installing ${packages[*]}"
         install_and_log "${packages[@]}" || true
     fi
-    if [[ " ${missing[*]} " == *" json "* ]] && is_debian_12; then
+    if [[ " ${missing[*]} " == *" json "* ]]; then
         say "Fetching nlohmann json into build/deps"
-        run_logged "$LOGS/json.log" unpack_json || true
+        run_logged "$LOGS/json.log" get_json || true
     fi
     if [[ " ${missing[*]} " == *" netstandard "* ]] && has_dotnet; then
         say "Fetching NETStandard.Library"

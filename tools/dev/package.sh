@@ -98,9 +98,10 @@ use_package() {
 }
 
 run_package() {
+    take_no_arguments package "$@"
     plan "build the native library for linux-x64, windows-x86 and windows-x64" "make the NuGet package in build/package" \
         "use it in a project of its own, on .NET and on Mono"
-    need "${LINUX_BUILD[@]}" "${MANAGED_BUILD[@]}" mono mingw_x86 mingw_x64 unzip || exit 1
+    need "${LINUX_BUILD[@]}" "${MANAGED_BUILD[@]}" mono mingw_x86 mingw_x64 googletest_sources unzip || exit 1
     make_package || exit 1
     if ! check_package_content || ! use_package; then
         complain "the package does not work"

@@ -1,7 +1,38 @@
 # shellcheck shell=bash
 # Running the examples.
 
+# check_url TEXT: what would else be refused only after the build.
+check_url() { [[ "$1" =~ ^https?://[^/?#] ]] || usage_error "'$1' is no http or https URL"; }
+
+# check_host_arguments ARGUMENT...: the options of the desktop host.
+check_host_arguments() {
+    local has_proxy=0 has_user=0
+    while (($# > 0)); do
+        case "$1" in
+        --socks | --user | --output | --failing)
+            (($# > 1)) && [[ -n "$2" ]] || usage_error "$1 needs a value; see ./dev run --help"
+            ;;&
+        --socks)
+            [[ "$2" =~ ^(\[[0-9a-fA-F:.]+\]|[^]:/@[]+):[0-9]{1,5}$ ]] || usage_error "'$2' is no HOST:PORT"
+            has_proxy=1
+            ;;
+        --user)
+            [[ "$2" == ?*:* ]] || usage_error "--user takes NAME:PASSWORD"
+            has_user=1
+            ;;
+        --failing) check_url "$2" ;;
+        --output) ;;
+        -*) usage_error "run has no option '$1'; see ./dev run --help" ;;
+        *) check_url "$1" ;;
+        esac
+        if [[ "$1" == --* ]]; then shift 2; else shift; fi
+    done
+    ((!has_user || has_proxy)) || usage_error "--user is for the proxy that --socks names"
+}
+
 run_fetch() {
+    local url
+    for url in "$@"; do check_url "$url"; done
     plan "build linux-x64" "run the native example"
     need "${LINUX_BUILD[@]}" "${TEST_SERVERS[@]}" || exit 1
     build_preset linux-x64 lum_fetch || exit 1
@@ -21,6 +52,7 @@ exec "$@" --socks "127.0.0.1:$LUM_TEST_SOCKS_PORT" "${files[@]/#/$site/licenses/
 NO_PROXY='exec "$@" --socks "127.0.0.1:$LUM_TEST_CLOSED_PORT" --failing "http://127.0.0.1:$LUM_TEST_NGINX_PORT/one.bin"'
 
 run_desktop_host() {
+    check_host_arguments "$@"
     local native="$BUILD/linux-x64" has_proxy=0 word command
     for word in "$@"; do [[ "$word" == --socks ]] && has_proxy=1; done
     plan "build linux-x64 and the managed projects" "run the desktop host"
@@ -29,7 +61,7 @@ run_desktop_host() {
     build_managed examples/desktop-host/DesktopHost.csproj || exit 1
     export LD_LIBRARY_PATH="$native/src:$native/examples/desktop-host/native"
     command=(dotnet exec "$MANAGED/DesktopHost/release/DesktopHost.dll" --output "$BUILD/desktop-host")
-    if ((has_proxy)) || [[ "${1:-}" == --help ]]; then
+    if ((has_proxy)); then
         exec "${command[@]}" "$@"
     elif (($# > 0)); then
         exec "$TEST_SERVER" --proxies -- bash -c "$OWN_PROXY" own-proxy "${command[@]}" "$@"

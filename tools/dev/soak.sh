@@ -54,7 +54,7 @@ run_soak() {
     elif [[ "${1:-}" == --windows ]]; then
         [[ "${2:-}" =~ ^x(86|64)$ ]] || usage_error "soak on which Windows: x86 or x64?"
         preset="windows-$2"
-        needs+=(mingw_x64 wine)
+        needs+=(mingw_x64 googletest_sources wine)
         [[ "$2" == x64 ]] || needs+=(mingw_x86 wine32)
         shift 2
     fi
@@ -67,6 +67,7 @@ run_soak() {
     seconds="${1:-$SOAK_SECONDS}" seed="${2:-}"
     [[ "$seconds" =~ ^[1-9][0-9]{0,4}$ ]] || usage_error "for how many seconds? '$seconds' is no number from 1 to 99999"
     [[ "$seed" =~ ^[0-9]{0,18}$ ]] || usage_error "with which seed? '$seed' is no number"
+    (($# <= 2)) || usage_error "soak takes a number of seconds and a seed, and got '$3' too"
     plan "build $preset" "run for $seconds s: ${names[*]}"
     need "${needs[@]}" || exit 1
     build_soaks "$preset" "${names[@]}" || exit 1

@@ -1,17 +1,19 @@
 # shellcheck shell=bash
 # The test suites: what each needs, which programs it runs and how. A new suite is a row in each table.
 
-SUITES=(linux managed windows-x86 windows-x64 fuzz)
+SUITES=(command linux managed windows-x86 windows-x64 fuzz)
 
 declare -A SUITE_NEEDS=(
-    [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${TEST_PEERS[*]} gdb pkg_config"
+    [command]=""
+    [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${TEST_PEERS[*]} gdb pkg_config doxygen"
     [managed]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${MANAGED_BUILD[*]} mono microsocks dante"
-    [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 mingw_x64 pkg_config wine wine_tls wine32 wine32_tls"
-    [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 pkg_config wine wine_tls ${MANAGED_BUILD[*]} microsocks dante"
+    [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 mingw_x64 googletest_sources pkg_config wine wine_tls wine32 wine32_tls xvfb"
+    [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 googletest_sources pkg_config wine wine_tls xvfb ${MANAGED_BUILD[*]} microsocks dante"
     [fuzz]="${FUZZ_BUILD[*]}"
 )
 
 declare -A SUITE_RUNNER=(
+    [command]=run_command_suite
     [linux]=run_linux_suite
     [managed]=run_managed_suite
     [windows-x86]=run_windows_suite
@@ -84,6 +86,7 @@ run_linux_suite() {
         run_suite_program "$suite" "$preset" "$program" "" ""
     done
     check_fetch "$suite" "$preset" ""
+    [[ "$preset" != linux-x64 ]] || check_docs "$suite"
     # With a sanitizer it would be the sanitizer's library that is installed.
     [[ "$preset" == linux-x64 ]] && check_install "$suite" "$preset" ""
     return 0
@@ -195,6 +198,7 @@ run_windows_suite() {
     check_locks_across_widths "$suite"
     check_managed "$suite"
     check_fetch "$suite" "$suite" ".exe" wine
+    check_window "$suite"
     check_desktop_host "$suite"
     check_exports "$suite"
     check_install "$suite" "$suite" ".exe" wine
@@ -263,6 +267,7 @@ set_sanitizer_options() {
 run_sanitized() {
     local kind="${1:-}"
     check_sanitizer "$kind"
+    (($# == 1)) || usage_error "sanitize takes one kind, and got '$2' too"
     plan "build linux-x64-$kind" "run the linux suite with it"
     set_sanitizer_options
     LIMIT_FACTOR=4
