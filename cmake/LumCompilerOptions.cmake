@@ -10,13 +10,15 @@ set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 set(LUM_SANITIZER "" CACHE STRING "Sanitizer to build with: empty, address, thread or fuzzer")
 set_property(CACHE LUM_SANITIZER PROPERTY STRINGS "" address thread fuzzer)
 option(LUM_COVERAGE "Count which lines and branches run" OFF)
-# A host brings a compiler and options of its own, whose warnings are not known here.
-option(LUM_WARNINGS_AS_ERRORS "A warning ends the build" ${PROJECT_IS_TOP_LEVEL})
+# On in the presets whose compilers are known here. Other compilers and versions warn of other things.
+option(LUM_WARNINGS_AS_ERRORS "A warning ends the build" OFF)
 
 # Log records carry the path of their source file: keep the build machine's folders out of it.
 function(lum_target_options target)
   if(MSVC)
     target_compile_options(${target} PRIVATE /W4 $<$<BOOL:${LUM_WARNINGS_AS_ERRORS}>:/WX> /utf-8 /permissive-)
+    # The narrow runtime calls are part of what the library promises.
+    target_compile_definitions(${target} PRIVATE _CRT_SECURE_NO_WARNINGS)
     return()
   endif()
   target_compile_options(${target} PRIVATE

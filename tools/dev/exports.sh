@@ -61,9 +61,11 @@ check_exports() {
 
 run_exports() {
     take_no_arguments exports "$@"
-    plan "compile the library for windows-x86 and windows-x64" "write src/exports"
-    need "${LINUX_BUILD[@]}" mingw_x86 mingw_x64 googletest_sources || exit 1
+    plan "compile the library for windows-x86, windows-x64 and linux-x64" "write src/exports and $ABI_BASELINE"
+    need "${LINUX_BUILD[@]}" mingw_x86 mingw_x64 googletest_sources abigail || exit 1
     build_preset windows-x86 lum_core && build_preset windows-x64 lum_core || exit 1
     write_exports windows-x86
     write_exports windows-x64
+    build_preset linux-x64 lumutilsWinCli_shared && write_abi "$ABI_BASELINE" || exit 1
+    say "  $ABI_BASELINE"
 }

@@ -23,7 +23,8 @@ help_text() {
 ./dev sanitize {address,thread}   the linux suite with a sanitizer
 ./dev coverage                    the linux suite, counting which lines and branches of src run; writes build/coverage
 ./dev package                     make the NuGet package in build/package, and use it in a project of its own
-./dev exports                     write the lists of what the Windows module shows
+./dev exports                     write the lists of what the Windows module shows, and the form of what the Linux library
+                                  offers to programs
 ./dev docs                        write the reference of the public headers into build/docs
 ./dev lint                        formatting, static analysis and the rules of the house
 ./dev help [COMMAND]              this text, or the part of one command, as ./dev COMMAND --help does

@@ -133,6 +133,63 @@ run_copied_fetch() {
     add_outcomes "$suite/install" <<<"$( ((code == 0)) && say passed || say failed) InstallTest.ACopiedExampleWorks"
 }
 
+# cut_from_readme LANGUAGE: the first block of the README in that language.
+cut_from_readme() { awk -v fence="^\`\`\`$1\$" '$0 ~ fence { on = 1; next } /^```/ { if (on) exit } on' README.md; }
+
+# unpack_package PRESET ROOT: makes the package, and unpacks it into an empty folder.
+unpack_package() {
+    local preset="$1" root="$2" packages="$BUILD/packages/$1" file
+    rm -rf "$packages" "$root"
+    mkdir -p "$packages" "$root"
+    cpack --config "$BUILD/$preset/CPackConfig.cmake" -B "$packages" || return 1
+    for file in "$packages"/*.deb "$packages"/*.zip; do
+        case "$file" in
+        *\**) ;;
+        *.deb) dpkg-deb -x "$file" "$root" && dpkg-deb --field "$file" Depends | grep -q libcurl ;;
+        *.zip) unzip -q "$file" -d "$root" ;;
+        esac || return 1
+    done
+    [[ -n "$(find "$root" -name THIRD-PARTY-NOTICES.md)" ]] &&
+        grep -q '^PackageLicenseDeclared: NONE' "$(find "$root" -name liblumutilsWinCli.spdx)"
+}
+
+# use_package_of PRESET FOLDER SUFFIX [STARTER...]: the README's request, built with the README's lines and the unpacked
+# package, fetches a file. It runs under the test server.
+use_package_of() {
+    local preset="$1" folder="$2" suffix="$3" root libraries
+    shift 3
+    mkdir -p "$folder/readme"
+    cut_from_readme cmake >"$folder/readme/lines.cmake"
+    cut_from_readme cpp | sed "s#https://example.org/#http://127.0.0.1:$LUM_TEST_NGINX_PORT/licenses/BSD#" \
+        >"$folder/readme/main.cpp"
+    root="$(dirname "$(find "$folder/root" -type d -name include)")"
+    consumer_cmake "$preset" tests/install/readme "$folder/program" "-DCMAKE_PREFIX_PATH=$root" \
+        "-DREADME_FOLDER=$folder/readme" || return 1
+    libraries="$root/lib"
+    [[ -z "$suffix" ]] || export WINEPATH="Z:$root/bin;$(compiler_folders "$preset")"
+    env LD_LIBRARY_PATH="$libraries" timeout --kill-after=20 60 "$@" "$folder/program/your_program$suffix" |
+        tee /dev/stderr | grep -q Redistribution
+}
+
+# check_packages SUITE PRESET SUFFIX [STARTER...]
+check_packages() {
+    local suite="$1" preset="$2" folder="$BUILD/$2/package-consumer" outcome=failed log="$LOGS/$1/packages.log" code=0
+    shift
+    say "    packages"
+    if run_logged "$log" unpack_package "$preset" "$folder/root"; then
+        export -f use_package_of cut_from_readme consumer_cmake compiler_folders say
+        export BUILD
+        # shellcheck disable=SC2016
+        timeout --kill-after=20 300 "$TEST_SERVER" -- bash -c "$(declare -p CONSUMER_COMPILER CONSUMER_TARGET)"'
+            set -euo pipefail; use_package_of "$1" "$2" "${@:3}"' package "$preset" "$folder" "${@:2}" \
+            >>"$log" 2>&1 </dev/null || code=$?
+        end_after "$code"
+        ((code != 0)) || outcome=passed
+    fi
+    [[ "$outcome" == passed ]] || show_tail "$log"
+    add_outcomes "$suite/packages" <<<"$outcome PackageTest.TheReadmesRequestIsBuiltWithThePackage"
+}
+
 # check_install SUITE PRESET SUFFIX [STARTER...]
 check_install() {
     local suite="$1" preset="$2" suffix="$3" passed=$PASSED failed=$FAILED start=$SECONDS

@@ -48,8 +48,52 @@ lint_tidy() {
     report "clang-tidy" "$(grep -vE '^[0-9]+ warnings?( and [0-9]+ errors?)? (generated|treated)' <<<"$output" || true)"
 }
 
+# clang_commands PRESET OPTIONS: how clang would look at each of the library's sources, a command a line. What only GCC
+# knows is left out; for Windows it is told where GCC's headers are.
+clang_commands() {
+    sed -nE 's/^ *"command": "(.*)",$/\1/p' "$BUILD/$1/compile_commands.json" | sed -E 's/\\(.)/\1/g' |
+        grep -E ' -c [^ ]*/src/(common|Windows|platform)/' |
+        sed -E "s#^([^ ]*ccache )?[^ ]+ #clang++-14 $2 -fsyntax-only -Wno-unknown-warning-option #
+            s/ -o [^ ]+ -c / / ; s/ -(fno-gnu-unique|Wa,[^ ]+)//g ; s/\$/ -Wno-format-nonliteral/"
+}
+
+# mingw_headers TRIPLE: the options that stand for what GCC's driver knows by itself.
+mingw_headers() {
+    local folder
+    folder="$(dirname "$("$1-g++-posix" -print-libgcc-file-name)")/include/c++"
+    say "--target=$1 -isystem $folder -isystem $folder/$1"
+}
+
+# lint_clang PRESET OPTIONS
+lint_clang() {
+    local output
+    output="$(clang_commands "$1" "$2" |
+        (cd "$BUILD/$1" && xargs -r -d '\n' -n 1 -P "$(nproc)" bash -c 2>&1))" || output+=" (clang failed)"
+    (($(clang_commands "$1" "$2" | wc -l) > 30)) || output="(there are no commands to look at)"
+    report "clang has nothing to say of $1" "$output"
+}
+
+# The committed form of what the Linux library offers to programs that were built with it.
+ABI_BASELINE=docs/abi/linux-x64.abi
+
+# write_abi FILE: without what hosts do not call.
+write_abi() {
+    abidw --no-corpus-path --no-comp-dir-path --no-show-locs --drop-private-types --exported-interfaces-only \
+        --suppressions docs/abi/internal.supp --headers-dir src/common --headers-dir src/Windows \
+        "$BUILD/linux-x64/src/liblumutilsWinCli.so" --out-file "$1"
+}
+
+# Names that are added break nobody.
+lint_abi() {
+    local output
+    if output="$(write_abi "$BUILD/lint/linux-x64.abi" 2>&1 && abidiff --no-added-syms "$ABI_BASELINE" "$BUILD/lint/linux-x64.abi" 2>&1)"; then
+        output=""
+    fi
+    report "the library's binary interface is that of $ABI_BASELINE (./dev exports writes it anew)" "$output"
+}
+
 lint_shell() {
-    report "shellcheck" "$(shellcheck -x -a dev .ci/run 2>&1 || true)"
+    report "shellcheck" "$(shellcheck -x -a dev .ci/run tests/command/CommandTest.sh tests/support/wine-test.sh 2>&1 || true)"
 }
 
 # Only one room knows which system it is on.
@@ -136,8 +180,10 @@ rule_named_tests() {
 run_lint() {
     take_no_arguments lint "$@"
     plan "build linux-x64's compile commands" "check formatting, static analysis and the rules of the house"
-    need "${LINUX_BUILD[@]}" git clang_format clang_tidy shellcheck || exit 1
-    configure_preset linux-x64 || exit 1
+    need "${LINUX_BUILD[@]}" git clang_format clang_tidy shellcheck fuzzer mingw_x86 mingw_x64 googletest_sources \
+        abigail || exit 1
+    configure_preset linux-x64 && configure_preset windows-x86 && configure_preset windows-x64 || exit 1
+    build_preset linux-x64 lumutilsWinCli_shared || exit 1
     lint_format
     rule_platform_room
     rule_standard_language
@@ -146,6 +192,10 @@ run_lint() {
     rule_readme_example
     rule_named_tests
     lint_shell
+    lint_abi
+    lint_clang linux-x64 ""
+    lint_clang windows-x86 "$(mingw_headers i686-w64-mingw32)"
+    lint_clang windows-x64 "$(mingw_headers x86_64-w64-mingw32)"
     say "  clang-tidy runs ..."
     lint_tidy
     if ((LINT_FAILED != 0)); then

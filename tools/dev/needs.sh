@@ -172,6 +172,12 @@ has_pkg_config() { has_command pkg-config; }
 define_need unzip "the command unzip" "unzip"
 has_unzip() { has_command unzip; }
 
+define_need dpkg_deb "the command dpkg-deb" "dpkg"
+has_dpkg_deb() { has_command dpkg-deb; }
+
+define_need abigail "the commands abidw and abidiff" "abigail-tools"
+has_abigail() { has_command abidw && has_command abidiff; }
+
 define_need microsocks "the SOCKS5 proxy microsocks" "microsocks"
 has_microsocks() { has_command microsocks; }
 

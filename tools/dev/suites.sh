@@ -5,10 +5,10 @@ SUITES=(command linux managed windows-x86 windows-x64 fuzz)
 
 declare -A SUITE_NEEDS=(
     [command]=""
-    [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${TEST_PEERS[*]} gdb pkg_config doxygen"
+    [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${TEST_PEERS[*]} gdb pkg_config doxygen dpkg_deb"
     [managed]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${MANAGED_BUILD[*]} mono microsocks dante"
-    [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 mingw_x64 googletest_sources pkg_config wine wine_tls wine32 wine32_tls xvfb"
-    [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 googletest_sources pkg_config wine wine_tls xvfb ${MANAGED_BUILD[*]} microsocks dante"
+    [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 mingw_x64 googletest_sources pkg_config wine wine_tls wine32 wine32_tls xvfb unzip"
+    [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 googletest_sources pkg_config wine wine_tls xvfb unzip ${MANAGED_BUILD[*]} microsocks dante"
     [fuzz]="${FUZZ_BUILD[*]}"
 )
 
@@ -88,7 +88,10 @@ run_linux_suite() {
     check_fetch "$suite" "$preset" ""
     [[ "$preset" != linux-x64 ]] || check_docs "$suite"
     # With a sanitizer it would be the sanitizer's library that is installed.
-    [[ "$preset" == linux-x64 ]] && check_install "$suite" "$preset" ""
+    if [[ "$preset" == linux-x64 ]]; then
+        check_install "$suite" "$preset" ""
+        check_packages "$suite" "$preset" ""
+    fi
     return 0
 }
 
@@ -202,6 +205,7 @@ run_windows_suite() {
     check_desktop_host "$suite"
     check_exports "$suite"
     check_install "$suite" "$suite" ".exe" wine
+    check_packages "$suite" "$suite" ".exe" wine
 }
 
 # skip_suite NAME NEED...: says what is missing. In CI it is a failure.
