@@ -1,16 +1,19 @@
 #include "support/BarChart.h"
 
 #include <algorithm>
+#include <ctime>
+#include <fstream>
 #include <iomanip>
 #include <sstream>
+#include <thread>
 
 namespace LumBench {
 
 namespace {
 
-constexpr int kWidth = 1000;
+constexpr int kWidth = 1180;
 constexpr int kLabelWidth = 430;
-constexpr int kValueWidth = 90;
+constexpr int kValueWidth = 270;
 constexpr int kTop = 96;
 constexpr int kRowHeight = 20;
 constexpr int kBarHeight = 13;
@@ -41,6 +44,29 @@ std::string escaped(const std::string& text)
         }
     }
     return result;
+}
+
+/// The processor's name, as the system tells it.
+std::string processorName()
+{
+    std::ifstream facts("/proc/cpuinfo");
+    for (std::string line; std::getline(facts, line);) {
+        const std::size_t colon = line.find(": ");
+        if (line.rfind("model name", 0) == 0 && colon != std::string::npos) {
+            return line.substr(colon + 2);
+        }
+    }
+    return "an unknown processor";
+}
+
+/// Where and when it was measured.
+std::string circumstances()
+{
+    const std::time_t now = std::time(nullptr);
+    std::ostringstream text;
+    text << processorName() << ", " << std::thread::hardware_concurrency() << " of its threads; "
+         << std::put_time(std::gmtime(&now), "%Y-%m-%d");
+    return text.str();
 }
 
 double xOf(double ratio)
@@ -107,7 +133,9 @@ private:
     void DrawTitle()
     {
         Text(16, 28, "font-size=\"18\" font-weight=\"bold\"", "Benchmark \"" + report.Name() + "\"");
-        Text(16, 48, "fill=\"#555\"", "Ratio to the peer, measured in the same run; longer is better, 1 is equal");
+        Text(16, 48, "fill=\"#555\"",
+             "Ratio to the peer (ours / theirs), measured in the same run; longer is better, 1 is equal. " +
+                 circumstances());
     }
 
     void DrawLegend()
@@ -159,7 +187,8 @@ private:
             Box(xOf(*row.goal) - 1.25, y - 2, 2.5, kBarHeight + 4, "#000");
         }
         std::ostringstream ratio;
-        ratio << std::fixed << std::setprecision(2) << row.ratio << (row.ratio > kLongestRatio ? " \u2192" : "");
+        ratio << row.RatioText() << (row.ratio > kLongestRatio ? " \u2192" : "") << "  (" << FormatNumber(row.ours)
+              << " / " << FormatNumber(row.theirs) << ')';
         const double end = std::max(xOf(row.ratio), row.goal ? xOf(*row.goal) : 0);
         Text(end + 8, y + kTextDrop, "", ratio.str());
     }

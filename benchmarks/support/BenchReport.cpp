@@ -15,7 +15,7 @@ namespace LumBench {
 
 namespace {
 
-constexpr double kHighestRatio = 10;
+constexpr double kRatioOfNothing = 10;
 
 using Line = std::vector<std::string>;
 
@@ -33,7 +33,7 @@ Line tableLine(const BenchRow& row)
             row.unit,
             FormatNumber(row.ours),
             FormatNumber(row.theirs),
-            fixed(row.ratio, 2),
+            row.RatioText(),
             row.goal ? fixed(*row.goal, 2) : "-",
             row.goal ? (row.IsMet() ? "yes" : "NO") : "-"};
 }
@@ -89,17 +89,22 @@ std::string FormatNumber(double value)
     return fixed(value, value >= 1 ? 2 : 5);
 }
 
+std::string BenchRow::RatioText() const
+{
+    return (isAtLeast ? ">" : "") + fixed(ratio, 2);
+}
+
 void BenchReport::AddMoreIsBetter(const std::string& caseName, const std::string& peer, const std::string& unit,
                                   double ours, double theirs, std::optional<double> goal)
 {
-    rows.push_back({caseName, peer, unit, ours, theirs, theirs > 0 ? ours / theirs : 0, goal});
+    rows.push_back({caseName, peer, unit, ours, theirs, theirs > 0 ? ours / theirs : 0, false, goal});
 }
 
 void BenchReport::AddLessIsBetter(const std::string& caseName, const std::string& peer, const std::string& unit,
                                   double ours, double theirs, std::optional<double> goal)
 {
-    const double ratio = ours > 0 ? std::min(theirs / ours, kHighestRatio) : kHighestRatio;
-    rows.push_back({caseName, peer, unit, ours, theirs, ratio, goal});
+    const double ratio = ours > 0 ? theirs / ours : kRatioOfNothing;
+    rows.push_back({caseName, peer, unit, ours, theirs, ratio, ours <= 0, goal});
 }
 
 void BenchReport::PrintTable(std::ostream& output) const

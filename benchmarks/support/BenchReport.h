@@ -17,10 +17,16 @@ struct BenchRow {
     double theirs = 0;
     double ratio = 0;
 
+    /// Ours was too small to be measured, so the ratio is only known to be at least that.
+    bool isAtLeast = false;
+
     /// The ratio to reach; a row without one only informs.
     std::optional<double> goal;
 
     bool IsMet() const { return !goal || ratio >= *goal; }
+
+    /// The ratio as people read it.
+    std::string RatioText() const;
 };
 
 /// The rows of one benchmark, in the order in which they were added.
@@ -32,7 +38,7 @@ public:
     void AddMoreIsBetter(const std::string& caseName, const std::string& peer, const std::string& unit, double ours,
                          double theirs, std::optional<double> goal);
 
-    /// A unit of which less is better. Ratios beyond 10 are given as 10, which is also the ratio of nothing at all.
+    /// A unit of which less is better. Of nothing at all the ratio is at least 10.
     void AddLessIsBetter(const std::string& caseName, const std::string& peer, const std::string& unit, double ours,
                          double theirs, std::optional<double> goal);
 
