@@ -10,10 +10,10 @@ elseif(TARGET lum_test_server)
   set(LUM_TEST_SERVER "$<TARGET_FILE:lum_test_server>")
 endif()
 
-# lum_discover_tests(PROGRAM [SERVERS]): with SERVERS they talk to servers, which each starts for itself. Where there are
-# none, on Windows itself, CTest leaves these out.
+# lum_discover_tests(PROGRAM [SERVERS] [SCREEN]): with SERVERS they talk to servers, which each starts for itself. Where
+# there are none, on Windows itself, CTest leaves these out. With SCREEN they show windows.
 function(lum_discover_tests program)
-  cmake_parse_arguments(PARSE_ARGV 1 arg SERVERS "" "")
+  cmake_parse_arguments(PARSE_ARGV 1 arg "SERVERS;SCREEN" "" "")
   if(NOT TARGET ${program} OR (arg_SERVERS AND NOT LUM_TEST_SERVER))
     return()
   endif()
@@ -23,6 +23,9 @@ function(lum_discover_tests program)
   endif()
   if(CMAKE_CROSSCOMPILING)
     list(APPEND launcher "${PROJECT_SOURCE_DIR}/tests/support/wine-test.sh")
+    if(arg_SCREEN)
+      list(APPEND launcher --screen)
+    endif()
   endif()
   set_target_properties(${program} PROPERTIES CROSSCOMPILING_EMULATOR "${launcher}")
   # By numbers and not by values, of which some have the same text.

@@ -87,6 +87,7 @@ run_linux_suite() {
     done
     check_fetch "$suite" "$preset" ""
     [[ "$preset" != linux-x64 ]] || check_docs "$suite"
+    [[ "$preset" != linux-x64 ]] || check_ctest "$suite" "$preset"
     # With a sanitizer it would be the sanitizer's library that is installed.
     if [[ "$preset" == linux-x64 ]]; then
         check_install "$suite" "$preset" ""
@@ -203,6 +204,7 @@ run_windows_suite() {
     check_fetch "$suite" "$suite" ".exe" wine
     check_window "$suite"
     check_desktop_host "$suite"
+    check_ctest "$suite" "$suite"
     check_exports "$suite"
     check_install "$suite" "$suite" ".exe" wine
     check_packages "$suite" "$suite" ".exe" wine
