@@ -5,8 +5,8 @@ endif()
 if(NOT TARGET nlohmann_json::nlohmann_json)
   message(FATAL_ERROR
     "liblumutilsWinCli needs nlohmann json 3.11 or newer (headers only), and find_package(nlohmann_json 3.11) finds none. "
-    "Install it (Debian 13 and Ubuntu 24.04: nlohmann-json3-dev; Fedora: json-devel; vcpkg and Conan: nlohmann_json or "
-    "nlohmann-json), or set CMAKE_PREFIX_PATH or nlohmann_json_DIR to the one that you have. "
+    "Install it (Debian 13 and Ubuntu 24.04: nlohmann-json3-dev; Fedora: json-devel; vcpkg: nlohmann-json; Conan: "
+    "nlohmann_json), or set CMAKE_PREFIX_PATH or nlohmann_json_DIR to the one that you have. "
     "On Debian 12 `./dev run` or `./dev test` fetches it into build/deps, where the presets look.")
 endif()
 

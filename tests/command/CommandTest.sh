@@ -11,6 +11,7 @@ make_stage() {
     for tool in apt-get cmake dotnet dpkg ninja sudo wine; do
         printf '#!/bin/sh\necho "%s $*" >>"%s/calls"\nexit 1\n' "$tool" "$stage" >"$stage/bin/$tool"
     done
+    # shellcheck disable=SC2016
     printf '#!/bin/sh\ncase "$1" in -u|-g) echo "${STAGE_USER:-0}" ;; *) echo user ;; esac\n' >"$stage/bin/id"
     printf 'ID=debian\nVERSION_ID=12\n' >"$stage/debian-12"
     printf 'ID=other\nVERSION_ID=1\n' >"$stage/other"
@@ -21,6 +22,7 @@ make_stage() {
 # on_stage COMMAND...: its output and its exit code are kept.
 on_stage() {
     STAGE_CODE=0
+    # shellcheck disable=SC2153
     STAGE_OUTPUT="$(cd "$STAGE" && env PATH="$STAGE/bin:$PATH" OS_RELEASE="$STAGE/${STAGE_SYSTEM:-other}" \
         POLICY_RC_D="$STAGE/policy" "$@" 2>&1 </dev/null)" || STAGE_CODE=$?
 }

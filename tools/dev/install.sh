@@ -122,6 +122,7 @@ run_consumers() {
 # run_copied_fetch SUITE PRESET SUFFIX [STARTER...]: the example that was copied elsewhere fetches a file.
 run_copied_fetch() {
     local suite="$1" program="$BUILD/$2/consumers/example/fetch/lum_fetch$3" log="$LOGS/$1/install-example.log" code=0
+    local outcome=passed
     shift 3
     local -x WINEPATH=""
     [[ "$program" != *.exe ]] || WINEPATH="$(compiler_folders "$suite")"
@@ -129,8 +130,11 @@ run_copied_fetch() {
     timeout --kill-after=20 60 "$TEST_SERVER" -- bash -c 'exec "$@" "http://127.0.0.1:$LUM_TEST_NGINX_PORT/one.bin"' \
         fetch "$@" "$program" >"$log" 2>&1 </dev/null || code=$?
     end_after "$code"
-    ((code == 0)) || show_tail "$log"
-    add_outcomes "$suite/install" <<<"$( ((code == 0)) && say passed || say failed) InstallTest.ACopiedExampleWorks"
+    if ((code != 0)); then
+        outcome=failed
+        show_tail "$log"
+    fi
+    add_outcomes "$suite/install" <<<"$outcome InstallTest.ACopiedExampleWorks"
 }
 
 # cut_from_readme LANGUAGE: the first block of the README in that language.
@@ -138,11 +142,11 @@ cut_from_readme() { awk -v fence="^\`\`\`$1\$" '$0 ~ fence { on = 1; next } /^``
 
 # unpack_package PRESET ROOT: makes the package, and unpacks it into an empty folder.
 unpack_package() {
-    local preset="$1" root="$2" packages="$BUILD/packages/$1" file
-    rm -rf "$packages" "$root"
-    mkdir -p "$packages" "$root"
-    cpack --config "$BUILD/$preset/CPackConfig.cmake" -B "$packages" || return 1
-    for file in "$packages"/*.deb "$packages"/*.zip; do
+    local preset="$1" root="$2" made="$BUILD/packages/$1" file
+    rm -rf "$made" "$root"
+    mkdir -p "$made" "$root"
+    cpack --config "$BUILD/$preset/CPackConfig.cmake" -B "$made" || return 1
+    for file in "$made"/*.deb "$made"/*.zip; do
         case "$file" in
         *\**) ;;
         *.deb) dpkg-deb -x "$file" "$root" && dpkg-deb --field "$file" Depends | grep -q libcurl ;;
@@ -156,7 +160,7 @@ unpack_package() {
 # use_package_of PRESET FOLDER SUFFIX [STARTER...]: the README's request, built with the README's lines and the unpacked
 # package, fetches a file. It runs under the test server.
 use_package_of() {
-    local preset="$1" folder="$2" suffix="$3" root libraries
+    local preset="$1" folder="$2" suffix="$3" root folders=""
     shift 3
     mkdir -p "$folder/readme"
     cut_from_readme cmake >"$folder/readme/lines.cmake"
@@ -165,9 +169,8 @@ use_package_of() {
     root="$(dirname "$(find "$folder/root" -type d -name include)")"
     consumer_cmake "$preset" tests/install/readme "$folder/program" "-DCMAKE_PREFIX_PATH=$root" \
         "-DREADME_FOLDER=$folder/readme" || return 1
-    libraries="$root/lib"
-    [[ -z "$suffix" ]] || export WINEPATH="Z:$root/bin;$(compiler_folders "$preset")"
-    env LD_LIBRARY_PATH="$libraries" timeout --kill-after=20 60 "$@" "$folder/program/your_program$suffix" |
+    [[ -z "$suffix" ]] || folders="Z:$root/bin;$(compiler_folders "$preset")"
+    env LD_LIBRARY_PATH="$root/lib" WINEPATH="$folders" timeout --kill-after=20 60 "$@" "$folder/program/your_program$suffix" |
         tee /dev/stderr | grep -q Redistribution
 }
 

@@ -10,7 +10,7 @@ check_host_arguments() {
     while (($# > 0)); do
         case "$1" in
         --socks | --user | --output | --failing)
-            (($# > 1)) && [[ -n "$2" ]] || usage_error "$1 needs a value; see ./dev run --help"
+            [[ -n "${2:-}" ]] || usage_error "$1 needs a value; see ./dev run --help"
             ;;&
         --socks)
             [[ "$2" =~ ^(\[[0-9a-fA-F:.]+\]|[^]:/@[]+):[0-9]{1,5}$ ]] || usage_error "'$2' is no HOST:PORT"

@@ -13,7 +13,8 @@ start_screen() {
         sleep 0.1
     done
     [[ -s "$number" ]] || return 1
-    export DISPLAY=":$(<"$number")"
+    DISPLAY=":$(<"$number")"
+    export DISPLAY
 }
 
 end_screen() {
