@@ -63,7 +63,7 @@ test_TheWholeHelpNamesEveryCommand() {
 test_ArgumentsThatAreWrongAreRefusedBeforeAnythingIsDone() {
     refuses there-is-no-such-command &&
         refuses run --bogus && refuses run --socks && refuses run --socks nowhere http://a/ &&
-        refuses run --user a:b http://a/ && refuses run ftp://a/ && refuses run http:/// &&
+        refuses run --user a:b http://a/ && refuses run --socks a:1 && refuses run ftp://a/ && refuses run http:/// &&
         refuses run fetch --bogus && refuses run fetch a &&
         refuses test bogus && refuses test --bogus && refuses test linux bogus &&
         refuses bench bogus && refuses bench --bogus &&

@@ -6,7 +6,7 @@ check_url() { [[ "$1" =~ ^https?://[^/?#] ]] || usage_error "'$1' is no http or 
 
 # check_host_arguments ARGUMENT...: the options of the desktop host.
 check_host_arguments() {
-    local has_proxy=0 has_user=0
+    local has_proxy=0 has_user=0 urls=0
     while (($# > 0)); do
         case "$1" in
         --socks | --user | --output | --failing)
@@ -20,14 +20,21 @@ check_host_arguments() {
             [[ "$2" == ?*:* ]] || usage_error "--user takes NAME:PASSWORD"
             has_user=1
             ;;
-        --failing) check_url "$2" ;;
+        --failing)
+            check_url "$2"
+            urls=1
+            ;;
         --output) ;;
         -*) usage_error "run has no option '$1'; see ./dev run --help" ;;
-        *) check_url "$1" ;;
+        *)
+            check_url "$1"
+            urls=1
+            ;;
         esac
         if [[ "$1" == --* ]]; then shift 2; else shift; fi
     done
     ((!has_user || has_proxy)) || usage_error "--user is for the proxy that --socks names"
+    ((!has_proxy || urls)) || usage_error "name the URLs to fetch through the proxy"
 }
 
 run_fetch() {
