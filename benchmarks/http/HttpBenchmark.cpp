@@ -1,10 +1,12 @@
 #include "HttpBenchmark.h"
 
+#include "BurstProbe.h"
 #include "LargeBodyProbe.h"
 #include "LoadTally.h"
 #include "MultiLoopClient.h"
 #include "ThreadedEasyClient.h"
-#include "support/Median.h"
+#include "UploadProbe.h"
+#include "UploadSink.h"
 #include "support/ProcessUsage.h"
 
 #include <algorithm>
@@ -24,12 +26,38 @@ constexpr const char* kThreads = "curl, thread per request";
 constexpr const char* kCpprest = "cpprestsdk";
 constexpr const char* kConnectionLimit = "limit";
 
-constexpr double kChainedGoal = 0.85;
-constexpr double kSubmittedGoal = 0.65;
+constexpr const char* kUploadCase = "256 MiB upload";
+constexpr const char* kBurstCase = "100,000 at once";
+
 constexpr double kConnectionsPerRequestLimit = 0.001;
 constexpr double kLargeBodyGoal = 0.95;
+
+/// The time per request may be half as much again as that of a thousand at once.
+constexpr double kBurstGoal = 1 / 1.5;
+constexpr std::size_t kLargeBurst = 100000;
+constexpr std::size_t kSmallBurst = 1000;
+constexpr std::size_t kSmallBursts = 20;
+
 constexpr double kMebibyte = 1024.0 * 1024.0;
-constexpr double kMemoryAllowance = 8;
+constexpr double kMemoryLimit = HttpBenchmark::kLargeBody / kMebibyte + 8;
+
+double chainedGoal(std::size_t concurrency)
+{
+    return concurrency <= 16 ? 0.95 : 0.90;
+}
+
+double submittedGoal(std::size_t concurrency)
+{
+    if (concurrency == 1) {
+        return 0.70;
+    }
+    return concurrency <= 16 ? 0.78 : 0.85;
+}
+
+double largest(const std::vector<double>& values)
+{
+    return *std::max_element(values.begin(), values.end());
+}
 
 std::string bodyName(std::size_t size)
 {
@@ -60,6 +88,12 @@ BenchReport HttpBenchmark::Run()
     MeasureLoads(report);
     if (options.WantsCase("256 MiB")) {
         MeasureLargeBody(report);
+    }
+    if (options.WantsCase(kUploadCase)) {
+        MeasureUpload(report);
+    }
+    if (options.WantsCase(kBurstCase)) {
+        MeasureBurst(report);
     }
     return report;
 }
@@ -111,10 +145,10 @@ void HttpBenchmark::MeasureLoad(BenchReport& report, std::size_t bodySize, std::
         std::reverse(measuredOnes.begin(), measuredOnes.end());
     }
     if (wantsChained) {
-        AddLoadRows(report, common + kChained, kChained, measured, kChainedGoal);
+        AddLoadRows(report, common + kChained, kChained, measured, chainedGoal(concurrency));
     }
     if (wantsSubmitted) {
-        AddLoadRows(report, common + kSubmitted, kSubmitted, measured, kSubmittedGoal);
+        AddLoadRows(report, common + kSubmitted, kSubmitted, measured, submittedGoal(concurrency));
     }
 }
 
@@ -134,8 +168,10 @@ void HttpBenchmark::MeasureRound(const Participant& participant, const Load& loa
     const auto requests = static_cast<double>(tally.Requests());
     series.requestsPerSecond.push_back(requests / elapsed.count());
     series.cpuPerRequest.push_back(cpu / requests);
+    const std::uint64_t connections = serverStatus.AcceptedConnections() - connectionsBefore;
+    series.connectionsPerRequest.push_back(static_cast<double>(connections) / requests);
     series.requests += tally.Requests();
-    series.connections += serverStatus.AcceptedConnections() - connectionsBefore;
+    series.connections += connections;
     if (participant.client.get() == chained) {
         chainedRequests += tally.Requests();
     }
@@ -152,14 +188,12 @@ void HttpBenchmark::AddLoadRows(BenchReport& report, const std::string& caseName
         }
         const Series& other = place->second;
         const std::optional<double> peerGoal = peer == kMultiLoop ? std::optional<double>(goal) : std::nullopt;
-        report.AddMoreIsBetter(caseName, peer, "requests/s", Median(own.requestsPerSecond),
-                               Median(other.requestsPerSecond), peerGoal);
-        report.AddLessIsBetter(caseName, peer, "CPU us/request", Median(own.cpuPerRequest), Median(other.cpuPerRequest),
-                               std::nullopt);
+        report.AddMoreIsBetter(caseName, peer, "requests/s", own.requestsPerSecond, other.requestsPerSecond, peerGoal);
+        report.AddLessIsBetter(caseName, peer, "CPU us/request", own.cpuPerRequest, other.cpuPerRequest, std::nullopt);
     }
-    report.AddLessIsBetter(caseName, kConnectionLimit, "connections/request",
-                           static_cast<double>(own.connections) / static_cast<double>(own.requests),
-                           kConnectionsPerRequestLimit, 1);
+    report.AddLimit(caseName, kConnectionLimit, "connections/request",
+                    static_cast<double>(own.connections) / static_cast<double>(own.requests), own.connectionsPerRequest,
+                    kConnectionsPerRequestLimit);
 }
 
 void HttpBenchmark::MeasureLargeBody(BenchReport& report)
@@ -179,14 +213,58 @@ void HttpBenchmark::MeasureLargeBody(BenchReport& report)
         std::reverse(clients.begin(), clients.end());
     }
     const char* const caseName = "256 MiB";
-    const double ourPeak = *std::max_element(peaks[kOurs].begin(), peaks[kOurs].end());
-    report.AddMoreIsBetter(caseName, "curl", "MiB/s", Median(speeds[kOurs]), Median(speeds[kPlain]), kLargeBodyGoal);
-    report.AddMoreIsBetter(caseName, "curl, length reserved", "MiB/s", Median(speeds[kOurs]),
-                           Median(speeds[kReserving]), std::nullopt);
-    report.AddLessIsBetter(caseName, "body + 8 MiB", "peak MiB", ourPeak, kLargeBody / kMebibyte + kMemoryAllowance, 1);
-    report.AddLessIsBetter(caseName, "curl", "peak MiB", ourPeak, Median(peaks[kPlain]), std::nullopt);
-    report.AddLessIsBetter(caseName, "curl, length reserved", "peak MiB", ourPeak, Median(peaks[kReserving]),
+    report.AddMoreIsBetter(caseName, "curl", "MiB/s", speeds[kOurs], speeds[kPlain], kLargeBodyGoal);
+    report.AddMoreIsBetter(caseName, "curl, length reserved", "MiB/s", speeds[kOurs], speeds[kReserving], std::nullopt);
+    report.AddLimit(caseName, "body + 8 MiB", "peak MiB", largest(peaks[kOurs]), peaks[kOurs], kMemoryLimit);
+    report.AddLessIsBetter(caseName, "curl", "peak MiB", peaks[kOurs], peaks[kPlain], std::nullopt);
+    report.AddLessIsBetter(caseName, "curl, length reserved", "peak MiB", peaks[kOurs], peaks[kReserving],
                            std::nullopt);
+}
+
+/// The caller's body is copied once, as the caller may let it go when the operation returns. Curl reads it in its
+/// place.
+void HttpBenchmark::MeasureUpload(BenchReport& report) const
+{
+    using namespace UploadProbe;
+    const int rounds = options.isQuick ? 3 : 7;
+    std::cerr << kUploadCase << ": " << rounds << " rounds of 2 clients\n";
+    const UploadSink sink;
+    std::map<std::string, std::vector<double>> speeds;
+    std::map<std::string, std::vector<double>> peaks;
+    std::vector<const char*> clients{kOurs, kCurl};
+    for (int round = 0; round < rounds; ++round) {
+        for (const char* client : clients) {
+            const UploadMeasurement result = Measure(client, sink.Url(), kLargeBody);
+            speeds[client].push_back(kLargeBody / kMebibyte / result.seconds);
+            peaks[client].push_back(result.peakBytes / kMebibyte);
+        }
+        std::reverse(clients.begin(), clients.end());
+    }
+    report.AddMoreIsBetter(kUploadCase, "curl", "MiB/s", speeds[kOurs], speeds[kCurl], kLargeBodyGoal);
+    report.AddLimit(kUploadCase, "one copy + 8 MiB", "peak MiB", largest(peaks[kOurs]), peaks[kOurs], kMemoryLimit);
+    report.AddLessIsBetter(kUploadCase, "curl, no copy", "peak MiB", peaks[kOurs], peaks[kCurl], std::nullopt);
+}
+
+/// What was given up counts with the time that it took until then, so that the goal is missed by far.
+void HttpBenchmark::MeasureBurst(BenchReport& report) const
+{
+    const int rounds = options.isQuick ? 1 : 3;
+    const std::string url = baseUrl + "/" + std::to_string(kSmallBody);
+    std::vector<double> large;
+    std::vector<double> small;
+    bool isComplete = true;
+    for (int round = 0; round < rounds && isComplete; ++round) {
+        std::cerr << kBurstCase << ": round " << round + 1 << " of " << rounds << "\n";
+        small.push_back(BurstProbe::Measure(url, kSmallBurst, kSmallBursts).MicrosecondsPerRequest());
+        const BurstMeasurement result = BurstProbe::Measure(url, kLargeBurst, 1);
+        large.push_back(result.MicrosecondsPerRequest());
+        isComplete = result.succeeded == kLargeBurst;
+        if (!isComplete) {
+            std::cerr << kBurstCase << ": only " << result.succeeded << " succeeded within " << result.seconds
+                      << " s\n";
+        }
+    }
+    report.AddLessIsBetter(kBurstCase, "1,000 at once", "us/request", large, small, kBurstGoal);
 }
 
 } // namespace LumBench

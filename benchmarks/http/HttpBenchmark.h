@@ -36,6 +36,7 @@ private:
     struct Series {
         std::vector<double> requestsPerSecond;
         std::vector<double> cpuPerRequest;
+        std::vector<double> connectionsPerRequest;
         std::uint64_t requests = 0;
         std::uint64_t connections = 0;
     };
@@ -48,6 +49,8 @@ private:
     void AddLoadRows(BenchReport& report, const std::string& caseName, const std::string& ours,
                      const SeriesByName& measured, double goal) const;
     void MeasureLargeBody(BenchReport& report);
+    void MeasureUpload(BenchReport& report) const;
+    void MeasureBurst(BenchReport& report) const;
 
     BenchOptions options;
     std::string baseUrl;

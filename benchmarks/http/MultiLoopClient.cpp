@@ -15,6 +15,17 @@ void require(CURLMcode code)
     }
 }
 
+/// The owner of the response, as a completion is: it counts it and lets it go.
+void countResult(CURLcode result, long status, std::unique_ptr<EasyResponse> response, LoadTally& tally)
+{
+    if (result == CURLE_OK) {
+        tally.Count(status, response->body.size());
+    } else {
+        tally.CountFailure();
+    }
+    response.reset();
+}
+
 } // namespace
 
 MultiLoopClient::MultiLoopClient() : multi(curl_multi_init()) {}
@@ -40,8 +51,8 @@ void MultiLoopClient::Run(const Load& load, LoadTally& tally)
 
 void MultiLoopClient::Start(Transfer& transfer, const std::string& url)
 {
-    transfer.response = EasyResponse();
-    transfer.handle = MakeEasyHandle(url, transfer.response);
+    transfer.response = std::make_unique<EasyResponse>();
+    transfer.handle = MakeEasyHandle(url, *transfer.response);
     curl_easy_setopt(transfer.handle.get(), CURLOPT_PRIVATE, &transfer);
     require(curl_multi_add_handle(multi.get(), transfer.handle.get()));
 }
@@ -56,11 +67,7 @@ bool MultiLoopClient::FinishTransfers(const std::string& url, LoadTally& tally)
         const CURLcode result = message->data.result;
         Transfer* transfer = nullptr;
         curl_easy_getinfo(handle, CURLINFO_PRIVATE, &transfer);
-        if (result == CURLE_OK) {
-            tally.Count(EasyStatus(handle), transfer->response.body.size());
-        } else {
-            tally.CountFailure();
-        }
+        countResult(result, EasyStatus(handle), std::move(transfer->response), tally);
         require(curl_multi_remove_handle(multi.get(), handle));
         transfer->handle.reset();
         if (!tally.IsOver()) {

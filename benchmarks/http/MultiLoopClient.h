@@ -17,7 +17,8 @@ public:
 
 private:
     struct Transfer {
-        EasyResponse response;
+        /// Made for each request, and handed to an owner when it has come.
+        std::unique_ptr<EasyResponse> response;
         EasyHandle handle;
     };
 

@@ -1,5 +1,7 @@
+#include "BurstProbe.h"
 #include "HttpBenchmark.h"
 #include "LargeBodyProbe.h"
+#include "UploadProbe.h"
 #include "support/InterruptWatch.h"
 #include "support/NginxServer.h"
 #include "support/ProxyEnvironment.h"
@@ -68,7 +70,8 @@ void run(const BenchOptions& options)
     std::cout
         << "nginx on loopback, one process; x16: 16 requests in flight; chained: each completion starts the next\n"
            "request; submitted: a thread of its own starts them. The thread-per-request client keeps one easy\n"
-           "handle per thread. Connections count from 0.1 s into a case. A ratio above 1 means that ours is better.\n"
+           "handle per thread. Connections count from 0.1 s into a case. A ratio above 1 means that ours is better;\n"
+           "it is that of the medians, and min, median and max are those of the single rounds' ratios.\n"
            "Log records per request: "
         << FormatNumber(benchmark.LogRecordsPerRequest()) << "\n\n";
     report.PrintTable(std::cout);
@@ -85,6 +88,12 @@ int main(int count, char** arguments)
         LumLocalServer::ForgetProxies();
         if (count > 1 && std::string(arguments[1]) == LargeBodyProbe::kOption) {
             return LargeBodyProbe::Main(count, arguments);
+        }
+        if (count > 1 && std::string(arguments[1]) == UploadProbe::kOption) {
+            return UploadProbe::Main(count, arguments);
+        }
+        if (count > 1 && std::string(arguments[1]) == BurstProbe::kOption) {
+            return BurstProbe::Main(count, arguments);
         }
         run(ParseBenchOptions(count, arguments));
         return EXIT_SUCCESS;

@@ -24,6 +24,7 @@ constexpr double kLongestRatio = 2.5;
 constexpr const char* kMetColor = "#2e7d4f";
 constexpr const char* kMissedColor = "#c0392b";
 constexpr const char* kInformingColor = "#8fa3b8";
+constexpr const char* kSpreadColor = "#1b2631";
 
 std::string escaped(const std::string& text)
 {
@@ -150,6 +151,17 @@ private:
         }
         Box(x + 4, 58, 2.5, 16, "#000");
         Text(x + 14, 70, "", "goal");
+        DrawWhisker(x + 70, x + 100, 59.5);
+        Text(x + 110, 70, "", "lowest to highest round");
+    }
+
+    /// A line with ends, over a bar of the usual height.
+    void DrawWhisker(double left, double right, double y)
+    {
+        Box(left, y + kBarHeight / 2.0 - 0.5, right - left, 1, kSpreadColor);
+        for (const double end : {left, right}) {
+            Box(end - 0.5, y + 3, 1, kBarHeight - 6, kSpreadColor);
+        }
     }
 
     void DrawAxis(int height)
@@ -183,13 +195,17 @@ private:
         constexpr double kTextDrop = 11;
         Text(kLabelWidth - 10, y + kTextDrop, "text-anchor=\"end\"", row.unit + " / " + row.peer);
         Box(kLabelWidth, y, xOf(row.ratio) - kLabelWidth, kBarHeight, colorOf(row));
+        if (row.spread) {
+            DrawWhisker(xOf(row.spread->lowest), xOf(row.spread->highest), y);
+        }
         if (row.goal) {
             Box(xOf(*row.goal) - 1.25, y - 2, 2.5, kBarHeight + 4, "#000");
         }
         std::ostringstream ratio;
         ratio << row.RatioText() << (row.ratio > kLongestRatio ? " \u2192" : "") << "  (" << FormatNumber(row.ours)
               << " / " << FormatNumber(row.theirs) << ')';
-        const double end = std::max(xOf(row.ratio), row.goal ? xOf(*row.goal) : 0);
+        const double end =
+            std::max({xOf(row.ratio), row.goal ? xOf(*row.goal) : 0, row.spread ? xOf(row.spread->highest) : 0});
         Text(end + 8, y + kTextDrop, "", ratio.str());
     }
 

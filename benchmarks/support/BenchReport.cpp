@@ -1,6 +1,7 @@
 #include "support/BenchReport.h"
 
 #include "support/BarChart.h"
+#include "support/Median.h"
 
 #include <nlohmann/json.hpp>
 
@@ -34,6 +35,9 @@ Line tableLine(const BenchRow& row)
             FormatNumber(row.ours),
             FormatNumber(row.theirs),
             row.RatioText(),
+            row.spread ? fixed(row.spread->lowest, 2) : "-",
+            row.spread ? fixed(row.spread->median, 2) : "-",
+            row.spread ? fixed(row.spread->highest, 2) : "-",
             row.goal ? fixed(*row.goal, 2) : "-",
             row.goal ? (row.IsMet() ? "yes" : "NO") : "-"};
 }
@@ -76,6 +80,30 @@ double rounded(double value)
     return std::round(value * kScale) / kScale;
 }
 
+double moreIsBetter(double ours, double theirs)
+{
+    return theirs > 0 ? ours / theirs : 0;
+}
+
+double lessIsBetter(double ours, double theirs)
+{
+    return ours > 0 ? theirs / ours : kRatioOfNothing;
+}
+
+BenchSpread spreadOf(const std::vector<double>& ours, const std::vector<double>& theirs,
+                     double (*ratioOf)(double ours, double theirs))
+{
+    std::vector<double> ratios;
+    for (std::size_t round = 0; round < std::min(ours.size(), theirs.size()); ++round) {
+        ratios.push_back(ratioOf(ours[round], theirs[round]));
+    }
+    if (ratios.empty()) {
+        return {};
+    }
+    const auto [lowest, highest] = std::minmax_element(ratios.begin(), ratios.end());
+    return {*lowest, Median(ratios), *highest};
+}
+
 } // namespace
 
 std::string FormatNumber(double value)
@@ -97,19 +125,41 @@ std::string BenchRow::RatioText() const
 void BenchReport::AddMoreIsBetter(const std::string& caseName, const std::string& peer, const std::string& unit,
                                   double ours, double theirs, std::optional<double> goal)
 {
-    rows.push_back({caseName, peer, unit, ours, theirs, theirs > 0 ? ours / theirs : 0, false, goal});
+    rows.push_back({caseName, peer, unit, ours, theirs, moreIsBetter(ours, theirs), false, goal, std::nullopt});
 }
 
 void BenchReport::AddLessIsBetter(const std::string& caseName, const std::string& peer, const std::string& unit,
                                   double ours, double theirs, std::optional<double> goal)
 {
-    const double ratio = ours > 0 ? theirs / ours : kRatioOfNothing;
-    rows.push_back({caseName, peer, unit, ours, theirs, ratio, ours <= 0, goal});
+    rows.push_back({caseName, peer, unit, ours, theirs, lessIsBetter(ours, theirs), ours <= 0, goal, std::nullopt});
+}
+
+void BenchReport::AddMoreIsBetter(const std::string& caseName, const std::string& peer, const std::string& unit,
+                                  const std::vector<double>& ours, const std::vector<double>& theirs,
+                                  std::optional<double> goal)
+{
+    AddMoreIsBetter(caseName, peer, unit, Median(ours), Median(theirs), goal);
+    rows.back().spread = spreadOf(ours, theirs, moreIsBetter);
+}
+
+void BenchReport::AddLessIsBetter(const std::string& caseName, const std::string& peer, const std::string& unit,
+                                  const std::vector<double>& ours, const std::vector<double>& theirs,
+                                  std::optional<double> goal)
+{
+    AddLessIsBetter(caseName, peer, unit, Median(ours), Median(theirs), goal);
+    rows.back().spread = spreadOf(ours, theirs, lessIsBetter);
+}
+
+void BenchReport::AddLimit(const std::string& caseName, const std::string& limitName, const std::string& unit,
+                           double ours, const std::vector<double>& rounds, double limit)
+{
+    AddLessIsBetter(caseName, limitName, unit, ours, limit, 1);
+    rows.back().spread = spreadOf(rounds, std::vector<double>(rounds.size(), limit), lessIsBetter);
 }
 
 void BenchReport::PrintTable(std::ostream& output) const
 {
-    std::vector<Line> lines{{"case", "peer", "unit", "ours", "theirs", "ratio", "goal", "met"}};
+    std::vector<Line> lines{{"case", "peer", "unit", "ours", "theirs", "ratio", "min", "median", "max", "goal", "met"}};
     std::transform(rows.begin(), rows.end(), std::back_inserter(lines), tableLine);
     const std::vector<std::size_t> widths = columnWidths(lines);
     const std::string* lastCase = nullptr;
@@ -144,6 +194,11 @@ std::string BenchReport::Json() const
                                      {"theirs", rounded(row.theirs)},
                                      {"ratio", rounded(row.ratio)}};
         entry["goal"] = row.goal ? nlohmann::ordered_json(*row.goal) : nlohmann::ordered_json(nullptr);
+        if (row.spread) {
+            entry["ratioMin"] = rounded(row.spread->lowest);
+            entry["ratioMedian"] = rounded(row.spread->median);
+            entry["ratioMax"] = rounded(row.spread->highest);
+        }
         list.push_back(std::move(entry));
     }
     return list.dump(2) + "\n";

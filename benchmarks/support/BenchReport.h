@@ -8,6 +8,13 @@
 
 namespace LumBench {
 
+/// The ratios of the single rounds. Two states of one program show in it, which a single figure would hide.
+struct BenchSpread {
+    double lowest = 0;
+    double median = 0;
+    double highest = 0;
+};
+
 /// One comparison. A ratio above 1 means that ours is better, whatever the unit.
 struct BenchRow {
     std::string caseName;
@@ -22,6 +29,9 @@ struct BenchRow {
 
     /// The ratio to reach; a row without one only informs.
     std::optional<double> goal;
+
+    /// Nothing if the row was not measured in rounds.
+    std::optional<BenchSpread> spread;
 
     bool IsMet() const { return !goal || ratio >= *goal; }
 
@@ -41,6 +51,19 @@ public:
     /// A unit of which less is better. Of nothing at all the ratio is at least 10.
     void AddLessIsBetter(const std::string& caseName, const std::string& peer, const std::string& unit, double ours,
                          double theirs, std::optional<double> goal);
+
+    /// The same for what was measured in rounds, in the same order by both: the numbers are the medians.
+    void AddMoreIsBetter(const std::string& caseName, const std::string& peer, const std::string& unit,
+                         const std::vector<double>& ours, const std::vector<double>& theirs,
+                         std::optional<double> goal);
+    void AddLessIsBetter(const std::string& caseName, const std::string& peer, const std::string& unit,
+                         const std::vector<double>& ours, const std::vector<double>& theirs,
+                         std::optional<double> goal);
+
+    /// A limit that ours must not exceed: the goal is the ratio 1. `ours` is the figure that counts, such as the worst
+    /// of the rounds.
+    void AddLimit(const std::string& caseName, const std::string& limitName, const std::string& unit, double ours,
+                  const std::vector<double>& rounds, double limit);
 
     const std::string& Name() const { return name; }
     const std::vector<BenchRow>& Rows() const { return rows; }
