@@ -22,9 +22,9 @@ int Stat(const std::string& path);
 /// Deletes a file, never a directory. EACCES: somebody has it open.
 int Remove(const std::string& path);
 
-/// Gives a file or directory another name, a file also on another file system. EEXIST: the new name is taken; what bears
-/// it stays as it is, unless it is the same file, which is a success that changes nothing. EACCES: somebody has the file
-/// open.
+/// Gives a file or directory another name, a file also on another file system. EEXIST: the new name is taken; what
+/// bears it stays as it is, unless it is the same file, which is a success that changes nothing. EACCES: somebody has
+/// the file open.
 int Rename(const std::string& oldPath, const std::string& newPath);
 
 /// Makes one directory. EEXIST: the name is taken, by a directory or by anything else.

@@ -52,6 +52,11 @@ TEST(DescriptorLimitTest, LeavesRequestsWaitingAndTheHostItsFiles)
     EXPECT_EQ(runProbe("few-descriptors"), 0) << "the probe says on its error stream how the requests ended";
 }
 
+TEST(KeptConnectionTest, UnaskedBytesOverTlsGoToNoLaterRequest)
+{
+    EXPECT_EQ(runProbe("unasked-tls-bytes"), 0) << "the probe says on its error stream what was answered";
+}
+
 TEST(LookUpTest, HoldsUpNoOtherRequestAndIsTimed)
 {
     EXPECT_EQ(runProbe("looking-up"), 0) << "the probe says on its error stream what happened";

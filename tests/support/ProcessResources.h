@@ -24,8 +24,8 @@ void giveFreeMemoryBack();
 /// Descriptors or handles that this process has open.
 std::size_t openDescriptorCount();
 
-/// Whether that process, a child of this one, has a descriptor of that file. Always false on Windows, where a handle that
-/// is inherited keeps its share mode and shows in that.
+/// Whether that process, a child of this one, has a descriptor of that file. Always false on Windows, where a handle
+/// that is inherited keeps its share mode and shows in that.
 bool hasDescriptorOf(unsigned long process, const std::string& path);
 
 /// Threads of this process that have not ended.

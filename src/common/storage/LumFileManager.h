@@ -31,12 +31,12 @@ namespace LumStorage {
 /// path.
 ///
 /// **Nothing waits** for the other end of a FIFO: to read from one fails at once, and so does writing to one that
-/// nobody reads. writeFileContentWithLock waits for the lock, and opening a file for another process that has a lease on
-/// it, as long as the system lets it.
+/// nobody reads. writeFileContentWithLock waits for the lock, and opening a file for another process that has a lease
+/// on it, as long as the system lets it.
 ///
 /// **Files that are open.** Every operation opens its file so that others may read it, and write it too, unless it
-/// writes with a lock; nobody may delete or rename a file that is open. What the open of another does not allow fails at
-/// once and leaves the file as it was. On Linux only the opens of this library take part in that.
+/// writes with a lock; nobody may delete or rename a file that is open. What the open of another does not allow fails
+/// at once and leaves the file as it was. On Linux only the opens of this library take part in that.
 ///
 /// **Threads.** Operations run on the caller's thread and hold no lock of their own. Several threads may use one file
 /// manager if its logger and its wrapper accept concurrent calls; what becomes of one file that several of them write

@@ -44,8 +44,9 @@
 /// File calls leave the system's own numbers in the last error: EBUSY where the share modes of two opens exclude each
 /// other, EAGAIN where a lock is held elsewhere, EBADF for what is no open file. Paths are UTF-16, and name the file of
 /// the same text in UTF-8; a backslash is a separator as a slash is. Only regular files with an end are opened, others
-/// give ENOTSUP (directories EISDIR). A read that is cut short by the end leaves ENODATA. Locks and share modes are heeded
-/// by this layer, streams, renames and deletions included; they stop no other program. The file calls may be made on any thread; closing a handle while a call uses it takes effect when that call ends.
+/// give ENOTSUP (directories EISDIR). A read that is cut short by the end leaves ENODATA. Locks and share modes are
+/// heeded by this layer, streams, renames and deletions included; they stop no other program. The file calls may be
+/// made on any thread; closing a handle while a call uses it takes effect when that call ends.
 ///
 /// A request fails with ERROR_WINHTTP_TIMEOUT when nothing could be sent or received for 30 s, and when the head of the
 /// response has not come 90 s after the request was sent: the reference platform's defaults.

@@ -24,8 +24,8 @@ bool goOnWithoutDescriptors();
 /// fails as one whose name is not known, and others go on when there are threads again.
 bool goOnWithoutThreads();
 
-/// Starts thousands of requests at once in a process that may open few descriptors. True if all succeed, and the process
-/// itself can open a file meanwhile and afterwards.
+/// Starts thousands of requests at once in a process that may open few descriptors. True if all succeed, and the
+/// process itself can open a file meanwhile and afterwards.
 bool startManyWithFewDescriptors();
 
 } // namespace LumTests

@@ -6,8 +6,8 @@ namespace LumTests {
 /// by its own time-out.
 bool goOnWhileANameIsLookedUp();
 
-/// Ends the process in the middle of such a look-up: returns from main are to follow. A signal ends the process if its end
-/// is held up.
+/// Ends the process in the middle of such a look-up: returns from main are to follow. A signal ends the process if its
+/// end is held up.
 void leaveWhileANameIsLookedUp();
 
 } // namespace LumTests

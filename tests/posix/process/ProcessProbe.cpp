@@ -4,6 +4,7 @@
 #include "posix/process/Forks.h"
 #include "posix/process/Interruptions.h"
 #include "posix/process/LookUps.h"
+#include "posix/process/UnaskedTlsBytes.h"
 #include "posix/process/UnloadRounds.h"
 #include "support/RecordingLogger.h"
 #include "support/TestServers.h"
@@ -101,6 +102,8 @@ int main(int argumentCount, char** arguments)
     } else if (way == "left-looking-up") {
         LumTests::leaveWhileANameIsLookedUp();
         return 0;
+    } else if (way == "unasked-tls-bytes") {
+        return LumTests::keepUnaskedTlsBytesFromTheNextRequest() ? 0 : 1;
     } else if (way == "programs") {
         return LumTests::startProgramWhileRequestsRun() ? 0 : 1;
     } else if (way == "inherited") {

@@ -316,9 +316,8 @@ TEST_F(HeldUpTest, TheWatcherStepsInAfterALookWithoutProgress)
 {
     schedule.OnDeliveryBegins();
     schedule.OnWatchBegins();
-    for (const EngineSchedule::Work& work :
-         {WorkWith(Ready::Complete, false, false), WorkWith(Ready::None, true, false),
-          WorkWith(Ready::None, false, true)}) {
+    for (const EngineSchedule::Work& work : {WorkWith(Ready::Complete, false, false),
+                                             WorkWith(Ready::None, true, false), WorkWith(Ready::None, false, true)}) {
         EXPECT_EQ(schedule.OnLookBegins(), EngineSchedule::Look::Soon);
         EXPECT_TRUE(schedule.OnLookEnds(work));
     }

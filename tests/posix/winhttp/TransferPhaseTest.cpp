@@ -36,7 +36,7 @@ TEST(TransferPhaseTest, ChangesAsTheTableSaysAndNotOtherwise)
     for (const Phase phase : kPhases) {
         for (const Event event : kEvents) {
             const auto change = kChanges.find({phase, event});
-            const Phase expected = event == Event::Ended        ? Phase::Idle
+            const Phase expected = event == Event::Ended      ? Phase::Idle
                                    : change != kChanges.end() ? change->second
                                                               : phase;
             EXPECT_EQ(phaseAfter(phase, event), expected)

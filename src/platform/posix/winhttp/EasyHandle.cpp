@@ -154,8 +154,7 @@ void EasyHandle::SetMethod(const HttpMessage& message, const TransferStep& step)
 void EasyHandle::SetHeaders(const HttpMessage& message, const TransferStep& step)
 {
     // Most requests have no headers of their own and no body: their list is made once.
-    const HeaderList list =
-        message.headerLines.empty() && !step.sendsBody ? HeaderList::Usual : HeaderList::OfRequest;
+    const HeaderList list = message.headerLines.empty() && !step.sendsBody ? HeaderList::Usual : HeaderList::OfRequest;
     if (list == HeaderList::Usual && setHeaders == HeaderList::Usual) {
         return;
     }

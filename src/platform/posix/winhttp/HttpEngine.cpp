@@ -32,7 +32,8 @@ thread_local bool isEngineThread = false;
 /// For a copy of the process, which must not wait for the engine to be made by a thread that it does not have.
 HttpEngine* theEngine = nullptr;
 
-/// A look-up of a name that nobody waits for any more goes on in a thread of curl's: curl must not be unloaded under it.
+/// A look-up of a name that nobody waits for any more goes on in a thread of curl's: curl must not be unloaded under
+/// it.
 void keepCurlLoaded()
 {
     HMODULE module = nullptr;

@@ -68,8 +68,8 @@ public:
     std::shared_ptr<HttpHandle> nextReady;
 
 protected:
-    /// Reserves memory for more notifications than wait to be delivered at any time, one that nobody waits for and one for
-    /// each step of the owner. So queueing one never fails; it happens on threads that could not tell anybody.
+    /// Reserves memory for more notifications than wait to be delivered at any time, one that nobody waits for and one
+    /// for each step of the owner. So queueing one never fails; it happens on threads that could not tell anybody.
     void ReserveNotifications() { queue.Reserve(kMostNotifications); }
 
     /// Takes callback and mask over from the parent handle.

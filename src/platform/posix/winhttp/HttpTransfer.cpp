@@ -64,8 +64,7 @@ void HttpTransfer::Begin(std::shared_ptr<HttpRequest> newRequest, std::size_t ne
     Move(TransferEvent::Begun);
     step.url = message.url;
     step.verb = message.verb;
-    step.sendsBody =
-        step.verb == "POST" || step.verb == "PUT" || step.verb == "PATCH" || message.bodyLength > 0;
+    step.sendsBody = step.verb == "POST" || step.verb == "PUT" || step.verb == "PATCH" || message.bodyLength > 0;
     step.redirects = 0;
     step.isAtFirstOrigin = true;
     StartAttempt();

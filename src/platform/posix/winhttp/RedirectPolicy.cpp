@@ -20,8 +20,7 @@ using ParsedUrl = std::unique_ptr<CURLU, decltype(&curl_url_cleanup)>;
 /// False if the text is no URL, or no reference to one. Throws std::bad_alloc.
 bool parseInto(const ParsedUrl& parsed, const std::string& text)
 {
-    constexpr unsigned int kFlags =
-        CURLU_URLENCODE | CURLU_ALLOW_SPACE | CURLU_PATH_AS_IS | CURLU_NON_SUPPORT_SCHEME;
+    constexpr unsigned int kFlags = CURLU_URLENCODE | CURLU_ALLOW_SPACE | CURLU_PATH_AS_IS | CURLU_NON_SUPPORT_SCHEME;
     const CURLUcode result = curl_url_set(parsed.get(), CURLUPART_URL, text.c_str(), kFlags);
     if (result == CURLUE_OUT_OF_MEMORY) {
         throw std::bad_alloc();

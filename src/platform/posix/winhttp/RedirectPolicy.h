@@ -11,7 +11,8 @@ constexpr int kMostRedirects = 10;
 /// Whether a response of that status, with a Location, is a redirect.
 bool isRedirect(long status);
 
-/// Whether a redirect of that status is followed by a GET without a body, whatever the verb was (RFC 9110 section 15.4).
+/// Whether a redirect of that status is followed by a GET without a body, whatever the verb was (RFC 9110
+/// section 15.4).
 bool becomesGet(long status, std::string_view verb);
 
 /// Where the Location of a response to `url` leads: an absolute URL, percent-encoded, without fragment and user

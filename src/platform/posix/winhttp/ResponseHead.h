@@ -10,12 +10,12 @@ namespace LumPlatform {
 
 /// Collects the head of a response, status line and header fields, and judges whether it is HTTP (RFC 9112).
 ///
-/// Curl frames the response by the same lines but is more lenient: it makes up a status for a status line that has none,
-/// takes the digits at the beginning of a length for the length, and reads each line of a folded field by itself. What
-/// it would so misread is refused here. That are: another first line than "HTTP/1.", digit, space and three digits; a
-/// line without a colon; a Content-Length that is no number below 2^63, or several that differ; a Content-Length or
-/// Transfer-Encoding that is folded, or has a blank before its colon; a folded line that follows no field; and a head
-/// of more than 256 KiB.
+/// Curl frames the response by the same lines but is more lenient: it makes up a status for a status line that has
+/// none, takes the digits at the beginning of a length for the length, and reads each line of a folded field by itself.
+/// What it would so misread is refused here. That are: another first line than "HTTP/1.", digit, space and three
+/// digits; a line without a colon; a Content-Length that is no number below 2^63, or several that differ; a
+/// Content-Length or Transfer-Encoding that is folded, or has a blank before its colon; a folded line that follows no
+/// field; and a head of more than 256 KiB.
 class ResponseHead {
 public:
     enum class Verdict { Incomplete, Interim, Final, Invalid };

@@ -59,7 +59,8 @@ bool hasUnreadBytes(curl_socket_t socket)
     return recv(socket, &byte, 1, MSG_PEEK | MSG_DONTWAIT) > 0;
 }
 
-/// Drops the connection with all that it has received: curl takes a connection for alive while it has something to read.
+/// Drops the connection with all that it has received: curl takes a connection for alive while it has something to
+/// read.
 void disconnect(curl_socket_t socket)
 {
     sockaddr none = {};

@@ -14,9 +14,9 @@ namespace LumPlatform {
 /// The sockets of all transfers and of the connections that are kept between them, on one epoll descriptor. One thread
 /// at a time calls it, but for Wake, which any thread may call.
 ///
-/// A kept connection on which anything can be read, be it data, the end or an alert, would hand that to the next request
-/// as its answer. Such a connection is retired as soon as that is seen, as are those that were kept for 30 s: it is
-/// shut down, so that curl takes it for dead and closes it when it looks through its connections.
+/// A kept connection on which anything can be read, be it data, the end or an alert, would hand that to the next
+/// request as its answer. Such a connection is retired as soon as that is seen, as are those that were kept for 30 s:
+/// it is shut down, so that curl takes it for dead and closes it when it looks through its connections.
 class SocketWatch {
 public:
     using Time = std::chrono::steady_clock::time_point;
