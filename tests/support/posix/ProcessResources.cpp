@@ -1,6 +1,5 @@
 #include "support/ProcessResources.h"
 
-#include "platform/LumRuntime.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -75,10 +74,13 @@ std::size_t openDescriptorCount()
 
 bool hasDescriptorOf(unsigned long process, const std::string& path)
 {
+    // Callers join paths by backslashes.
+    std::string native = path;
+    std::replace(native.begin(), native.end(), '\\', '/');
     const std::filesystem::directory_iterator entries("/proc/" + std::to_string(process) + "/fd");
-    return std::any_of(begin(entries), end(entries), [&path](const std::filesystem::directory_entry& entry) {
+    return std::any_of(begin(entries), end(entries), [&native](const std::filesystem::directory_entry& entry) {
         std::error_code error;
-        return std::filesystem::equivalent(entry.path(), LumPlatform::StreamPath(path), error);
+        return std::filesystem::equivalent(entry.path(), native, error);
     });
 }
 
