@@ -224,7 +224,9 @@ protected:
         auto gate = std::make_unique<Foreigner>(native("file"), F_UNLCK);
         std::thread other([&] { isDone = operation(); });
         std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        std::filesystem::rename(native("file"), native("first"));
+        std::error_code hasWaited;
+        std::filesystem::rename(native("file"), native("first"), hasWaited);
+        EXPECT_FALSE(hasWaited) << "the operation has not waited";
         folder.add("file", "second");
         const auto held = std::make_unique<FileStream>();
         EXPECT_TRUE(held->open(path, FileStream::Mode::Read));
