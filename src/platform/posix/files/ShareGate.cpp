@@ -20,12 +20,11 @@ bool isOnFileSystemWithGate(int descriptor)
     return fstatfs(descriptor, &system) == 0 && ShareGate::IsOn(static_cast<unsigned long>(system.f_type));
 }
 
-bool waitFor(int descriptor, int kind)
+bool waitFor(int descriptor, int kind, std::chrono::milliseconds longest)
 {
     constexpr int kSpins = 20;
     constexpr std::chrono::microseconds kPause(100);
-    constexpr std::chrono::milliseconds kLongest(250);
-    const Clock::time_point end = Clock::now() + kLongest;
+    const Clock::time_point end = Clock::now() + longest;
     for (int tries = 0; flock(descriptor, kind | LOCK_NB) != 0; ++tries) {
         if ((errno != EWOULDBLOCK && errno != EINTR) || Clock::now() > end) {
             return false;
@@ -39,11 +38,19 @@ bool waitFor(int descriptor, int kind)
     return true;
 }
 
+bool take(int descriptor, ShareGate::Kind kind)
+{
+    // Who comes together with others comes because of a mark, and a deletion may take its time to write to the disk.
+    constexpr std::chrono::milliseconds kLongestAlone(250);
+    constexpr std::chrono::milliseconds kLongestTogether(2000);
+    return kind == ShareGate::Kind::Alone ? waitFor(descriptor, LOCK_EX, kLongestAlone)
+                                          : waitFor(descriptor, LOCK_SH, kLongestTogether);
+}
+
 } // namespace
 
 ShareGate::ShareGate(int fileDescriptor, Kind kind)
-    : descriptor(fileDescriptor),
-      isHeld(isOnFileSystemWithGate(fileDescriptor) && waitFor(fileDescriptor, kind == Kind::Alone ? LOCK_EX : LOCK_SH))
+    : descriptor(fileDescriptor), isHeld(isOnFileSystemWithGate(fileDescriptor) && take(fileDescriptor, kind))
 {
 }
 
