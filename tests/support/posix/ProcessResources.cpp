@@ -1,6 +1,5 @@
 #include "support/ProcessResources.h"
 
-
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
