@@ -103,7 +103,7 @@ TEST(WinHttpDeliveryTest, ABlockedCallbackDoesNotSlowALargeBodyDownWhileOthersTr
     ASSERT_TRUE(trickling.WaitFor(WINHTTP_CALLBACK_STATUS_HEADERS_AVAILABLE));
     WinHttpExchange large(toScripted("/bytes?n=50000000"));
     EXPECT_TRUE(large.Run());
-    EXPECT_EQ(large.Body().size(), 50000000U);
+    EXPECT_EQ(large.Body().size(), 50000000U) << large.Failure().value;
     EXPECT_FALSE(trickling.HasEnded()) << "the large body was not made to wait for the end of the others";
     EXPECT_EQ(answerTo("/release?key=" + key), "released");
     hold.LetGo();

@@ -4,7 +4,8 @@ namespace LumPlatform {
 
 /// The lock around placing and looking for marks (ShareMode): flock on the file itself, which meets no record lock.
 /// Several may pass it together, or one alone. It is tried for a quarter of a second alone and two seconds together:
-/// whoever holds it for longer, or a network file system, which has no second kind of lock, leaves the opens without it.
+/// whoever holds it for longer, or a network file system, which has no second kind of lock, leaves the opens without
+/// it.
 class ShareGate {
 public:
     enum class Kind { Together, Alone };

@@ -167,14 +167,14 @@ bool HttpTransfer::IsSentWhole() const
 
 /// Curl asks before it sends the request on a connection, and asks again if it repeats the request on another one after
 /// a kept connection has ended without an answer.
-int HttpTransfer::OnConnected(void* self, char* /*remoteAddress*/, char* /*localAddress*/, int /*remotePort*/,
+int HttpTransfer::OnConnected(void* self, char* /*remoteAddress*/, char* /*localAddress*/, int remotePort,
                               int localPort)
 {
     auto& transfer = *static_cast<HttpTransfer*>(self);
-    return transfer.MayUseConnection(localPort) ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
+    return transfer.MayUseConnection({localPort, remotePort}) ? CURL_PREREQFUNC_OK : CURL_PREREQFUNC_ABORT;
 }
 
-bool HttpTransfer::MayUseConnection(int localPort)
+bool HttpTransfer::MayUseConnection(SocketWatch::Ports ports)
 {
     const bool isUnanswered = phase == TransferPhase::Sending || phase == TransferPhase::AwaitingHead;
     if (phase != TransferPhase::Connecting && (!isUnanswered || step.verb != "GET")) {
@@ -183,7 +183,7 @@ bool HttpTransfer::MayUseConnection(int localPort)
         return false;
     }
     Move(TransferEvent::Restarted);
-    if (sockets.IsSpoilt(localPort)) {
+    if (!sockets.Take(ports, socket)) {
         return false;
     }
     Move(TransferEvent::Connected);

@@ -83,7 +83,7 @@ private:
     void SetCallbacks();
     void Move(TransferEvent event) { phase = phaseAfter(phase, event); }
     void StartAttempt();
-    bool MayUseConnection(int localPort);
+    bool MayUseConnection(SocketWatch::Ports ports);
     std::size_t ReadBody(char* buffer, std::size_t size);
     DWORD AddHeaderLine(std::string_view line);
     DWORD TakeHead();

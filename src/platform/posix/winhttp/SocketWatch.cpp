@@ -68,12 +68,12 @@ void disconnect(curl_socket_t socket)
     connect(socket, &none, sizeof(none));
 }
 
-/// 0 if it is not known.
-int localPortOf(curl_socket_t socket)
+/// The port of one end of a connection, which `nameOf` tells; 0 if it is not known.
+int portOf(curl_socket_t socket, int (*nameOf)(int, sockaddr*, socklen_t*))
 {
     sockaddr_storage address = {};
     socklen_t size = sizeof(address);
-    if (getsockname(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
+    if (nameOf(socket, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
         return 0;
     }
     const bool isIpv6 = address.ss_family == AF_INET6;
@@ -215,28 +215,31 @@ void SocketWatch::Keep(curl_socket_t socket, Time now)
     }
     registration->use = Use::Kept;
     registration->keptSince = now;
-    if (registration->localPort == 0) {
-        registration->localPort = localPortOf(socket);
+    if (registration->ports.local == 0) {
+        registration->ports = {portOf(socket, getsockname), portOf(socket, getpeername)};
     }
     Register(*registration, socket, EPOLLIN);
     nextRetirement = std::min(nextRetirement, now + kLongestKept);
 }
 
-bool SocketWatch::IsSpoilt(int localPort)
+bool SocketWatch::Take(Ports ports, curl_socket_t& socket)
 {
-    bool isSpoilt = false;
     for (std::size_t index = 0; index < registrations.size(); ++index) {
         Registration& registration = registrations[index];
-        const auto socket = static_cast<curl_socket_t>(index);
-        if (registration.localPort != localPort) {
+        const bool isIt = registration.ports.local == ports.local && registration.ports.remote == ports.remote;
+        if (!isIt || (registration.use != Use::Kept && registration.use != Use::Retired)) {
             continue;
         }
+        socket = static_cast<curl_socket_t>(index);
         if (registration.use == Use::Kept && isReadable(socket)) {
             Retire(registration, socket);
         }
-        isSpoilt = isSpoilt || registration.use == Use::Retired;
+        if (registration.use == Use::Retired) {
+            return false;
+        }
+        registration.use = Use::Active;
     }
-    return isSpoilt;
+    return true;
 }
 
 void SocketWatch::RetireOld(Time now)

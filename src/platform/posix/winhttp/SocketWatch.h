@@ -50,8 +50,15 @@ public:
     /// The transfer that used the connection has ended; if it is still open, it is kept for another.
     void Keep(curl_socket_t socket, Time now);
 
-    /// Whether the kept connection with that local port must not be used, as something can be read on it.
-    bool IsSpoilt(int localPort);
+    /// The ports of a connection, by which curl names it before it uses it.
+    struct Ports {
+        int local = 0;
+        int remote = 0;
+    };
+
+    /// Takes the kept connection with these ports for a transfer and sets its socket; a new connection leaves the socket
+    /// as it is. False if something can be read on the connection, so that it must not be used.
+    bool Take(Ports ports, curl_socket_t& socket);
 
     /// Retires the connections that were kept for too long.
     void RetireOld(Time now);
@@ -77,7 +84,7 @@ private:
         Use use = Use::Foreign;
         std::uint32_t wanted = 0;
         std::uint32_t registered = 0;
-        int localPort = 0;
+        Ports ports;
         Time keptSince;
     };
 
