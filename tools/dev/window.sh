@@ -26,6 +26,7 @@ end_screen() {
 # check_window SUITE: the example's window is driven, and shows what it should.
 check_window() {
     local suite="$1" name=lum_window_tests SCREEN_ID=""
+    mkdir -p "$LOGS/$suite"
     # Wine's desktop knows only the screen that it was started with.
     end_windows_programs
     if start_screen "$LOGS/$suite/screen.log"; then
