@@ -18,11 +18,9 @@ function(lum_share_exception_runtime target list)
   endif()
   list(TRANSFORM names PREPEND "-Wl,-u,")
   target_link_options(${target} INTERFACE ${names})
-  if(CMAKE_SIZEOF_VOID_P EQUAL 4)
-    # The shared runtime would keep tables of handlers of its own, and end the process at the first exception that passes
-    # between the module and the program.
-    target_link_options(${target} INTERFACE -static-libgcc -static-libstdc++)
-  endif()
+  # The shared runtime would count exceptions on its own, and on 32 bits keep tables of handlers of its own too, so that
+  # the first exception that passes between the module and the program ends the process.
+  target_link_options(${target} INTERFACE -static-libgcc -static-libstdc++)
 endfunction()
 
 function(lum_add_version_resource target)
