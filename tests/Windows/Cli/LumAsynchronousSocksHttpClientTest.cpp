@@ -5,6 +5,7 @@
 #include "Windows/Cli/utils/ManagedException.h"
 #include "support/AllocationLimit.h"
 #include "support/FakeManagedHost.h"
+#include "support/ProcessResources.h"
 #include "support/RecordingLogger.h"
 #include "support/RequestRecorder.h"
 #include "support/ThrowingLogger.h"
@@ -674,6 +675,29 @@ TEST_F(SocksClientTest, ACompletionThatThrowsIsLoggedAndGoesNoFurther)
                     recorder.Completion([](Outcome&, const auto&) { throw std::runtime_error("not mine"); }), true, 30);
     recorder.WaitForRelease();
     EXPECT_EQ(logger->recordsOfLevel(LumLogLevel::Error).at(0).message, "Completion callback threw: not mine");
+}
+
+TEST_F(SocksClientTest, ACompletedRequestThatIsHeldKeepsNeitherItsBodyNorItsResponse)
+{
+    constexpr std::size_t kSize = std::size_t{4} << 20U;
+    constexpr std::size_t kMostKept = kSize / 8;
+    socks->keepsRequests = false;
+    for (const bool isCancelled : {false, true}) {
+        fetch();
+        FakeResponse response;
+        response.body = std::u16string(kSize, u'a');
+        socks->answer(std::move(response));
+        const std::size_t before = heapInUse();
+        const RequestRecorder recorder;
+        const auto transaction =
+            client->Post("http://host/", {}, std::string(kSize, 'b'), recorder.Completion(), true, 30);
+        if (isCancelled) {
+            transaction->Cancel();
+        }
+        recorder.WaitForOutcome();
+        recorder.WaitForRelease();
+        EXPECT_LT(heapInUse(), before + kMostKept);
+    }
 }
 
 TEST_F(SocksClientTest, WithoutCompletionTheRequestIsSentAllTheSame)
