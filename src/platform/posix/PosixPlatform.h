@@ -47,12 +47,9 @@
 /// give ENOTSUP (directories EISDIR). A read that is cut short by the end leaves ENODATA. Locks and share modes are
 /// heeded by this layer, streams, renames and deletions included; they stop no other program. The file calls may be
 /// made on any thread; closing a handle while a call uses it takes effect when that call ends.
-<<<<<<< ours
 ///
 /// A request fails with ERROR_WINHTTP_TIMEOUT when nothing could be sent or received for 30 s, and when the head of the
 /// response has not come 90 s after the request was sent: the reference platform's defaults.
-=======
->>>>>>> theirs
 ///
 /// WinHTTP, text and module calls leave the reference platform's numbers, so that a host sees one number for one
 /// failure on every system; FormatMessageA has the texts of the first two when it is given the WinHTTP module.
