@@ -112,7 +112,7 @@ namespace DesktopHost
         private static string FileNameFor(int index, string url)
         {
             string name = Uri.TryCreate(url, UriKind.Absolute, out Uri? uri) ? Path.GetFileName(uri.AbsolutePath) : "";
-            string safe = new string(name.Where(unit => char.IsAsciiLetterOrDigit(unit) || unit is '.' or '-' or '_').ToArray());
+            string safe = new string(name.Where(unit => (unit < 128 && char.IsLetterOrDigit(unit)) || unit is '.' or '-' or '_').ToArray());
             return $"{index + 1:00}-{(safe.Length == 0 ? "index" : safe)}";
         }
     }

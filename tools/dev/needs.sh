@@ -146,6 +146,12 @@ has_netstandard() { has_one_of "${NUGET_PACKAGES:-${HOME:-}/.nuget/packages}/net
 define_need mono "Mono with its netstandard facade" "mono-devel"
 has_mono() { has_command mono && has_one_of /usr/lib/mono/4.5/Facades/netstandard.dll; }
 
+define_need npm "npm, which fetches the 32-bit .NET for Windows" "npm"
+has_npm() { has_command npm; }
+
+define_need dotnet_x86 ".NET 2.1 for 32-bit Windows in build/dotnet-win-x86 (npm fetches it)" ""
+has_dotnet_x86() { [[ "$(cat "$DOTNET_X86.integrity" 2>/dev/null)" == "$DOTNET_X86_INTEGRITY" ]]; }
+
 define_need pkg_config "the command pkg-config" "pkg-config"
 has_pkg_config() { has_command pkg-config; }
 
@@ -229,6 +235,10 @@ fill_needs() {
     if [[ " ${missing[*]} " == *" netstandard "* ]] && has_dotnet; then
         say "Fetching NETStandard.Library"
         run_logged "$LOGS/netstandard.log" run_dotnet restore src/Windows/Cli/LumUtilsWinCli.csproj || true
+    fi
+    if [[ " ${missing[*]} " == *" dotnet_x86 "* ]] && has_npm; then
+        say "Fetching .NET for 32-bit Windows into build/dotnet-win-x86"
+        run_logged "$LOGS/dotnet-win-x86.log" unpack_dotnet_x86 || true
     fi
 }
 

@@ -15,7 +15,9 @@ namespace LumManagedTests
         private static readonly string LibraryFile = Host.FileOfLibrary("liblumutilsWinCli");
 
         private static readonly string Own =
-            $"LumUtilsWinCli {typeof(SocksHttpClientFactory).Assembly.GetName().Version!.ToString(3)} (64-bit {Host.System} x64)";
+            $"LumUtilsWinCli {typeof(SocksHttpClientFactory).Assembly.GetName().Version!.ToString(3)} ({Host.Kind})";
+
+        private static readonly string ProgramFile = Path.GetFileName(typeof(NativeLibraryTest).Assembly.Location);
 
         private static readonly Lazy<string> CopyOfProgram = new Lazy<string>(CopyProgram);
 
@@ -40,7 +42,7 @@ namespace LumManagedTests
         [Test]
         public void InThePackagesFolderItIsFound()
         {
-            File.Copy(RealLibrary(), Path.Combine(PackageFolder(Host.PackageSystem + "-x64"), LibraryFile));
+            File.Copy(RealLibrary(), Path.Combine(PackageFolder(Host.PackageSystem + "-" + Host.Processor), LibraryFile));
             Check.Equal("created", OutputOfCopy());
         }
 
@@ -56,14 +58,14 @@ namespace LumManagedTests
             string[] lines = OutputOfCopy().Split(new[] { '\n' }, 2);
             Check.Equal("System.DllNotFoundException", lines[0]);
             Check.Contains($"The native library '{LibraryFile}' was not found, which {Own} needs.", lines[1]);
-            Check.Contains($"Looked in: {Path.Combine(folder, "runtimes", Host.PackageSystem + "-x64", "native")}, ", lines[1]);
+            Check.Contains($"Looked in: {Path.Combine(folder, "runtimes", Host.PackageSystem + "-" + Host.Processor, "native")}, ", lines[1]);
             Check.Contains($", {folder}", lines[1]);
         }
 
         [Test]
         public void ALibraryForOtherProcessorsInThePackageIsLeftAlone()
         {
-            File.Copy(RealLibrary(), Path.Combine(PackageFolder(Host.PackageSystem + "-x86"), LibraryFile));
+            File.Copy(RealLibrary(), Path.Combine(PackageFolder(Host.PackageSystem + "-" + Host.OtherProcessor), LibraryFile));
             Check.True(OutputOfCopy().StartsWith("System.DllNotFoundException\n", StringComparison.Ordinal), "not found");
         }
 
@@ -74,7 +76,8 @@ namespace LumManagedTests
             File.WriteAllBytes(path, ImageOfOtherWidth());
             Check.Equal(
                 "System.BadImageFormatException\n" +
-                $"The native library '{path}' is 32-bit {Host.System} x86, but this process needs 64-bit {Host.System} x64.",
+                $"The native library '{path}' is {Host.OtherBits}-bit {Host.System} {Host.OtherProcessor}, " +
+                $"but this process needs {Host.Kind}.",
                 OutputOfCopy());
         }
 
@@ -87,7 +90,7 @@ namespace LumManagedTests
             Check.Equal(
                 "System.BadImageFormatException\n" +
                 $"The native library '{path}' is 32-bit {(Host.IsWindows ? "Linux" : "Windows")} x86, " +
-                $"but this process needs 64-bit {Host.System} x64.",
+                $"but this process needs {Host.Kind}.",
                 OutputOfCopy());
         }
 
@@ -100,7 +103,7 @@ namespace LumManagedTests
                 File.WriteAllText(path, content);
                 Check.Equal(
                     "System.BadImageFormatException\n" +
-                    $"The native library '{path}' is no readable library, but this process needs 64-bit {Host.System} x64.",
+                    $"The native library '{path}' is no readable library, but this process needs {Host.Kind}.",
                     OutputOfCopy());
             }
         }
@@ -143,10 +146,10 @@ namespace LumManagedTests
                 OutputOfCopy());
         }
 
-        /// <summary>A program on Windows brings its runtime along; on Linux the runtime is told what to run.</summary>
+        /// <summary>A program may bring its runtime along; elsewhere the runtime is told what to run.</summary>
         private static string ArgumentsOfCopy(string program)
         {
-            if (Host.IsWindows)
+            if (BringsItsRuntime())
             {
                 return LibraryProbe.Option;
             }
@@ -155,7 +158,17 @@ namespace LumManagedTests
                 : $"{program} {LibraryProbe.Option}";
         }
 
-        /// <summary>The library itself, which says that it is for 32 bits.</summary>
+        private static bool BringsItsRuntime()
+        {
+            return Path.GetFileNameWithoutExtension(RunningFile()) == "LumManagedTests";
+        }
+
+        private static string RunningFile()
+        {
+            return Process.GetCurrentProcess().MainModule!.FileName!;
+        }
+
+        /// <summary>The library itself, which says that it is for the other width.</summary>
         private static byte[] ImageOfOtherWidth()
         {
             const int elfWidth = 4;
@@ -165,8 +178,9 @@ namespace LumManagedTests
             if (Host.IsWindows)
             {
                 const ushort peMachineX86 = 0x14C;
+                const ushort peMachineX64 = 0x8664;
                 int machine = BitConverter.ToInt32(image, peHeader) + 4;
-                BitConverter.GetBytes(peMachineX86).CopyTo(image, machine);
+                BitConverter.GetBytes(Host.Bits == 64 ? peMachineX86 : peMachineX64).CopyTo(image, machine);
             }
             else
             {
@@ -242,9 +256,8 @@ namespace LumManagedTests
         {
             var start = new ProcessStartInfo
             {
-                FileName = Host.IsWindows ? Path.Combine(folder, "LumManagedTests.exe")
-                                          : Process.GetCurrentProcess().MainModule!.FileName!,
-                Arguments = ArgumentsOfCopy(Path.Combine(folder, "LumManagedTests.dll")),
+                FileName = BringsItsRuntime() ? Path.Combine(folder, Path.GetFileName(RunningFile())) : RunningFile(),
+                Arguments = ArgumentsOfCopy(Path.Combine(folder, ProgramFile)),
                 RedirectStandardOutput = true,
                 UseShellExecute = false,
             };
