@@ -41,6 +41,7 @@ function(lum_public_headers target)
     Windows/Cli/networking/HttpClientCliAdapter.h
     Windows/Cli/networking/SocksHttpClientCliAdapter.h
     Windows/Cli/networking/socks/LumAsynchronousSocksHttpClient.h
+    Windows/Cli/utils/HostGate.h
     Windows/Cli/utils/LumUtilsLoggerDelegateCliAdapter.h
     Windows/Cli/utils/ManagedException.h
     Windows/Cli/utils/ManagedHandle.h

@@ -10,12 +10,14 @@ namespace LumManagedTests
     /// Finding the native library, and what a host is told when it does not fit. Each test puts a library, or none, beside
     /// a copy of this program, and runs it.
     /// </summary>
-    internal sealed class NativeLibraryTest : IDisposable
+    internal sealed partial class NativeLibraryTest : IDisposable
     {
         private static readonly string LibraryFile = Host.FileOfLibrary("liblumutilsWinCli");
 
         private static readonly string Own =
             $"LumUtilsWinCli {typeof(SocksHttpClientFactory).Assembly.GetName().Version!.ToString(3)} ({Host.Kind})";
+
+        private const string Assembly = "LumUtilsWinCli";
 
         private static readonly string ProgramFile = Path.GetFileName(typeof(NativeLibraryTest).Assembly.Location);
 
@@ -25,6 +27,7 @@ namespace LumManagedTests
 
         public void Dispose()
         {
+            AssemblyBytes.Show(folder, Assembly);
             File.Delete(Path.Combine(folder, LibraryFile));
             if (Directory.Exists(Path.Combine(folder, "runtimes")))
             {
@@ -50,6 +53,48 @@ namespace LumManagedTests
         public void OnTheSystemsPathItIsFound()
         {
             Check.Equal("created", OutputOfCopy(Path.GetDirectoryName(RealLibrary())!));
+        }
+
+        [Test]
+        public void AnAssemblyLoadedFromBytesFindsItBesideTheProgram()
+        {
+            AssemblyBytes.Hide(folder, Assembly);
+            File.Copy(RealLibrary(), Path.Combine(folder, LibraryFile));
+            Check.Equal("created", OutputOfCopy(option: AssemblyBytes.Option));
+        }
+
+        [Test]
+        public void AnAssemblyLoadedFromBytesFindsItInThePackagesFolder()
+        {
+            AssemblyBytes.Hide(folder, Assembly);
+            File.Copy(RealLibrary(), Path.Combine(PackageFolder(Host.PackageSystem + "-" + Host.Processor), LibraryFile));
+            Check.Equal("created", OutputOfCopy(option: AssemblyBytes.Option));
+        }
+
+        [Test]
+        public void AnAssemblyLoadedFromBytesFindsItOnTheSystemsPath()
+        {
+            AssemblyBytes.Hide(folder, Assembly);
+            Check.Equal("created", OutputOfCopy(Path.GetDirectoryName(RealLibrary())!, AssemblyBytes.Option));
+        }
+
+        [Test]
+        public void AnAssemblyLoadedFromBytesSaysWhereItLooked()
+        {
+            AssemblyBytes.Hide(folder, Assembly);
+            string[] lines = OutputOfCopy(option: AssemblyBytes.Option).Split(new[] { '\n' }, 2);
+            Check.Equal("System.DllNotFoundException", lines[0]);
+            Check.Contains($"The native library '{LibraryFile}' was not found, which {Own} needs.", lines[1]);
+            Check.Contains(folder, lines[1]);
+        }
+
+        [Test]
+        public void ALibraryOnlyInTheCurrentFolderIsNotTaken()
+        {
+            string elsewhere = Directory.CreateDirectory(Path.Combine(folder, "elsewhere")).FullName;
+            File.Copy(RealLibrary(), Path.Combine(elsewhere, LibraryFile), true);
+            string output = OutputOfCopy(workingDirectory: elsewhere);
+            Check.True(output.StartsWith("System.DllNotFoundException\n", StringComparison.Ordinal), output);
         }
 
         [Test]
@@ -130,7 +175,7 @@ namespace LumManagedTests
             Check.Equal(
                 "System.BadImageFormatException\n" +
                 $"The native library '{path}' has version 9.8.7 with binary interface 7, but {Own} needs binary " +
-                "interface 1.",
+                $"interface {Abi.Version}.",
                 OutputOfCopy());
         }
 
@@ -142,20 +187,20 @@ namespace LumManagedTests
             Check.Equal(
                 "System.BadImageFormatException\n" +
                 $"The native library '{path}' is of another version: it tells no binary interface, but {Own} needs " +
-                "binary interface 1.",
+                $"binary interface {Abi.Version}.",
                 OutputOfCopy());
         }
 
         /// <summary>A program may bring its runtime along; elsewhere the runtime is told what to run.</summary>
-        private static string ArgumentsOfCopy(string program)
+        private static string ArgumentsOfCopy(string program, string option)
         {
             if (BringsItsRuntime())
             {
-                return LibraryProbe.Option;
+                return option;
             }
             return Host.IsDotNet
-                ? $"exec --runtimeconfig {Path.ChangeExtension(program, "runtimeconfig.json")} {program} {LibraryProbe.Option}"
-                : $"{program} {LibraryProbe.Option}";
+                ? $"exec --runtimeconfig {Path.ChangeExtension(program, "runtimeconfig.json")} {program} {option}"
+                : $"{program} {option}";
         }
 
         private static bool BringsItsRuntime()
@@ -252,12 +297,14 @@ namespace LumManagedTests
             return Directory.CreateDirectory(Path.Combine(folder, "runtimes", platform, "native")).FullName;
         }
 
-        private string OutputOfCopy(string libraryPath = "")
+        private string OutputOfCopy(string libraryPath = "", string option = LibraryProbe.Option,
+                                    string workingDirectory = "")
         {
             var start = new ProcessStartInfo
             {
                 FileName = BringsItsRuntime() ? Path.Combine(folder, Path.GetFileName(RunningFile())) : RunningFile(),
-                Arguments = ArgumentsOfCopy(Path.Combine(folder, ProgramFile)),
+                Arguments = ArgumentsOfCopy(Path.Combine(folder, ProgramFile), option),
+                WorkingDirectory = workingDirectory,
                 RedirectStandardOutput = true,
                 UseShellExecute = false,
             };
