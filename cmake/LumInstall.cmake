@@ -32,6 +32,7 @@ function(lum_public_headers target)
     common/utils/LumBase64.h
     common/utils/LumDebuggerUtilsBase.h
     common/utils/LumError.h
+    common/utils/LumErrorNames.h
     common/utils/LumFormattingLoggerDelegate.h
     common/utils/LumMemoryUtils.h
     common/utils/LumTextUtils.h
