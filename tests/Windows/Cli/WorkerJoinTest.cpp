@@ -1,35 +1,48 @@
+#include "Windows/Cli/networking/socks/HttpClientAsyncContext.h"
+
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <chrono>
 #include <future>
-#include <system_error>
+#include <memory>
 #include <thread>
 
-/// Why a request lets its worker go where the worker itself is the last to hold it.
+/// What becomes of a request's worker when its context goes.
 
 namespace {
 
-#ifndef LUM_HAS_SANITIZER // That of threads loses count of one whose join was refused.
+using LumNetworking::HttpClientAsyncContext;
 
-TEST(WorkerJoinTest, AThreadThatJoinsItselfIsRefusedAndCanBeLetGoInstead)
+std::shared_ptr<HttpClientAsyncContext> makeContext()
 {
-    std::promise<std::thread*> handedOver;
-    std::promise<std::error_code> refusal;
-    std::thread worker([&] {
-        std::thread* const own = handedOver.get_future().get();
-        std::error_code code;
-        try {
-            own->join();
-        } catch (const std::system_error& error) {
-            code = error.code();
-        }
-        own->detach();
-        refusal.set_value(code);
-    });
-    handedOver.set_value(&worker);
-    EXPECT_EQ(refusal.get_future().get(), std::errc::resource_deadlock_would_occur);
-    EXPECT_FALSE(worker.joinable());
+    return std::make_shared<HttpClientAsyncContext>(nullptr, nullptr, nullptr, nullptr);
 }
 
-#endif
+TEST(WorkerJoinTest, WhoeverLetsTheContextGoWaitsForTheWorker)
+{
+    std::atomic<bool> hasEnded{false};
+    auto context = makeContext();
+    context->worker = std::make_unique<std::thread>([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        hasEnded = true;
+    });
+    context.reset();
+    EXPECT_TRUE(hasEnded);
+}
+
+TEST(WorkerJoinTest, AWorkerThatLetsItsContextGoIsNotWaitedFor)
+{
+    std::promise<std::shared_ptr<HttpClientAsyncContext>> handedOver;
+    std::promise<void> goesOn;
+    auto context = makeContext();
+    context->worker = std::make_unique<std::thread>([&] {
+        std::shared_ptr<HttpClientAsyncContext> own = handedOver.get_future().get();
+        own.reset();
+        goesOn.set_value();
+    });
+    handedOver.set_value(std::move(context));
+    EXPECT_EQ(goesOn.get_future().wait_for(std::chrono::minutes(1)), std::future_status::ready);
+}
 
 } // namespace
