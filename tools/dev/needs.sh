@@ -137,7 +137,7 @@ define_need uriparser "uriparser's headers, for comparison" "liburiparser-dev pk
 has_uriparser() { has_command pkg-config && pkg-config --exists liburiparser; }
 
 define_need dotnet "the .NET SDK, 10 or newer, as the command dotnet" ""
-has_dotnet() { has_command dotnet && dotnet --list-sdks 2>/dev/null | grep -qE '^[1-9][0-9]+\.'; }
+has_dotnet() { has_command dotnet && grep -qE '^[1-9][0-9]+\.' <<<"$(dotnet --list-sdks 2>/dev/null)"; }
 
 # The compiler's view of the framework that the assembly is for; the SDK fetches it as a package.
 define_need netstandard "the package NETStandard.Library 2.0.3 (dotnet restore fetches it)" ""
@@ -176,7 +176,7 @@ BENCH_PEERS=(cpprest libcrypto icu boost glib libuuid uriparser)
 clang_tool() {
     local candidate
     for candidate in "$1-14" "$1"; do
-        if has_command "$candidate" && "$candidate" --version | grep -q 'version 14\.'; then
+        if has_command "$candidate" && grep -q 'version 14\.' <<<"$("$candidate" --version)"; then
             say "$candidate"
             return 0
         fi
