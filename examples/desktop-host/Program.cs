@@ -78,6 +78,10 @@ namespace DesktopHost
             Console.WriteLine(url);
             Console.WriteLine($"  direct   {Outcome(state.DirectStatus, state.DirectSize, state.DirectFailure)}");
             Console.WriteLine($"  proxy    {Outcome(state.ProxiedStatus, state.ProxiedSize, state.ProxiedFailure)}");
+            if (state.ProxiedFailure.Length > 0)
+            {
+                Console.WriteLine("           why is told only to the log, below");
+            }
             if (!state.HasFailed)
             {
                 Console.WriteLine(state.IsSame ? "  compared the same, byte for byte"

@@ -186,7 +186,8 @@ run_wine_host() {
 # What comes without a proxy must come directly, and fail on the other way: else that way leads past the proxy.
 fails_without_proxy() {
     local suite="$1" log="$2"
-    run_wine_host "$suite" "$log" "$NO_PROXY" && grep -qE '^ +direct +200, ' "$log" && grep -qE '^ +proxy +failed: ' "$log"
+    run_wine_host "$suite" "$log" "$NO_PROXY" && grep -qE '^ +direct +200, ' "$log" && grep -qE '^ +proxy +failed: ' "$log" &&
+        grep -qE '^ +error: \[GET http://[^]]*/one\.bin\] HttpWorkerThread: SOCKS HTTP request error: ' "$log"
 }
 
 # check_desktop_host SUITE: the example's host, through a real proxy, on the module as it ships.

@@ -26,6 +26,7 @@ namespace DesktopHost
         public HttpResponseCli SendAndGetResponse(string method, string requestUrl, Dictionary<string, string> headers,
                                                   string? payload)
         {
+            CurrentRequest.Begin(method, requestUrl);
             var url = new Uri(requestUrl);
             using (Stream stream = Connect(url))
             {
