@@ -34,6 +34,7 @@ function(lum_public_headers target)
     common/utils/LumBase64.h
     common/utils/LumDebuggerUtilsBase.h
     common/utils/LumError.h
+    common/utils/LumErrorNames.h
     common/utils/LumFormattingLoggerDelegate.h
     common/utils/LumMemoryUtils.h
     common/utils/LumPlatformErrorNumber.h
@@ -44,6 +45,7 @@ function(lum_public_headers target)
     Windows/Cli/networking/HttpClientCliAdapter.h
     Windows/Cli/networking/SocksHttpClientCliAdapter.h
     Windows/Cli/networking/socks/LumAsynchronousSocksHttpClient.h
+    Windows/Cli/utils/HostGate.h
     Windows/Cli/utils/LumUtilsLoggerDelegateCliAdapter.h
     Windows/Cli/utils/ManagedException.h
     Windows/Cli/utils/ManagedHandle.h

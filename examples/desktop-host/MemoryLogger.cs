@@ -52,7 +52,8 @@ namespace DesktopHost
 
         private void Keep(string level, string function, string message)
         {
-            records.Enqueue((level, $"{function.Substring(function.LastIndexOf(':') + 1)}: {message}"));
+            string request = CurrentRequest.Name.Length > 0 ? $"[{CurrentRequest.Name}] " : "";
+            records.Enqueue((level, $"{request}{function.Substring(function.LastIndexOf(':') + 1)}: {message}"));
         }
     }
 }

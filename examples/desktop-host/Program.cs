@@ -78,6 +78,10 @@ namespace DesktopHost
             Console.WriteLine(url);
             Console.WriteLine($"  direct   {Outcome(state.DirectStatus, state.DirectSize, state.DirectFailure)}");
             Console.WriteLine($"  proxy    {Outcome(state.ProxiedStatus, state.ProxiedSize, state.ProxiedFailure)}");
+            if (state.ProxiedFailure.Length > 0)
+            {
+                Console.WriteLine("           why is told only to the log, below");
+            }
             if (!state.HasFailed)
             {
                 Console.WriteLine(state.IsSame ? "  compared the same, byte for byte"
@@ -112,7 +116,7 @@ namespace DesktopHost
         private static string FileNameFor(int index, string url)
         {
             string name = Uri.TryCreate(url, UriKind.Absolute, out Uri? uri) ? Path.GetFileName(uri.AbsolutePath) : "";
-            string safe = new string(name.Where(unit => char.IsAsciiLetterOrDigit(unit) || unit is '.' or '-' or '_').ToArray());
+            string safe = new string(name.Where(unit => (unit < 128 && char.IsLetterOrDigit(unit)) || unit is '.' or '-' or '_').ToArray());
             return $"{index + 1:00}-{(safe.Length == 0 ? "index" : safe)}";
         }
     }

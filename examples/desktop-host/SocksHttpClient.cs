@@ -26,6 +26,7 @@ namespace DesktopHost
         public HttpResponseCli SendAndGetResponse(string method, string requestUrl, Dictionary<string, string> headers,
                                                   string? payload)
         {
+            CurrentRequest.Begin(method, requestUrl);
             using var request = new HttpRequestMessage(new HttpMethod(method), requestUrl);
             if (payload != null)
             {

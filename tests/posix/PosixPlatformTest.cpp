@@ -165,11 +165,42 @@ TEST(PosixPlatformTest, TheThreadsCodePageIsUtf8)
     expectInvalidParameter(MultiByteToWideChar(CP_THREAD_ACP, 1, "a", 1, wide, 8), "another flag");
 }
 
-TEST(PosixPlatformTest, WithoutFlagsEachByteThatIsNoTextInTheThreadsCodePageIsReplaced)
+TEST(PosixPlatformTest, TheThreadsCodePageHasCharactersOfFourBytes)
 {
-    WCHAR wide[8] = {};
-    EXPECT_EQ(MultiByteToWideChar(CP_THREAD_ACP, 0, "\xE2\x82z\xFF\xC3\xA4", 6, wide, 8), 5);
-    EXPECT_EQ(std::u16string(wide, 5), u"\uFFFD\uFFFDz\uFFFD\u00E4");
+    CPINFO info{};
+    EXPECT_TRUE(GetCPInfo(CP_THREAD_ACP, &info));
+    EXPECT_EQ(info.MaxCharSize, 4U);
+    expectInvalidParameter(GetCPInfo(CP_UTF8, &info), "another code page");
+    expectInvalidParameter(GetCPInfo(CP_THREAD_ACP, nullptr), "nowhere to put it");
+}
+
+TEST(PosixPlatformTest, WithoutFlagsEachPartThatCouldBeginTextIsReplacedByOneCharacter)
+{
+    struct Case {
+        std::string text;
+        std::u16string replaced;
+    };
+    const Case cases[] = {
+        {"\xE1\x80", u"\uFFFD"},
+        {"\xE1\x80z", u"\uFFFDz"},
+        {"\xE2\x82z\xFF\xC3\xA4", u"\uFFFDz\uFFFD\u00E4"},
+        {"\xF1\x80\x80", u"\uFFFD"},
+        {"\xF1\x80\x80\xE1\x80\xC2z", u"\uFFFD\uFFFD\uFFFDz"},
+        {"\xE0\x80\x80", u"\uFFFD\uFFFD\uFFFD"},
+        {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},
+        {"\xF0\x8F\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},
+        {"\xF4\x8F\xBF\x41", u"\uFFFD\u0041"},
+        {"\xC1\xBF", u"\uFFFD\uFFFD"},
+        {"\x80\xBF", u"\uFFFD\uFFFD"},
+        {"\xED\x9F", u"\uFFFD"},
+        {"\xEF\xBF\xBF\xF0\x90\x80\x80", u"\uFFFF\U00010000"},
+    };
+    for (const auto& [text, replaced] : cases) {
+        WCHAR wide[8] = {};
+        const int count = MultiByteToWideChar(CP_THREAD_ACP, 0, text.data(), static_cast<int>(text.size()), wide, 8);
+        EXPECT_EQ(std::u16string(wide, static_cast<std::size_t>(count)), replaced);
+    }
 }
 
 TEST(PosixPlatformTest, ModulesAreOnlyPinned)

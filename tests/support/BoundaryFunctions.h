@@ -9,6 +9,8 @@ constexpr const char* kBoundaryFunctions[] = {
     "LumCliGetLibraryVersion",
     "LumCliCreateSocksClientWithManagedLogger",
     "LumCliCreateSocksClientWithNativeLogger",
+    "LumCliCreateGate",
+    "LumCliCloseGate",
     "LumCliReceiveStatus",
     "LumCliReceiveBody",
     "LumCliReceiveHeader",

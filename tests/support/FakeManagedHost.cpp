@@ -262,7 +262,8 @@ FakeManagedHost::FakeManagedHost()
                  FakeTable::setSocksParameters,
                  FakeTable::log,
                  FakeTable::createException,
-                 FakeTable::getExceptionMessage};
+                 FakeTable::getExceptionMessage,
+                 nullptr};
     theHost = this;
 }
 
@@ -274,6 +275,22 @@ FakeManagedHost::~FakeManagedHost()
         ADD_FAILURE() << what;
     }
     theHost = nullptr;
+}
+
+void FakeManagedHost::becomeUnloadable()
+{
+    // As in a host they stay until the process ends, within reach of whoever looks for leaks.
+    static std::vector<LumCliGate*> gates;
+    functions.gate = LumCliCreateGate();
+    gates.push_back(functions.gate);
+}
+
+std::int32_t FakeManagedHost::unload(std::int32_t milliseconds)
+{
+    const std::int32_t inside = LumCliCloseGate(functions.gate, milliseconds);
+    const std::lock_guard<std::mutex> lock(handlesMutex);
+    handles.clear();
+    return inside;
 }
 
 LumCliHandle FakeManagedHost::handleTo(const std::shared_ptr<ManagedObject>& object)

@@ -430,6 +430,14 @@ BOOL IsDebuggerPresent()
     return platform().enter("IsDebuggerPresent", "") && platform().hasDebugger ? TRUE : FALSE;
 }
 
+BOOL GetCPInfo(UINT codePage, CPINFO* info)
+{
+    const LumTests::WithMemory withMemory;
+    constexpr UINT kLongestInUtf8 = 4;
+    info->MaxCharSize = kLongestInUtf8;
+    return LumTests::platform().enter("GetCPInfo", std::to_string(codePage)) ? TRUE : FALSE;
+}
+
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, WCHAR* buffer, int size)
 {
     using namespace LumTests;

@@ -30,7 +30,7 @@ show_tail() {
 # What went wrong in a log: from the first step that failed on, where a build says which, else its end.
 show_error() {
     if grep -q '^FAILED: ' "$1"; then
-        sed -n '/^FAILED: /,$p' "$1" | head -n 40 | cut -c1-400 | sed 's/^/    /'
+        awk '/^FAILED: / { on = 1 } on && ++lines <= 40 { print "    " substr($0, 1, 400) }' "$1"
     else
         show_tail "$1" 40
     fi

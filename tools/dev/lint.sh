@@ -7,7 +7,7 @@ report() {
     if [[ -n "$2" ]]; then
         LINT_FAILED=1
         say "  FAILED: $1"
-        say "$2" | head -n 200 | sed 's/^/    /'
+        say "$2" | awk 'NR <= 200 { print "    " $0 }'
     else
         say "  ok: $1"
     fi
@@ -122,6 +122,13 @@ rule_one_way_to_log() {
         "$(in_files '(->|\.) *log(Fatal|Error|Warning|Info|Verbose|AOL) *\(' "${files[@]}")"
 }
 
+# Under pipefail a reader that stops at the first match makes the writer's death the outcome.
+rule_whole_pipes() {
+    local files
+    mapfile -t files < <(tracked dev .ci/run 'tools/dev/*.sh')
+    report "no pipe ends in a grep that stops early" "$(in_files '\| *grep (-[a-zA-Z]*q|--quiet)' "${files[@]}")"
+}
+
 rule_comments() {
     local files
     mapfile -t files < <(tracked '*.h' '*.cpp' '*.cs' '*.txt' '*.cmake')
@@ -188,6 +195,7 @@ run_lint() {
     rule_platform_room
     rule_standard_language
     rule_one_way_to_log
+    rule_whole_pipes
     rule_comments
     rule_readme_example
     rule_named_tests

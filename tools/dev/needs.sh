@@ -157,7 +157,7 @@ define_need uriparser "uriparser's headers, for comparison" "liburiparser-dev pk
 has_uriparser() { has_command pkg-config && pkg-config --exists liburiparser; }
 
 define_need dotnet "the .NET SDK, 10 or newer, as the command dotnet" ""
-has_dotnet() { has_command dotnet && dotnet --list-sdks 2>/dev/null | grep -qE '^[1-9][0-9]+\.'; }
+has_dotnet() { has_command dotnet && grep -qE '^[1-9][0-9]+\.' <<<"$(dotnet --list-sdks 2>/dev/null)"; }
 
 # The compiler's view of the framework that the assembly is for; the SDK fetches it as a package.
 define_need netstandard "the package NETStandard.Library 2.0.3 (dotnet restore fetches it)" ""
@@ -165,6 +165,12 @@ has_netstandard() { has_one_of "${NUGET_PACKAGES:-${HOME:-}/.nuget/packages}/net
 
 define_need mono "Mono with its netstandard facade" "mono-devel"
 has_mono() { has_command mono && has_one_of /usr/lib/mono/4.5/Facades/netstandard.dll; }
+
+define_need npm "npm, which fetches the 32-bit .NET for Windows" "npm"
+has_npm() { has_command npm; }
+
+define_need dotnet_x86 ".NET 2.1 for 32-bit Windows in build/dotnet-win-x86 (npm fetches it)" ""
+has_dotnet_x86() { [[ "$(cat "$DOTNET_X86.integrity" 2>/dev/null)" == "$DOTNET_X86_INTEGRITY" ]]; }
 
 define_need pkg_config "the command pkg-config" "pkg-config"
 has_pkg_config() { has_command pkg-config; }
@@ -196,7 +202,7 @@ BENCH_PEERS=(cpprest libcrypto icu boost glib libuuid uriparser)
 clang_tool() {
     local candidate
     for candidate in "$1-14" "$1"; do
-        if has_command "$candidate" && "$candidate" --version | grep -q 'version 14\.'; then
+        if has_command "$candidate" && grep -q 'version 14\.' <<<"$("$candidate" --version)"; then
             say "$candidate"
             return 0
         fi
@@ -257,6 +263,10 @@ fill_needs() {
     if [[ " ${missing[*]} " == *" netstandard "* ]] && has_dotnet; then
         say "Fetching NETStandard.Library"
         run_logged "$LOGS/netstandard.log" run_dotnet restore src/Windows/Cli/LumUtilsWinCli.csproj || true
+    fi
+    if [[ " ${missing[*]} " == *" dotnet_x86 "* ]] && has_npm; then
+        say "Fetching .NET for 32-bit Windows into build/dotnet-win-x86"
+        run_logged "$LOGS/dotnet-win-x86.log" unpack_dotnet_x86 || true
     fi
 }
 

@@ -38,7 +38,8 @@ make_package() {
     done
     say "Packing"
     run_logged "$LOGS/package.log" run_dotnet pack src/Windows/Cli/LumUtilsWinCli.csproj --configuration Release --nologo \
-        -p:UseSharedCompilation=false "-p:LumNativeFolder=$PACKAGE/native" --output "$PACKAGE"
+        -p:UseSharedCompilation=false "-p:LumNativeFolder=$PACKAGE/native" \
+        "-p:LumRevision=$(git rev-parse HEAD 2>/dev/null || true)" --output "$PACKAGE"
 }
 
 # What the libraries must be: the same name may stand for another width.
@@ -47,6 +48,24 @@ declare -A PACKAGE_FORMATS=(
     [runtimes/win-x86/native/liblumutilsWinCli.dll]=pei-i386
     [runtimes/win-x64/native/liblumutilsWinCli.dll]=pei-x86-64
 )
+
+PACKAGE_FILES=(lib/{netstandard2.0,net8.0}/LumUtilsWinCli.{dll,xml} README.md icon.png THIRD-PARTY-NOTICES.txt
+    {build,buildTransitive}/netstandard2.0/LumUtilsWinCli.targets)
+
+# What the package must say of itself.
+PACKAGE_FACTS=(title description authors tags releaseNotes icon readme repository)
+
+# check_package_facts: whether each is there, and not empty.
+check_package_facts() {
+    local fact specification lacks=0
+    specification="$(unzip -p "$(package_file)" LumUtilsWinCli.nuspec)"
+    for fact in "${PACKAGE_FACTS[@]}"; do
+        grep -qE "<$fact(>.+| .+/>)" <<<"$specification" && continue
+        complain "the package does not say its $fact"
+        lacks=1
+    done
+    return "$lacks"
+}
 
 # format_in_package FILE: such as pei-i386.
 format_in_package() {
@@ -60,8 +79,7 @@ format_in_package() {
 check_package_content() {
     local file content format lacks=0
     content="$(unzip -Z1 "$(package_file)")"
-    for file in lib/netstandard2.0/LumUtilsWinCli.dll lib/netstandard2.0/LumUtilsWinCli.xml README.md \
-        buildTransitive/netstandard2.0/LumUtilsWinCli.targets "${!PACKAGE_FORMATS[@]}"; do
+    for file in "${PACKAGE_FILES[@]}" "${!PACKAGE_FORMATS[@]}"; do
         grep -qxF "$file" <<<"$content" && continue
         complain "the package lacks $file"
         lacks=1
@@ -72,7 +90,12 @@ check_package_content() {
         complain "$file of the package is '$format' and not '${PACKAGE_FORMATS[$file]}'"
         lacks=1
     done
-    unzip -Z1 "$PACKAGE"/LumUtilsWinCli.*.snupkg | grep -qxF lib/netstandard2.0/LumUtilsWinCli.pdb || lacks=1
+    content="$(unzip -Z1 "$PACKAGE"/LumUtilsWinCli.*.snupkg)"
+    for file in lib/netstandard2.0/LumUtilsWinCli.pdb lib/net8.0/LumUtilsWinCli.pdb; do
+        grep -qxF "$file" <<<"$content" && continue
+        complain "the symbol package lacks $file"
+        lacks=1
+    done
     return "$lacks"
 }
 
@@ -103,7 +126,7 @@ run_package() {
         "use it in a project of its own, on .NET and on Mono"
     need "${LINUX_BUILD[@]}" "${MANAGED_BUILD[@]}" mono mingw_x86 mingw_x64 googletest_sources unzip || exit 1
     make_package || exit 1
-    if ! check_package_content || ! use_package; then
+    if ! check_package_content || ! check_package_facts || ! use_package; then
         complain "the package does not work"
         exit 1
     fi

@@ -7,7 +7,7 @@ declare -A SUITE_NEEDS=(
     [command]=""
     [linux]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${TEST_PEERS[*]} gdb pkg_config doxygen dpkg_deb"
     [managed]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} ${MANAGED_BUILD[*]} mono microsocks dante"
-    [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 mingw_x64 googletest_sources pkg_config wine wine_tls wine32 wine32_tls xvfb unzip"
+    [windows-x86]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x86 mingw_x64 googletest_sources pkg_config wine wine_tls wine32 wine32_tls xvfb unzip ${MANAGED_BUILD[*]} npm dotnet_x86 microsocks dante"
     [windows-x64]="${LINUX_BUILD[*]} ${TEST_SERVERS[*]} mingw_x64 googletest_sources pkg_config wine wine_tls xvfb unzip ${MANAGED_BUILD[*]} microsocks dante"
     [fuzz]="${FUZZ_BUILD[*]}"
 )
@@ -96,18 +96,27 @@ run_linux_suite() {
     return 0
 }
 
-# run_managed_suite NAME: the same program on both runtimes.
+# run_managed_program LABEL PREFIX COMMAND...: the managed tests, with word of the runtime on which they ran.
+run_managed_program() {
+    local label="$1" prefix="$2"
+    shift 2
+    run_program "$label" "$(limit_of managed)" "$prefix" "$TEST_SERVER" --proxies -- "$@"
+    say "      $(grep -a -m 1 '^On ' "$LOGS/$label.log" | tr -d '\r' || say "on no runtime")"
+}
+
+# run_managed_suite NAME: a program for .NET, and one for .NET Framework, which Mono runs.
 run_managed_suite() {
     local suite="$1" native="$BUILD/linux-x64" program="$MANAGED/LumManagedTests/release/LumManagedTests"
-    local starter=("$TEST_SERVER" --proxies -- env "LD_LIBRARY_PATH=$native/src:$native/tests/managed/native")
+    local starter=(env "LD_LIBRARY_PATH=$native/src:$native/tests/managed/native")
     build_or_fail "$suite" linux-x64 lum_test_server lumutilsWinCli_shared lum_managed_native || return 0
-    if ! build_managed tests/managed/LumManagedTests.csproj; then
+    if ! build_managed tests/managed/LumManagedTests.csproj ||
+        ! build_managed tests/managed/framework/LumManagedTestsFramework.csproj; then
         add_failure "$suite - (the managed tests do not build)"
         return 0
     fi
-    run_program "$suite/dotnet" "$(limit_of managed)" "" "${starter[@]}" \
+    run_managed_program "$suite/dotnet" "" "${starter[@]}" \
         dotnet exec --runtimeconfig "$program.runtimeconfig.json" "$program.dll"
-    run_program "$suite/mono" "$(limit_of managed)" "" "${starter[@]}" mono "$program.dll"
+    run_managed_program "$suite/mono" "" "${starter[@]}" mono "$MANAGED/LumManagedTestsFramework/release/LumManagedTests.exe"
 }
 
 # check_compiler SUITE: what must not compile, with the compiler that the suite is built with. It runs here, as it does in
@@ -128,11 +137,21 @@ check_locks_across_widths() {
         "--gtest_filter=LockedOperationContractTest.*:*BesideHolderTest.*:*ShareModeTest.*:FileContractTest.*"
 }
 
-# publish_for_wine SUITE NAME PROJECT: the project with a 64-bit .NET of its own, in build/managed/NAME-win-x64.
+# Of .NET for Windows the SDK brings a 64-bit one into a program; the 32-bit one is the tests' own, and older.
+declare -A WINE_PUBLISH=(
+    [windows-x64]="--runtime win-x64 --self-contained"
+    [windows-x86]="-p:LumRuntime=netcoreapp2.0"
+)
+
+# wine_program SUITE NAME: where the published program is.
+wine_program() { say "$BUILD/managed/$2-${1/windows/win}"; }
+
+# publish_for_wine SUITE NAME PROJECT
 publish_for_wine() {
-    local suite="$1" name="$2" project="$3"
-    run_logged "$LOGS/$suite/$name-build.log" run_dotnet publish "$project" --configuration Release --runtime win-x64 \
-        --self-contained --nologo -p:UseSharedCompilation=false --output "$BUILD/managed/$name-win-x64" && return 0
+    local suite="$1" name="$2" project="$3" options
+    read -r -a options <<<"${WINE_PUBLISH[$suite]}"
+    run_logged "$LOGS/$suite/$name-build.log" run_dotnet publish "$project" --configuration Release "${options[@]}" \
+        --nologo -p:UseSharedCompilation=false --output "$(wine_program "$suite" "$name")" && return 0
     add_failure "$suite/$name - (it does not build)"
     return 1
 }
@@ -141,45 +160,56 @@ publish_for_wine() {
 # and to run. The code page comes from the locale, and the tests' texts are western.
 WINE_DOTNET=(env "WINEDLLOVERRIDES=mshtml=;winemenubuilder.exe=d" DOTNET_EnableWriteXorExecute=0 LC_ALL=C)
 
-# check_managed SUITE: the managed tests on the module as it ships, which they find as any library of the system.
-check_managed() {
-    local suite="$1" folders
-    [[ "$suite" == windows-x64 ]] || return 0
-    publish_for_wine "$suite" managed-tests tests/managed/windows/LumManagedTestsWindows.csproj || return 0
-    folders="Z:$BUILD/$suite/src;Z:$BUILD/$suite/tests/managed/native"
-    run_program "$suite/managed" "$(limit_of managed)" "Z:" "$TEST_SERVER" --proxies -- \
-        "${WINE_DOTNET[@]}" "WINEPATH=${folders//\//\\}" wine "$BUILD/managed/managed-tests-win-x64/LumManagedTests.exe"
+# wine_command SUITE NAME PROGRAM: what starts the published program, a word a line.
+wine_command() {
+    local folder
+    folder="$(wine_program "$1" "$2")"
+    if [[ "$1" == windows-x86 ]]; then
+        printf '%s\n' wine "$DOTNET_X86/dotnet.exe" "Z:$folder/$3.dll"
+    else
+        printf '%s\n' wine "$folder/$3.exe"
+    fi
 }
 
-# run_wine_host LOG SCRIPT: the example's host, with the arguments that the script gives it.
+# check_managed SUITE: the managed tests on the module as it ships, which they find as any library of the system.
+check_managed() {
+    local suite="$1" folders command
+    publish_for_wine "$suite" managed-tests tests/managed/windows/LumManagedTestsWindows.csproj || return 0
+    folders="Z:$BUILD/$suite/src;Z:$BUILD/$suite/tests/managed/native"
+    mapfile -t command < <(wine_command "$suite" managed-tests LumManagedTests)
+    run_managed_program "$suite/managed" "Z:" "${WINE_DOTNET[@]}" "WINEPATH=${folders//\//\\}" "${command[@]}"
+}
+
+# run_wine_host SUITE LOG SCRIPT: the example's host, with the arguments that the script gives it.
 run_wine_host() {
-    local log="$1" script="$2" code=0
+    local suite="$1" log="$2" script="$3" command code=0
+    mapfile -t command < <(wine_command "$suite" desktop-host DesktopHost)
     timeout --kill-after=20 120 "$TEST_SERVER" --proxies -- bash -c "$script" host "${WINE_DOTNET[@]}" \
-        wine "$BUILD/managed/desktop-host-win-x64/DesktopHost.exe" --output "Z:$BUILD/desktop-host-win-x64" \
-        >"$log" 2>&1 </dev/null || code=$?
+        "${command[@]}" --output "Z:$BUILD/desktop-host-${suite/windows/win}" >"$log" 2>&1 </dev/null || code=$?
     end_after "$code"
     return "$code"
 }
 
 # What comes without a proxy must come directly, and fail on the other way: else that way leads past the proxy.
 fails_without_proxy() {
-    local log="$1"
-    run_wine_host "$log" "$NO_PROXY" && grep -qE '^ +direct +200, ' "$log" && grep -qE '^ +proxy +failed: ' "$log"
+    local suite="$1" log="$2"
+    run_wine_host "$suite" "$log" "$NO_PROXY" && grep -qE '^ +direct +200, ' "$log" && grep -qE '^ +proxy +failed: ' "$log" &&
+        grep -qE '^ +error: \[GET http://[^]]*/one\.bin\] HttpWorkerThread: SOCKS HTTP request error: ' "$log"
 }
 
 # check_desktop_host SUITE: the example's host, through a real proxy, on the module as it ships.
 check_desktop_host() {
-    local suite="$1" folder="$BUILD/managed/desktop-host-win-x64" start=$SECONDS log="$LOGS/$1/desktop-host.log"
+    local suite="$1" folder start=$SECONDS log="$LOGS/$1/desktop-host.log"
     local passed=$PASSED failed=$FAILED outcome=failed
-    [[ "$suite" == windows-x64 ]] || return 0
+    folder="$(wine_program "$suite" desktop-host)"
     say "    desktop-host"
     publish_for_wine "$suite" desktop-host examples/desktop-host/DesktopHost.csproj || return 0
     cp "$BUILD/$suite/src/liblumutilsWinCli.dll" "$BUILD/$suite/examples/desktop-host/native/liblum_desktop_module.dll" "$folder"
-    run_wine_host "$log" "$OWN_SITE" && outcome=passed
+    run_wine_host "$suite" "$log" "$OWN_SITE" && outcome=passed
     [[ "$outcome" == passed ]] || show_tail "$log"
     add_outcomes "$suite/desktop-host" <<<"$outcome DesktopHostTest.FetchesTheSameDirectlyAndThroughTheProxy"
     outcome=failed log="$LOGS/$suite/desktop-host-no-proxy.log"
-    fails_without_proxy "$log" && outcome=passed
+    fails_without_proxy "$suite" "$log" && outcome=passed
     [[ "$outcome" == passed ]] || show_tail "$log"
     add_outcomes "$suite/desktop-host-no-proxy" <<<"$outcome DesktopHostTest.FetchesNothingThroughAProxyThatIsNotThere"
     say "      $((PASSED - passed)) passed, $((FAILED - failed)) failed, $((SECONDS - start)) s"

@@ -30,7 +30,7 @@
 #include <cstdint>
 
 /// Raised by one when a structure, a function or its meaning changes.
-constexpr std::uint32_t kLumCliAbiVersion = 1;
+constexpr std::uint32_t kLumCliAbiVersion = 2;
 
 using LumCliChar = WCHAR;
 static_assert(sizeof(LumCliChar) == 2, "texts are UTF-16");
@@ -88,8 +88,12 @@ struct LumCliResponseReceiver;
 /// Where a message goes; see LumCliReceiveMessage. It lives for the call that it was given to.
 struct LumCliMessageReceiver;
 
+/// Through which the calls into a managed half go that may end before the process does; see LumCliCreateGate.
+struct LumCliGate;
+
 /// What the managed half hands over. It, and the functions in it, must live as long as the process: native objects and
-/// their threads use them until they end. No function may be null.
+/// their threads use them until they end. A managed half that cannot promise that, as its application domain may be
+/// unloaded, has a gate, and closes it first; the table and the gate live on. No function may be null.
 struct LumCliHostTable {
     /// sizeof(LumCliHostTable) as the managed half knows it.
     std::uint32_t size;
@@ -121,6 +125,9 @@ struct LumCliHostTable {
     /// System.Exception.Message of the exception, null included, goes to the receiver. If reading it throws, the result
     /// is a handle to what it threw.
     LumCliHandle(LUM_CDECL* getExceptionMessage)(LumCliHandle exception, LumCliMessageReceiver* receiver);
+
+    /// Null where the functions live as long as the process.
+    LumCliGate* gate;
 };
 
 /// How a function of the library ended.
@@ -161,6 +168,14 @@ LUM_EXPORT std::int32_t LUM_CDECL LumCliCreateSocksClientWithManagedLogger(const
 LUM_EXPORT std::int32_t LUM_CDECL LumCliCreateSocksClientWithNativeLogger(const LumCliHostTable* table,
                                                                           const void* logger, LumCliHandle client,
                                                                           void** created, LumCliHandle* exception);
+
+/// A new gate, open. It belongs to the process and is never given back; null if there is no memory for it.
+LUM_EXPORT LumCliGate* LUM_CDECL LumCliCreateGate();
+
+/// Lets no call into the managed half from now on, and waits so long for those that are inside. Returns how many still
+/// are; with 0 its functions are never called again. In place of a refused call a request fails, a record is dropped,
+/// and a handle is forgotten: it has gone with its domain. May be called again, to go on waiting.
+LUM_EXPORT std::int32_t LUM_CDECL LumCliCloseGate(LumCliGate* gate, std::int32_t milliseconds);
 
 /// Take one response, each text converted to native text at once. The result is 0, or something else after which
 /// nothing more must be given. A null body or line counts as a failure of the request, not of the caller.

@@ -2,6 +2,7 @@
 
 #include "common/networking/LumNetworkingError.h"
 #include "common/utils/LumError.h"
+#include "common/utils/LumErrorNames.h"
 #include "common/utils/LumLog.h"
 #include "common/utils/LumPlatformMessage.h"
 #include "common/utils/LumTextUtils.h"
@@ -92,9 +93,9 @@ void ReportWinHttpError(const std::shared_ptr<LumUtils::ILumUtilsLoggerDelegate>
     DWORD platformCode = 0;
     const std::string description = GetWinHttpErrorDescription(platformCode);
     std::map<std::string, std::any> userInfo;
-    userInfo[LumUtils::LumErrorUnderlyingErrorCode] = static_cast<int>(platformCode);
-    userInfo[LumUtils::LumErrorUnderlyingErrorDescription] = description;
-    errorOut = std::make_unique<LumUtils::LumError>(LibLumNetworkingErrorDomain, code, userInfo);
+    userInfo[LumUtils::LumErrorNames::kUnderlyingErrorCode] = static_cast<int>(platformCode);
+    userInfo[LumUtils::LumErrorNames::kUnderlyingErrorDescription] = description;
+    errorOut = std::make_unique<LumUtils::LumError>(LumUtils::LumErrorNames::kNetworkingDomain, code, userInfo);
     LUM_LOG_FROM(logger, Error, file, function, line, "%s Failed with error description: %s", apiName,
                  errorOut->getDescription().c_str());
 }

@@ -2,6 +2,7 @@
 
 #include "common/networking/LumNetworkingError.h"
 #include "common/utils/LumError.h"
+#include "common/utils/LumErrorNames.h"
 #include "common/utils/LumErrorReference.h"
 
 #include <utility>
@@ -13,9 +14,9 @@ namespace {
 /// Never destroyed: the errors that refer to it are the host's.
 const LumUtils::LumError& outOfMemoryError()
 {
-    static const auto& error =
-        *new LumUtils::LumError(LibLumNetworkingErrorDomain, LumNetworkingErrorCode::kReceiveFailed,
-                                {{LumUtils::LumErrorUnderlyingErrorCode, static_cast<int>(ERROR_NOT_ENOUGH_MEMORY)}});
+    static const auto& error = *new LumUtils::LumError(
+        LumUtils::LumErrorNames::kNetworkingDomain, LumNetworkingErrorCode::kReceiveFailed,
+        {{LumUtils::LumErrorNames::kUnderlyingErrorCode, static_cast<int>(ERROR_NOT_ENOUGH_MEMORY)}});
     return error;
 }
 

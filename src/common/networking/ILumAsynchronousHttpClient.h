@@ -22,6 +22,9 @@ namespace LumNetworking {
 /// | FAILED    | absent   | present |
 /// | CANCELLED | absent   | absent  |
 ///
+/// Only a client that is carried out by the host (see LumAsynchronousSocksHttpClient) knows another outcome: SUCCESS
+/// with neither, of a request whose transaction was dropped before it was sent.
+///
 /// The callee owns response and error. The transaction is the one that the operation returned, or empty if nobody holds
 /// it any more.
 ///

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "common/utils/LumErrorNames.h"
+
 #include <string>
 
 namespace LumNetworking {
 
 /// The domain of the errors of the HTTP clients.
-static const std::string LibLumNetworkingErrorDomain = "com.corvan.clientlibs.liblumnetworking.error";
+static const std::string LibLumNetworkingErrorDomain = LumUtils::LumErrorNames::kNetworkingDomain;
 
 /// The codes of that domain. Each error carries the platform's number and text in its user information;
 /// one that is reported for lack of memory may have the number alone, and the code 13 wherever the memory ran out.

@@ -2,6 +2,7 @@
 
 #include "common/storage/LumStorageError.h"
 #include "common/utils/LumError.h"
+#include "common/utils/LumErrorNames.h"
 #include "common/utils/LumLog.h"
 #include "platform/LumFileError.h"
 #include "platform/LumFileStream.h"
@@ -161,8 +162,8 @@ const SharedErrors& preparedErrors()
         SharedErrors made;
         for (int code = LumStorageErrorCode::kNone; code <= LumStorageErrorCode::kTruncateFailed; ++code) {
             made.push_back(std::make_shared<LumUtils::LumError>(
-                LumStorageErrorDomain, code,
-                std::map<std::string, std::any>{{LumUtils::LumErrorUnderlyingErrorCode, number}}));
+                LumUtils::LumErrorNames::kStorageDomain, code,
+                std::map<std::string, std::any>{{LumUtils::LumErrorNames::kUnderlyingErrorCode, number}}));
         }
         return made;
     }());
@@ -430,9 +431,9 @@ void LumFileManager::setErrorAndLog(int code, unsigned int underlyingCode, const
 {
     try {
         std::map<std::string, std::any> userInfo;
-        userInfo[LumUtils::LumErrorUnderlyingErrorDescription] = description;
-        userInfo[LumUtils::LumErrorUnderlyingErrorCode] = static_cast<int>(underlyingCode);
-        errorOut = std::make_shared<LumUtils::LumError>(LumStorageErrorDomain, code, userInfo);
+        userInfo[LumUtils::LumErrorNames::kUnderlyingErrorDescription] = description;
+        userInfo[LumUtils::LumErrorNames::kUnderlyingErrorCode] = static_cast<int>(underlyingCode);
+        errorOut = std::make_shared<LumUtils::LumError>(LumUtils::LumErrorNames::kStorageDomain, code, userInfo);
     } catch (const std::bad_alloc&) {
         errorOut = preparedError(code);
     }

@@ -1,11 +1,13 @@
 #pragma once
 
+#include "common/utils/LumErrorNames.h"
+
 #include <string>
 
 namespace LumStorage {
 
 /// The domain of the file manager's errors.
-static const std::string LumStorageErrorDomain = "com.corvan.clientlibs.liblumstorage.error";
+static const std::string LumStorageErrorDomain = LumUtils::LumErrorNames::kStorageDomain;
 
 /// The codes of that domain, set by the operations of LumFileManager that lock. Each error carries the platform's
 /// number and the whole message in its user information; one that is reported for lack of memory may have the number

@@ -1,13 +1,15 @@
 #include "common/utils/LumError.h"
 
+#include "common/utils/LumErrorNames.h"
+
 #include <locale>
 #include <sstream>
 
 namespace LumUtils {
 
-const std::string LumErrorUnderlyingErrorCode = "LumErrorUnderlyingErrorCode";
-const std::string LumErrorUnderlyingErrorDescription = "LumErrorUnderlyingErrorDescription";
-const std::string LumErrorUnderlyingErrorObject = "LumErrorUnderlyingErrorObject";
+const std::string LumErrorUnderlyingErrorCode = LumErrorNames::kUnderlyingErrorCode;
+const std::string LumErrorUnderlyingErrorDescription = LumErrorNames::kUnderlyingErrorDescription;
+const std::string LumErrorUnderlyingErrorObject = LumErrorNames::kUnderlyingErrorObject;
 
 namespace {
 

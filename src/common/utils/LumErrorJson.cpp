@@ -1,5 +1,7 @@
 #include "common/utils/LumError.h"
 
+#include "common/utils/LumErrorNames.h"
+
 #include <nlohmann/json.hpp>
 
 #include <climits>
@@ -15,7 +17,6 @@ namespace {
 
 using Json = nlohmann::json;
 
-const std::string kErrorDomain = "com.corvan.utils.errordomain";
 constexpr int kUnreadableCode = -1;
 
 /// The JSON text of a dictionary's value, or none where its type has no JSON form.
@@ -241,9 +242,10 @@ private:
 std::unique_ptr<ILumError> unreadableError(const std::string& json)
 {
     const std::string description = "Failed to create required error object from JSON, so falling back to this error";
-    return std::make_unique<LumError>(kErrorDomain, kUnreadableCode,
-                                      std::map<std::string, std::any>{{LumErrorUnderlyingErrorDescription, description},
-                                                                      {LumErrorUnderlyingErrorObject, json}});
+    return std::make_unique<LumError>(
+        LumErrorNames::kDomain, kUnreadableCode,
+        std::map<std::string, std::any>{{LumErrorNames::kUnderlyingErrorDescription, description},
+                                        {LumErrorNames::kUnderlyingErrorObject, json}});
 }
 
 /// One line on the standard error stream, in one piece and whatever the host has set on the stream.

@@ -24,6 +24,7 @@
 /// | GetTempPathA               | a buffer; the path is TMPDIR's or /tmp, and ends in a backslash                          |
 /// | GetModuleHandleExW         | PIN and FROM_ADDRESS                                                                     |
 /// | MultiByteToWideChar        | CP_THREAD_ACP, which is UTF-8, with or without MB_ERR_INVALID_CHARS                      |
+/// | GetCPInfo                  | CP_THREAD_ACP, for the length of its longest character                                   |
 /// | WideCharToMultiByte        | CP_UTF8 with WC_ERR_INVALID_CHARS; CP_THREAD_ACP, as strict, with WC_NO_BEST_FIT_CHARS   |
 /// | _time64                    | no address for the result, which it returns                                              |
 /// | _localtime64_s             | any time that the system's calendar has; it may be called from several threads at once   |
@@ -173,6 +174,11 @@ constexpr DWORD MB_ERR_INVALID_CHARS = 0x08;
 constexpr DWORD WC_ERR_INVALID_CHARS = 0x80;
 constexpr DWORD WC_NO_BEST_FIT_CHARS = 0x400;
 
+struct CPINFO {
+    UINT MaxCharSize;
+};
+
+BOOL GetCPInfo(UINT codePage, CPINFO* info);
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, WCHAR* buffer, int size);
 int WideCharToMultiByte(UINT codePage, DWORD flags, const WCHAR* text, int length, char* buffer, int size,
                         const char* defaultCharacter, BOOL* usedDefault);

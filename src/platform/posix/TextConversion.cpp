@@ -61,13 +61,46 @@ char32_t readUtf8(const char*& text, const char* end)
     return isScalar ? codePoint : kInvalid;
 }
 
-/// As readUtf8, with the replacement character for each byte that is not part of valid text.
+/// Whether a byte may follow the lead byte at once: after some of them not every continuation begins valid text.
+bool mayFollow(unsigned char lead, unsigned char second)
+{
+    switch (lead) {
+    case 0xE0:
+        return second >= 0xA0 && second <= 0xBF;
+    case 0xED:
+        return second >= 0x80 && second <= 0x9F;
+    case 0xF0:
+        return second >= 0x90 && second <= 0xBF;
+    case 0xF4:
+        return second >= 0x80 && second <= 0x8F;
+    default:
+        return isContinuation(second);
+    }
+}
+
+/// The end of what one replacement character stands for where there is no valid text: the longest part that could begin
+/// valid text, and at least one byte. Unicode recommends it, and decoders elsewhere do the same.
+const char* endOfInvalid(const char* text, const char* end)
+{
+    const auto lead = static_cast<unsigned char>(*text);
+    const int count = continuationCount(lead);
+    const char* next = text + 1;
+    if (count <= 0 || next == end || !mayFollow(lead, static_cast<unsigned char>(*next))) {
+        return next;
+    }
+    while (next - text < count && next != end && isContinuation(static_cast<unsigned char>(*next))) {
+        ++next;
+    }
+    return next;
+}
+
+/// As readUtf8, with one replacement character for each part that is not valid text.
 char32_t readUtf8Replacing(const char*& text, const char* end)
 {
-    const char* const next = text + 1;
+    const char* const start = text;
     const char32_t codePoint = readUtf8(text, end);
     if (codePoint == kInvalid) {
-        text = next;
+        text = endOfInvalid(start, end);
         return kReplacement;
     }
     return codePoint;
@@ -203,6 +236,17 @@ bool canEncode(UINT codePage, DWORD flags)
 }
 
 } // namespace
+
+BOOL GetCPInfo(UINT codePage, CPINFO* info)
+{
+    constexpr UINT kLongestInUtf8 = 4;
+    if (codePage != CP_THREAD_ACP || info == nullptr) {
+        SetLastError(ERROR_INVALID_PARAMETER);
+        return FALSE;
+    }
+    info->MaxCharSize = kLongestInUtf8;
+    return TRUE;
+}
 
 int MultiByteToWideChar(UINT codePage, DWORD flags, const char* text, int length, WCHAR* buffer, int size)
 {

@@ -869,7 +869,8 @@ TEST_F(HeldWorkerTest, TheClientDestroyedDuringCallsTheyGoOn)
     EXPECT_TRUE(waitUntil([&] { return host.nativeHandles() == 0 && logger.use_count() == 1; }));
 }
 
-TEST_F(HeldWorkerTest, LettingTheTransactionGoWaitsForTheWorker)
+/// The host's call of a request whose transaction is let go meanwhile is not waited for.
+TEST_F(HeldWorkerTest, LettingTheTransactionGoDuringTheCallDoesNotWaitForTheHost)
 {
     std::atomic<bool> isAnswered{false};
     socks->onSend = [&](const FakeRequest&) {
@@ -878,19 +879,29 @@ TEST_F(HeldWorkerTest, LettingTheTransactionGoWaitsForTheWorker)
         return FakeResponse();
     };
     const RequestRecorder recorder;
-    std::weak_ptr<ILumAsynchronousTransaction> watched;
-    {
-        // The completion keeps the transaction, so that the worker is not its last holder.
-        const auto kept = std::make_shared<std::shared_ptr<ILumAsynchronousTransaction>>();
-        *kept = client->Get("http://host/", {}, recorder.Completion(), true, 30);
-        watched = *kept;
-        gate.waitForArrival();
-        gate.open();
-        recorder.WaitForRelease();
-        kept->reset();
-    }
-    EXPECT_TRUE(isAnswered);
-    EXPECT_TRUE(waitUntil([&] { return watched.expired(); }));
+    auto transaction = client->Get("http://host/", {}, recorder.Completion(), true, 30);
+    gate.waitForArrival();
+    transaction.reset();
+    EXPECT_FALSE(isAnswered);
+    gate.open();
+    EXPECT_EQ(recorder.WaitForOutcome().result, HttpRequestResult::SUCCESS);
+}
+
+/// The members after the base's are part of the binary interface: the logger, then the adapter.
+TEST_F(SocksClientTest, TheLoggerAndTheAdapterStandAfterTheBase)
+{
+    struct Members {
+        std::shared_ptr<ILumUtilsLoggerDelegate> logger;
+        std::shared_ptr<LumNetworkingCli::SocksHttpClientCliAdapter> adapter;
+    };
+    static_assert(sizeof(Client) == sizeof(LumAsynchronousHttpClientBase) + sizeof(Members));
+    const auto other = std::make_shared<RecordingLogger>();
+    const Client own(other, host.lend(socks));
+    const auto* const base = static_cast<const LumAsynchronousHttpClientBase*>(&own);
+    const auto* const members = reinterpret_cast<const Members*>(base + 1);
+    EXPECT_EQ(members->logger.get(), other.get());
+    EXPECT_EQ(members->adapter.use_count(), 1);
+    EXPECT_EQ(members->adapter->SendAndGetResponse("GET", "http://host/", {}, "").statusCode, 200);
 }
 
 TEST_F(SocksClientTest, TheTransactionMayBeDroppedAtOnce)

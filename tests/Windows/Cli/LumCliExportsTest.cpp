@@ -275,7 +275,7 @@ TEST(LumCliLayout, IsTheNaturalOne)
     EXPECT_EQ(offsetof(LumCliLogRecord, file), 8U);
     EXPECT_EQ(sizeof(LumCliLogRecord), 8 + 6 * kAddress);
     EXPECT_EQ(offsetof(LumCliHostTable, duplicateHandle), 8U);
-    EXPECT_EQ(sizeof(LumCliHostTable), 8 + 7 * kAddress);
+    EXPECT_EQ(sizeof(LumCliHostTable), 8 + 8 * kAddress);
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include "common/utils/LumFormattingLoggerDelegate.h"
 
+#include "NarrowEncoding.h"
 #include "support/VtableSlot.h"
 
 #include <gtest/gtest.h>
@@ -191,32 +192,20 @@ TEST(LumFormattingLoggerDelegateTest, OneListCanBeFormattedTwice)
     EXPECT_EQ(first, second);
 }
 
-/// What the runtime says to a format; some runtimes write nothing for a value that others reject.
-int runtimeLength(const std::string format, ...)
-{
-    va_list values;
-    va_start(values, format);
-    const int length = std::vsnprintf(nullptr, 0, format.c_str(), values);
-    va_end(values);
-    return length;
-}
-
 /// A wide character that no encoding has.
 const std::string kRejectedFormat = "%lc";
 constexpr unsigned int kNoCharacter = 0xD800;
 
 TEST(LumFormattingLoggerDelegateTest, RejectedFormatGivesAnEmptyBuffer)
 {
-    const int length = runtimeLength(kRejectedFormat, kNoCharacter);
-    const std::size_t expected = length < 0 ? 0U : static_cast<std::size_t>(length) + 1;
-    EXPECT_EQ(formatted(kRejectedFormat, kNoCharacter).size(), expected);
+    EXPECT_EQ(formatted(kRejectedFormat, kNoCharacter).size(), LumTests::kRefusesToFormatNoCharacter ? 0U : 1U);
 }
 
 TEST(LumFormattingLoggerDelegateTest, RejectedFormatWritesNoRecord)
 {
     CollectingLogger logger;
     logger.logError("file", "function", kRejectedFormat, 1, kNoCharacter);
-    EXPECT_EQ(logger.records.size(), runtimeLength(kRejectedFormat, kNoCharacter) < 0 ? 0U : 1U);
+    EXPECT_EQ(logger.records.size(), LumTests::kRefusesToFormatNoCharacter ? 0U : 1U);
     logger.records.clear();
     logger.logError("file", "function", "fine", 1);
     EXPECT_EQ(logger.records.size(), 1U);

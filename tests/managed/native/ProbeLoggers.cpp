@@ -94,6 +94,12 @@ LUM_PROBE LumCliHandle LumProbeLog(const Logger* logger, std::int32_t level, con
     }
 }
 
+/// Gives a handle back as the native half does.
+LUM_PROBE void LumProbeCallReleaseHandle(const LumCliHostTable* table, LumCliHandle handle)
+{
+    table->releaseHandle(handle);
+}
+
 /// Hands a record to the table's function as it is, whatever its level.
 LUM_PROBE LumCliHandle LumProbeCallLog(const LumCliHostTable* table, LumCliHandle managedLogger,
                                        const LumCliLogRecord* record)

@@ -5,7 +5,8 @@ namespace LumManagedTests
 {
     /// <summary>
     /// Runs the managed tests: <c>LumManagedTests [--filter=TEXT] [--gtest_output=json:PATH]</c>. Tests that need the
-    /// native library in another state start this program again with <c>--create-client</c>.
+    /// native library in another state start this program again with <c>--create-client</c>, or with
+    /// <c>--create-client-from-bytes</c>.
     /// </summary>
     internal static class Program
     {
@@ -14,6 +15,11 @@ namespace LumManagedTests
 
         private static int Main(string[] arguments)
         {
+            if (arguments.Contains(AssemblyBytes.Option))
+            {
+                AssemblyBytes.UseFor("LumUtilsWinCli");
+                return LibraryProbe.Run();
+            }
             if (arguments.Contains(LibraryProbe.Option))
             {
                 return LibraryProbe.Run();

@@ -6,7 +6,5 @@ namespace LumManagedTests
     [AttributeUsage(AttributeTargets.Method)]
     internal sealed class TestAttribute : Attribute
     {
-        /// <summary>For what only .NET's own libraries have; the test does not exist on Mono.</summary>
-        public bool DotNetOnly { get; set; }
     }
 }

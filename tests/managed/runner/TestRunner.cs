@@ -38,8 +38,7 @@ namespace LumManagedTests
             return from type in typeof(TestRunner).Assembly.GetTypes()
                    orderby type.Name
                    from method in type.GetMethods()
-                   let attribute = method.GetCustomAttribute<TestAttribute>()
-                   where attribute != null && (Host.IsDotNet || !attribute.DotNetOnly)
+                   where method.IsDefined(typeof(TestAttribute))
                    orderby method.MetadataToken
                    select method;
         }
@@ -71,13 +70,13 @@ namespace LumManagedTests
         /// <summary>Every test also fails that leaves a handle behind.</summary>
         private static string? FailureOf(MethodInfo test)
         {
-            long heldBefore = Handles.Held;
+            Handles.Reset();
             try
             {
                 object fixture = Activator.CreateInstance(test.DeclaringType!)!;
                 test.Invoke(fixture, null);
                 (fixture as IDisposable)?.Dispose();
-                Handles.WaitUntilHeld(heldBefore);
+                Handles.WaitUntilHeld(0);
                 return null;
             }
             catch (TargetInvocationException exception)

@@ -5,8 +5,18 @@ namespace LumManagedTests
     /// <summary>The handles that native code holds to managed objects.</summary>
     internal static class Handles
     {
-        /// <summary>How many there are now.</summary>
-        internal static long Held => ObjectHandles.AllocatedCount - ObjectHandles.ReleasedCount;
+        private static long heldBefore;
+
+        /// <summary>How many there are now, without those that a test before has left behind.</summary>
+        internal static long Held => All - heldBefore;
+
+        private static long All => ObjectHandles.AllocatedCount - ObjectHandles.ReleasedCount;
+
+        /// <summary>From here on they are counted anew.</summary>
+        internal static void Reset()
+        {
+            heldBefore = All;
+        }
 
         /// <summary>A worker lets its last handle go after the completion, so a moment may pass.</summary>
         internal static void WaitUntilHeld(long count)

@@ -22,7 +22,22 @@ namespace LumManagedTests
         /// <summary>The variable that names the folders in which the system looks for libraries.</summary>
         internal static readonly string LibraryPathVariable = IsWindows ? "PATH" : "LD_LIBRARY_PATH";
 
-        internal static string Description => IsDotNet ? RuntimeInformation.FrameworkDescription : "Mono " + Environment.Version;
+        /// <summary>The processor's name, as messages and packages of the library carry it.</summary>
+        internal static readonly string Processor = Bits == 64 ? "x64" : "x86";
+
+        /// <summary>The name of the same kind of processor in the other width.</summary>
+        internal static readonly string OtherProcessor = Bits == 64 ? "x86" : "x64";
+
+        /// <summary>What libraries are for this process, as messages of the library say it.</summary>
+        internal static readonly string Kind = $"{Bits}-bit {System} {Processor}";
+
+        internal static string Description => $"{Runtime}, {Bits} bits";
+
+        internal static int Bits => 8 * IntPtr.Size;
+
+        internal static int OtherBits => Bits == 64 ? 32 : 64;
+
+        private static string Runtime => IsDotNet ? RuntimeInformation.FrameworkDescription : "Mono " + Environment.Version;
 
         internal static string FileOfLibrary(string name)
         {

@@ -137,5 +137,8 @@ namespace LumManagedTests
 
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl)]
         internal static extern IntPtr LumProbeCallLog(void* table, IntPtr managedLogger, void* record);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl)]
+        internal static extern void LumProbeCallReleaseHandle(void* table, IntPtr handle);
     }
 }

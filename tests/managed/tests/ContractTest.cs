@@ -119,11 +119,24 @@ namespace LumManagedTests
         }
 
         [Test]
+        public void TheAssemblyHasItsStrongName()
+        {
+            byte[] token = Contract.GetName().GetPublicKeyToken()!;
+            Check.Equal("4747e7c9fd01994d", string.Concat(token.Select(part => part.ToString("x2"))));
+        }
+
+        [Test]
         public void TheAssemblyIsForEveryFramework()
         {
-            Check.Equal(".NETStandard,Version=v2.0",
-                        Contract.GetCustomAttribute<TargetFrameworkAttribute>()!.FrameworkName);
-            Check.SequenceEqual(new[] { "netstandard" }, Contract.GetReferencedAssemblies().Select(name => name.Name!));
+            string framework = Contract.GetCustomAttribute<TargetFrameworkAttribute>()!.FrameworkName;
+            string[] needed = Contract.GetReferencedAssemblies().Select(name => name.Name!).ToArray();
+            if (framework == ".NETStandard,Version=v2.0")
+            {
+                Check.SequenceEqual(new[] { "netstandard" }, needed);
+                return;
+            }
+            Check.Equal(".NETCoreApp,Version=v8.0", framework);
+            Check.True(needed.All(name => name.StartsWith("System.", StringComparison.Ordinal)), string.Join(", ", needed));
         }
 
         /// <summary>The operations in the order in which they are declared.</summary>

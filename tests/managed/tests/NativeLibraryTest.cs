@@ -10,12 +10,16 @@ namespace LumManagedTests
     /// Finding the native library, and what a host is told when it does not fit. Each test puts a library, or none, beside
     /// a copy of this program, and runs it.
     /// </summary>
-    internal sealed class NativeLibraryTest : IDisposable
+    internal sealed partial class NativeLibraryTest : IDisposable
     {
         private static readonly string LibraryFile = Host.FileOfLibrary("liblumutilsWinCli");
 
         private static readonly string Own =
-            $"LumUtilsWinCli {typeof(SocksHttpClientFactory).Assembly.GetName().Version!.ToString(3)} (64-bit {Host.System} x64)";
+            $"LumUtilsWinCli {typeof(SocksHttpClientFactory).Assembly.GetName().Version!.ToString(3)} ({Host.Kind})";
+
+        private const string Assembly = "LumUtilsWinCli";
+
+        private static readonly string ProgramFile = Path.GetFileName(typeof(NativeLibraryTest).Assembly.Location);
 
         private static readonly Lazy<string> CopyOfProgram = new Lazy<string>(CopyProgram);
 
@@ -23,6 +27,7 @@ namespace LumManagedTests
 
         public void Dispose()
         {
+            AssemblyBytes.Show(folder, Assembly);
             File.Delete(Path.Combine(folder, LibraryFile));
             if (Directory.Exists(Path.Combine(folder, "runtimes")))
             {
@@ -40,7 +45,7 @@ namespace LumManagedTests
         [Test]
         public void InThePackagesFolderItIsFound()
         {
-            File.Copy(RealLibrary(), Path.Combine(PackageFolder(Host.PackageSystem + "-x64"), LibraryFile));
+            File.Copy(RealLibrary(), Path.Combine(PackageFolder(Host.PackageSystem + "-" + Host.Processor), LibraryFile));
             Check.Equal("created", OutputOfCopy());
         }
 
@@ -51,19 +56,61 @@ namespace LumManagedTests
         }
 
         [Test]
+        public void AnAssemblyLoadedFromBytesFindsItBesideTheProgram()
+        {
+            AssemblyBytes.Hide(folder, Assembly);
+            File.Copy(RealLibrary(), Path.Combine(folder, LibraryFile));
+            Check.Equal("created", OutputOfCopy(option: AssemblyBytes.Option));
+        }
+
+        [Test]
+        public void AnAssemblyLoadedFromBytesFindsItInThePackagesFolder()
+        {
+            AssemblyBytes.Hide(folder, Assembly);
+            File.Copy(RealLibrary(), Path.Combine(PackageFolder(Host.PackageSystem + "-" + Host.Processor), LibraryFile));
+            Check.Equal("created", OutputOfCopy(option: AssemblyBytes.Option));
+        }
+
+        [Test]
+        public void AnAssemblyLoadedFromBytesFindsItOnTheSystemsPath()
+        {
+            AssemblyBytes.Hide(folder, Assembly);
+            Check.Equal("created", OutputOfCopy(Path.GetDirectoryName(RealLibrary())!, AssemblyBytes.Option));
+        }
+
+        [Test]
+        public void AnAssemblyLoadedFromBytesSaysWhereItLooked()
+        {
+            AssemblyBytes.Hide(folder, Assembly);
+            string[] lines = OutputOfCopy(option: AssemblyBytes.Option).Split(new[] { '\n' }, 2);
+            Check.Equal("System.DllNotFoundException", lines[0]);
+            Check.Contains($"The native library '{LibraryFile}' was not found, which {Own} needs.", lines[1]);
+            Check.Contains(folder, lines[1]);
+        }
+
+        [Test]
+        public void ALibraryOnlyInTheCurrentFolderIsNotTaken()
+        {
+            string elsewhere = Directory.CreateDirectory(Path.Combine(folder, "elsewhere")).FullName;
+            File.Copy(RealLibrary(), Path.Combine(elsewhere, LibraryFile), true);
+            string output = OutputOfCopy(workingDirectory: elsewhere);
+            Check.True(output.StartsWith("System.DllNotFoundException\n", StringComparison.Ordinal), output);
+        }
+
+        [Test]
         public void AMissingLibraryIsNamedTogetherWithWhatWasLookedFor()
         {
             string[] lines = OutputOfCopy().Split(new[] { '\n' }, 2);
             Check.Equal("System.DllNotFoundException", lines[0]);
             Check.Contains($"The native library '{LibraryFile}' was not found, which {Own} needs.", lines[1]);
-            Check.Contains($"Looked in: {Path.Combine(folder, "runtimes", Host.PackageSystem + "-x64", "native")}, ", lines[1]);
+            Check.Contains($"Looked in: {Path.Combine(folder, "runtimes", Host.PackageSystem + "-" + Host.Processor, "native")}, ", lines[1]);
             Check.Contains($", {folder}", lines[1]);
         }
 
         [Test]
         public void ALibraryForOtherProcessorsInThePackageIsLeftAlone()
         {
-            File.Copy(RealLibrary(), Path.Combine(PackageFolder(Host.PackageSystem + "-x86"), LibraryFile));
+            File.Copy(RealLibrary(), Path.Combine(PackageFolder(Host.PackageSystem + "-" + Host.OtherProcessor), LibraryFile));
             Check.True(OutputOfCopy().StartsWith("System.DllNotFoundException\n", StringComparison.Ordinal), "not found");
         }
 
@@ -74,7 +121,8 @@ namespace LumManagedTests
             File.WriteAllBytes(path, ImageOfOtherWidth());
             Check.Equal(
                 "System.BadImageFormatException\n" +
-                $"The native library '{path}' is 32-bit {Host.System} x86, but this process needs 64-bit {Host.System} x64.",
+                $"The native library '{path}' is {Host.OtherBits}-bit {Host.System} {Host.OtherProcessor}, " +
+                $"but this process needs {Host.Kind}.",
                 OutputOfCopy());
         }
 
@@ -87,7 +135,7 @@ namespace LumManagedTests
             Check.Equal(
                 "System.BadImageFormatException\n" +
                 $"The native library '{path}' is 32-bit {(Host.IsWindows ? "Linux" : "Windows")} x86, " +
-                $"but this process needs 64-bit {Host.System} x64.",
+                $"but this process needs {Host.Kind}.",
                 OutputOfCopy());
         }
 
@@ -100,7 +148,7 @@ namespace LumManagedTests
                 File.WriteAllText(path, content);
                 Check.Equal(
                     "System.BadImageFormatException\n" +
-                    $"The native library '{path}' is no readable library, but this process needs 64-bit {Host.System} x64.",
+                    $"The native library '{path}' is no readable library, but this process needs {Host.Kind}.",
                     OutputOfCopy());
             }
         }
@@ -127,7 +175,7 @@ namespace LumManagedTests
             Check.Equal(
                 "System.BadImageFormatException\n" +
                 $"The native library '{path}' has version 9.8.7 with binary interface 7, but {Own} needs binary " +
-                "interface 1.",
+                $"interface {Abi.Version}.",
                 OutputOfCopy());
         }
 
@@ -139,23 +187,33 @@ namespace LumManagedTests
             Check.Equal(
                 "System.BadImageFormatException\n" +
                 $"The native library '{path}' is of another version: it tells no binary interface, but {Own} needs " +
-                "binary interface 1.",
+                $"binary interface {Abi.Version}.",
                 OutputOfCopy());
         }
 
-        /// <summary>A program on Windows brings its runtime along; on Linux the runtime is told what to run.</summary>
-        private static string ArgumentsOfCopy(string program)
+        /// <summary>A program may bring its runtime along; elsewhere the runtime is told what to run.</summary>
+        private static string ArgumentsOfCopy(string program, string option)
         {
-            if (Host.IsWindows)
+            if (BringsItsRuntime())
             {
-                return LibraryProbe.Option;
+                return option;
             }
             return Host.IsDotNet
-                ? $"exec --runtimeconfig {Path.ChangeExtension(program, "runtimeconfig.json")} {program} {LibraryProbe.Option}"
-                : $"{program} {LibraryProbe.Option}";
+                ? $"exec --runtimeconfig {Path.ChangeExtension(program, "runtimeconfig.json")} {program} {option}"
+                : $"{program} {option}";
         }
 
-        /// <summary>The library itself, which says that it is for 32 bits.</summary>
+        private static bool BringsItsRuntime()
+        {
+            return Path.GetFileNameWithoutExtension(RunningFile()) == "LumManagedTests";
+        }
+
+        private static string RunningFile()
+        {
+            return Process.GetCurrentProcess().MainModule!.FileName!;
+        }
+
+        /// <summary>The library itself, which says that it is for the other width.</summary>
         private static byte[] ImageOfOtherWidth()
         {
             const int elfWidth = 4;
@@ -165,8 +223,9 @@ namespace LumManagedTests
             if (Host.IsWindows)
             {
                 const ushort peMachineX86 = 0x14C;
+                const ushort peMachineX64 = 0x8664;
                 int machine = BitConverter.ToInt32(image, peHeader) + 4;
-                BitConverter.GetBytes(peMachineX86).CopyTo(image, machine);
+                BitConverter.GetBytes(Host.Bits == 64 ? peMachineX86 : peMachineX64).CopyTo(image, machine);
             }
             else
             {
@@ -238,13 +297,14 @@ namespace LumManagedTests
             return Directory.CreateDirectory(Path.Combine(folder, "runtimes", platform, "native")).FullName;
         }
 
-        private string OutputOfCopy(string libraryPath = "")
+        private string OutputOfCopy(string libraryPath = "", string option = LibraryProbe.Option,
+                                    string workingDirectory = "")
         {
             var start = new ProcessStartInfo
             {
-                FileName = Host.IsWindows ? Path.Combine(folder, "LumManagedTests.exe")
-                                          : Process.GetCurrentProcess().MainModule!.FileName!,
-                Arguments = ArgumentsOfCopy(Path.Combine(folder, "LumManagedTests.dll")),
+                FileName = BringsItsRuntime() ? Path.Combine(folder, Path.GetFileName(RunningFile())) : RunningFile(),
+                Arguments = ArgumentsOfCopy(Path.Combine(folder, ProgramFile), option),
+                WorkingDirectory = workingDirectory,
                 RedirectStandardOutput = true,
                 UseShellExecute = false,
             };

@@ -7,7 +7,7 @@ using System.Text;
 
 namespace LumManagedTests
 {
-    /// <summary>Requests through real SOCKS5 proxies, by the framework's HTTP client.</summary>
+    /// <summary>Requests through real SOCKS5 proxies, by a host's HTTP client.</summary>
     internal sealed class ProxyTest : IDisposable
     {
         private const string ErrorPrefix = "SOCKS HTTP request error: ";
@@ -20,19 +20,19 @@ namespace LumManagedTests
             direct.Dispose();
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void ThroughMicrosocksFilesAreTheSameAsDirectly()
         {
             FilesAreTheSame(Port("LUM_TEST_SOCKS_PORT"));
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void ThroughMicrosocksWithPasswordFilesAreTheSameAsDirectly()
         {
             FilesAreTheSame(Port("LUM_TEST_SOCKS_PASSWORD_PORT"), RightPassword());
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void ThroughDanteFilesAreTheSameAsDirectly()
         {
             FilesAreTheSame(Port("LUM_TEST_SOCKS_DANTE_PORT"));
@@ -44,7 +44,7 @@ namespace LumManagedTests
             FilesAreTheSame(null);
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void EveryMethodAndItsBodyGoThroughTheProxy()
         {
             using (var host = new ProxyHttpClient(Port("LUM_TEST_SOCKS_PORT")))
@@ -68,7 +68,7 @@ namespace LumManagedTests
             }
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void AStatusThatIsNoSuccessComesThroughTheProxyAsAResponse()
         {
             using (var host = new ProxyHttpClient(Port("LUM_TEST_SOCKS_PORT")))
@@ -81,25 +81,25 @@ namespace LumManagedTests
             }
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void AWrongPasswordFailsTheRequest()
         {
             FailsWith(Port("LUM_TEST_SOCKS_PASSWORD_PORT"), new NetworkCredential("lum", "wrong"));
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void AMissingPasswordFailsTheRequest()
         {
             FailsWith(Port("LUM_TEST_SOCKS_PASSWORD_PORT"));
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void AProxyThatIsNotThereFailsTheRequest()
         {
             Check.Contains("refused", FailsWith(Port("LUM_TEST_CLOSED_PORT")));
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void AProxyThatHangsUpFailsTheRequest()
         {
             using (var proxy = new SocketServer(_ => { }))
@@ -109,7 +109,7 @@ namespace LumManagedTests
             }
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void AProxyThatHangsUpAfterTheGreetingFailsTheRequest()
         {
             using (var proxy = new SocketServer(stream => SocketServer.ReadSocksRequest(stream)))
@@ -119,7 +119,7 @@ namespace LumManagedTests
             }
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void AProxyThatRefusesTheConnectionFailsTheRequest()
         {
             using (var proxy = new SocketServer(stream =>
@@ -133,7 +133,7 @@ namespace LumManagedTests
             }
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void AServerThatTheProxyCannotReachFailsTheRequest()
         {
             foreach (string variable in new[] { "LUM_TEST_SOCKS_PORT", "LUM_TEST_SOCKS_DANTE_PORT" })
@@ -143,7 +143,7 @@ namespace LumManagedTests
         }
 
         /// <summary>The name exists nowhere, but for this proxy.</summary>
-        [Test(DotNetOnly = true)]
+        [Test]
         public void TheProxyResolvesNames()
         {
             int nginx = Port("LUM_TEST_NGINX_PORT");
@@ -169,7 +169,7 @@ namespace LumManagedTests
         }
 
         /// <summary>The client sends the name; that the answer comes shows that the proxy knew what to do with it.</summary>
-        [Test(DotNetOnly = true)]
+        [Test]
         public void RealProxiesResolveNames()
         {
             foreach (string variable in new[] { "LUM_TEST_SOCKS_PORT", "LUM_TEST_SOCKS_DANTE_PORT" })
@@ -192,7 +192,7 @@ namespace LumManagedTests
             }
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void TwoHundredRequestsAtOnceGoThroughTheProxy()
         {
             using (var host = new ProxyHttpClient(Port("LUM_TEST_SOCKS_PORT")))
@@ -210,7 +210,7 @@ namespace LumManagedTests
             }
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void TwoHundredRequestsAreAtTheServerAtOnceThroughTheProxy()
         {
             const int count = 200;
@@ -233,7 +233,7 @@ namespace LumManagedTests
             }
         }
 
-        [Test(DotNetOnly = true)]
+        [Test]
         public void TheClientMayBeDestroyedWhileRequestsAreAtTheProxy()
         {
             using (var host = new ProxyHttpClient(Port("LUM_TEST_SOCKS_PORT")))

@@ -37,7 +37,13 @@ namespace LumManagedTests
         internal static void RefuseInvalid()
         {
             const int japanese = 0x0411;
-            Check.True(SetThreadLocale(japanese), "the thread's locale was not set");
+            SetLocale(japanese);
+        }
+
+        /// <summary>From now on the calling thread's texts are those of the locale.</summary>
+        internal static void SetLocale(int locale)
+        {
+            Check.True(SetThreadLocale(locale), "the thread's locale was not set");
         }
 
         private static Encoding EncodingOf(int codePage)

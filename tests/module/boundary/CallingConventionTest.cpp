@@ -21,6 +21,8 @@ using CreateWithManagedLogger = std::int32_t(__cdecl*)(const LumCliHostTable*, L
                                                        LumCliHandle*);
 using CreateWithNativeLogger = std::int32_t(__cdecl*)(const LumCliHostTable*, const void*, LumCliHandle, void**,
                                                       LumCliHandle*);
+using CreateGate = LumCliGate*(__cdecl*)();
+using CloseGate = std::int32_t(__cdecl*)(LumCliGate*, std::int32_t);
 using ReceiveStatus = std::int32_t(__cdecl*)(LumCliResponseReceiver*, std::int32_t);
 using ReceiveText = std::int32_t(__cdecl*)(LumCliResponseReceiver*, Text, std::int32_t);
 using ReceiveMessage = std::int32_t(__cdecl*)(LumCliMessageReceiver*, Text, std::int32_t);
@@ -30,6 +32,8 @@ static_assert(kIsSame<decltype(&LumCliGetPointerBits), GetPointerBits>);
 static_assert(kIsSame<decltype(&LumCliGetLibraryVersion), GetLibraryVersion>);
 static_assert(kIsSame<decltype(&LumCliCreateSocksClientWithManagedLogger), CreateWithManagedLogger>);
 static_assert(kIsSame<decltype(&LumCliCreateSocksClientWithNativeLogger), CreateWithNativeLogger>);
+static_assert(kIsSame<decltype(&LumCliCreateGate), CreateGate>);
+static_assert(kIsSame<decltype(&LumCliCloseGate), CloseGate>);
 static_assert(kIsSame<decltype(&LumCliReceiveStatus), ReceiveStatus>);
 static_assert(kIsSame<decltype(&LumCliReceiveBody), ReceiveText>);
 static_assert(kIsSame<decltype(&LumCliReceiveHeader), ReceiveText>);

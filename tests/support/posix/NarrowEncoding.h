@@ -33,4 +33,7 @@ constexpr char16_t kReplacement = 0xFFFD;
 /// Whether an unpaired surrogate cannot be encoded. Else it becomes the default character, "?".
 constexpr bool kRefusesUnpairedSurrogates = true;
 
+/// Whether the runtime's formatting refuses a wide character that no encoding has. Else it writes nothing for it.
+constexpr bool kRefusesToFormatNoCharacter = true;
+
 } // namespace LumTests

@@ -83,7 +83,8 @@ const LumCliHostTable kTable = {sizeof(LumCliHostTable),
                                 setSocksParameters,
                                 log,
                                 createException,
-                                getExceptionMessage};
+                                getExceptionMessage,
+                                nullptr};
 
 bool expect(bool holds, const char* what)
 {

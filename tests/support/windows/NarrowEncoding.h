@@ -35,4 +35,7 @@ constexpr char16_t kReplacement = 0x30FB;
 /// No code page but UTF-8 refuses any character.
 constexpr bool kRefusesUnpairedSurrogates = false;
 
+/// Whether the runtime's formatting refuses a wide character that no encoding has. Else it writes nothing for it.
+constexpr bool kRefusesToFormatNoCharacter = false;
+
 } // namespace LumTests

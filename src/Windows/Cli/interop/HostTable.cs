@@ -10,41 +10,11 @@ namespace LumNetworkingCli
     /// to what was thrown; each resolves its handles inside its <c>try</c>.
     /// </summary>
     /// <remarks>
-    /// Native objects and their threads use the table until they end, so it and the delegates behind it are never given
-    /// back.
+    /// Native objects and their threads use the table until they end, so it is never given back. An application domain
+    /// that may be unloaded closes its gate first.
     /// </remarks>
-    internal static unsafe class HostTable
+    internal static unsafe partial class HostTable
     {
-        [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
-        private delegate IntPtr DuplicateHandleFunction(IntPtr handle, IntPtr* duplicate);
-
-        [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
-        private delegate void ReleaseHandleFunction(IntPtr handle);
-
-        [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
-        private delegate IntPtr SendAndGetResponseFunction(IntPtr client, NativeRequest* request, IntPtr receiver);
-
-        [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
-        private delegate IntPtr SetSocksParametersFunction(IntPtr client, NativeText* staTicket,
-                                                           NativeText* socksServerUrl);
-
-        [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
-        private delegate IntPtr LogFunction(IntPtr logger, NativeLogRecord* record);
-
-        [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
-        private delegate IntPtr CreateExceptionFunction(int kind, NativeText* text);
-
-        [UnmanagedFunctionPointer(CallingConvention.Cdecl)]
-        private delegate IntPtr GetExceptionMessageFunction(IntPtr exception, IntPtr receiver);
-
-        private static readonly DuplicateHandleFunction RootedDuplicateHandle = DuplicateHandle;
-        private static readonly ReleaseHandleFunction RootedReleaseHandle = ObjectHandles.Release;
-        private static readonly SendAndGetResponseFunction RootedSendAndGetResponse = SendAndGetResponse;
-        private static readonly SetSocksParametersFunction RootedSetSocksParameters = SetSocksParameters;
-        private static readonly LogFunction RootedLog = Log;
-        private static readonly CreateExceptionFunction RootedCreateException = CreateException;
-        private static readonly GetExceptionMessageFunction RootedGetExceptionMessage = GetExceptionMessage;
-
         /// <summary>The table itself.</summary>
         internal static readonly NativeHostTable* Address = Make();
 
@@ -53,13 +23,8 @@ namespace LumNetworkingCli
             var table = (NativeHostTable*)Marshal.AllocHGlobal(sizeof(NativeHostTable));
             table->Size = (uint)sizeof(NativeHostTable);
             table->Version = Abi.Version;
-            table->DuplicateHandle = Marshal.GetFunctionPointerForDelegate(RootedDuplicateHandle);
-            table->ReleaseHandle = Marshal.GetFunctionPointerForDelegate(RootedReleaseHandle);
-            table->SendAndGetResponse = Marshal.GetFunctionPointerForDelegate(RootedSendAndGetResponse);
-            table->SetSocksParameters = Marshal.GetFunctionPointerForDelegate(RootedSetSocksParameters);
-            table->Log = Marshal.GetFunctionPointerForDelegate(RootedLog);
-            table->CreateException = Marshal.GetFunctionPointerForDelegate(RootedCreateException);
-            table->GetExceptionMessage = Marshal.GetFunctionPointerForDelegate(RootedGetExceptionMessage);
+            SetFunctions(table);
+            table->Gate = DomainGate.OfThisDomain();
             return table;
         }
 
@@ -82,14 +47,17 @@ namespace LumNetworkingCli
             try
             {
                 var target = (IHttpClientCli)ObjectHandles.Target(client)!;
+                DomainGate.Enter();
                 HttpResponseCli response = target.SendAndGetResponse(
                     request->Method.ToManaged()!, request->Url.ToManaged()!, HeadersOf(request),
                     request->Payload.ToManaged());
+                DomainGate.Leave();
                 Deliver(response, receiver);
                 return IntPtr.Zero;
             }
             catch (Exception exception)
             {
+                DomainGate.LeaveByException();
                 return ObjectHandles.ForCaught(exception);
             }
         }

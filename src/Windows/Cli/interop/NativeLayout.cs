@@ -6,7 +6,7 @@ namespace LumNetworkingCli
 
     internal static class Abi
     {
-        internal const uint Version = 1;
+        internal const uint Version = 2;
     }
 
     /// <summary>LumCliText: UTF-16, not terminated; null if the address is null.</summary>
@@ -60,6 +60,7 @@ namespace LumNetworkingCli
         internal IntPtr Log;
         internal IntPtr CreateException;
         internal IntPtr GetExceptionMessage;
+        internal IntPtr Gate;
     }
 
     /// <summary>LumCliExceptionKind.</summary>

@@ -8,8 +8,9 @@ namespace LumNetworkingCli
     /// <summary>Finds the native library, and says clearly why it cannot be used.</summary>
     /// <remarks>
     /// .NET finds the library itself where a package or a publish has put it. Elsewhere (.NET Framework, Mono, a folder
-    /// that was merely copied) nothing looks into the folders of a package, and one folder cannot hold the libraries
-    /// of two processors: there the right one is loaded by its path, and then found loaded by its name.
+    /// that was merely copied, an assembly that was loaded from bytes) nothing looks into the folders of a package or of
+    /// the program, and one folder cannot hold the libraries of two processors: there the right one is loaded by its
+    /// path, and then found loaded by its name.
     /// </remarks>
     internal static class NativeLibrary
     {
@@ -20,7 +21,7 @@ namespace LumNetworkingCli
         {
             if (!Volatile.Read(ref isReady))
             {
-                NativeLoader.TryLoadFromPackageFolders();
+                NativeLoader.TryLoadFromFolders();
                 CheckVersion();
                 Volatile.Write(ref isReady, true);
             }

@@ -1,6 +1,9 @@
 using System;
 using System.Runtime.InteropServices;
 
+// Never out of the current folder. Where PATH leads to the library, it is loaded by its path before.
+[assembly: DefaultDllImportSearchPaths(DllImportSearchPath.AssemblyDirectory | DllImportSearchPath.SafeDirectories)]
+
 namespace LumNetworkingCli
 {
     /// <summary>The functions of the native library.</summary>
@@ -23,6 +26,12 @@ namespace LumNetworkingCli
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
         internal static extern NativeStatus LumCliCreateSocksClientWithNativeLogger(NativeHostTable* table,
             IntPtr logger, IntPtr client, IntPtr* created, IntPtr* exception);
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        internal static extern IntPtr LumCliCreateGate();
+
+        [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
+        internal static extern int LumCliCloseGate(IntPtr gate, int milliseconds);
 
         [DllImport(Library, CallingConvention = CallingConvention.Cdecl, ExactSpelling = true)]
         internal static extern int LumCliReceiveStatus(IntPtr receiver, int statusCode);

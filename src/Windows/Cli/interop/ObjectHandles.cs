@@ -34,6 +34,19 @@ namespace LumNetworkingCli
             return handle;
         }
 
+        /// <summary>As native code releases one: nothing that goes wrong may leave through its frames.</summary>
+        internal static void ReleaseForNative(IntPtr handle)
+        {
+            try
+            {
+                Release(handle);
+            }
+            catch (Exception)
+            {
+                EndAbort();
+            }
+        }
+
         internal static void Release(IntPtr handle)
         {
             if (handle == IntPtr.Zero || handle == OutOfMemory)
@@ -54,16 +67,33 @@ namespace LumNetworkingCli
         {
             try
             {
-                if (exception is ThreadAbortException)
-                {
-                    // It would be raised again at the end of the handler, and leave through the native frames.
-                    Thread.ResetAbort();
-                }
+                EndAbort();
                 return Allocate(exception);
             }
             catch (OutOfMemoryException)
             {
                 return OutOfMemory;
+            }
+        }
+
+        /// <summary>
+        /// To be called in a handler: an abort of the thread would be raised at its end, and leave through native frames.
+        /// </summary>
+        internal static void EndAbort()
+        {
+            if ((Thread.CurrentThread.ThreadState & ThreadState.AbortRequested) == 0)
+            {
+                return;
+            }
+            try
+            {
+#pragma warning disable SYSLIB0006 // a runtime that aborts threads can also end that
+                Thread.ResetAbort();
+#pragma warning restore SYSLIB0006
+            }
+            catch (ThreadStateException)
+            {
+                // It has ended meanwhile.
             }
         }
     }

@@ -88,7 +88,7 @@ HttpClientCliAdapter::HttpResponse HttpClientCliAdapter::SendAndGetResponse(
                                 body.empty() ? LumCliText{nullptr, 0} : payload.View(), dictionary.Entries(),
                                 dictionary.Count()};
     LumCliResponseReceiver receiver{host, {}, nullptr};
-    LumUtilsCli::rethrowManaged(host, host.sendAndGetResponse(client.Get(), &request, &receiver));
+    LumUtilsCli::callManaged(host, [&] { return host.sendAndGetResponse(client.Get(), &request, &receiver); });
     if (receiver.failure) {
         std::rethrow_exception(receiver.failure);
     }

@@ -18,6 +18,7 @@ namespace LumNetworkingCli {
 /// - System.ArgumentNullException if the managed half has null where a text must be;
 /// - System.ArgumentOutOfRangeException if it has more than INT_MAX bytes;
 /// - System.InsufficientMemoryException if there is no memory for it.
+/// Where the managed object's application domain has been unloaded every request throws LumUtilsCli::HostUnloaded.
 class HttpClientCliAdapter {
 public:
     struct HttpResponse {

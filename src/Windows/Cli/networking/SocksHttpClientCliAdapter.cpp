@@ -27,7 +27,7 @@ void SocksHttpClientCliAdapter::SetSocksParameters(const std::string& staTicket,
     const LumUtilsCli::ManagedText url = LumUtilsCli::ManagedText::Convert(host, socksServerUrl);
     const LumCliText ticketView = ticket.View();
     const LumCliText urlView = url.View();
-    LumUtilsCli::rethrowManaged(host, host.setSocksParameters(socksClient.Get(), &ticketView, &urlView));
+    LumUtilsCli::callManaged(host, [&] { return host.setSocksParameters(socksClient.Get(), &ticketView, &urlView); });
 }
 
 } // namespace LumNetworkingCli

@@ -39,12 +39,16 @@ void LumUtilsLoggerDelegateCliAdapter::logMessage(LogLevel level, const std::str
                                                   const std::string& functionName, unsigned int lineNumber,
                                                   const std::string& message) const
 {
+    const LumCliHostTable& host = logger.Host();
+    const HostCall inside(host);
+    if (!inside.IsLetIn()) {
+        return;
+    }
     const ManagedText file = ManagedText::Decode(fileName.c_str());
     const ManagedText function = ManagedText::Decode(functionName.c_str());
     const ManagedText text = ManagedText::Decode(message.c_str());
     const LumCliLogRecord record{static_cast<std::int32_t>(level), lineNumber, file.View(), function.View(),
                                  text.View()};
-    const LumCliHostTable& host = logger.Host();
     rethrowManaged(host, host.log(logger.Get(), &record));
 }
 

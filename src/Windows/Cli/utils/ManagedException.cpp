@@ -35,7 +35,7 @@ std::string ManagedException::Message() const
 {
     const LumCliHostTable& host = handle->Host();
     LumCliMessageReceiver receiver{host, {}, nullptr};
-    rethrowManaged(host, host.getExceptionMessage(handle->Get(), &receiver));
+    callManaged(host, [&] { return host.getExceptionMessage(handle->Get(), &receiver); });
     if (receiver.failure) {
         std::rethrow_exception(receiver.failure);
     }
@@ -53,7 +53,7 @@ void throwManaged(const LumCliHostTable& host, LumCliExceptionKind kind, const c
 {
     const ManagedText wide = text == nullptr ? ManagedText() : ManagedText::Decode(text);
     const LumCliText view = text == nullptr ? LumCliText{nullptr, 0} : wide.View();
-    rethrowManaged(host, host.createException(kind, &view));
+    callManaged(host, [&] { return host.createException(kind, &view); });
     throw std::bad_alloc();
 }
 

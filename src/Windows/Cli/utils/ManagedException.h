@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Windows/Cli/utils/HostGate.h"
 #include "Windows/Cli/utils/ManagedHandle.h"
 
 #include <memory>
@@ -28,7 +29,20 @@ private:
 /// Takes over the exception that a function of the table returned, and throws it. Nothing happens for 0.
 void rethrowManaged(const LumCliHostTable& host, LumCliHandle exception);
 
-/// Throws a new managed exception. The text is ASCII, or null where the kind has none.
+/// Calls a function of the table, and throws the exception that it returns. Throws HostUnloaded if the managed half has
+/// gone.
+template <typename Call>
+void callManaged(const LumCliHostTable& host, Call call)
+{
+    const HostCall inside(host);
+    if (!inside.IsLetIn()) {
+        throw HostUnloaded();
+    }
+    rethrowManaged(host, call());
+}
+
+/// Throws a new managed exception. The text is ASCII, or null where the kind has none. Throws HostUnloaded if the managed
+/// half has gone.
 [[noreturn]] void throwManaged(const LumCliHostTable& host, LumCliExceptionKind kind, const char* text);
 
 } // namespace LumUtilsCli

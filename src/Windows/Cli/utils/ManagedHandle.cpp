@@ -14,7 +14,7 @@ LumCliHandle duplicate(const ManagedReference& object)
         return 0;
     }
     LumCliHandle copy = 0;
-    rethrowManaged(*object.host, object.host->duplicateHandle(object.handle, &copy));
+    callManaged(*object.host, [&] { return object.host->duplicateHandle(object.handle, &copy); });
     return copy;
 }
 
@@ -34,7 +34,11 @@ ManagedHandle::ManagedHandle(const ManagedReference& object) : host(object.host)
 
 ManagedHandle::~ManagedHandle()
 {
-    if (handle != 0) {
+    if (handle == 0) {
+        return;
+    }
+    const HostCall inside(*host);
+    if (inside.IsLetIn()) {
         host->releaseHandle(handle);
     }
 }

@@ -44,6 +44,25 @@ std::unique_ptr<LumCliChar[]> makeRoomOrThrowManaged(const LumCliHostTable& host
     }
 }
 
+/// Whether every byte of the thread's code page is a character. Some of them the strict conversion refuses all the same:
+/// those for which the code page names no character, and to which it gives one of its own.
+bool hasOneBytePerCharacter()
+{
+    CPINFO info{};
+    return GetCPInfo(CP_THREAD_ACP, &info) && info.MaxCharSize == 1;
+}
+
+/// Decodes a text that is not empty into as many units as it has bytes. Returns the number of units, or 0 if the text is
+/// not valid.
+int decode(const char* text, int size, LumCliChar* units)
+{
+    const int count = MultiByteToWideChar(CP_THREAD_ACP, MB_ERR_INVALID_CHARS, text, size, units, size);
+    if (count > 0 || !hasOneBytePerCharacter()) {
+        return count;
+    }
+    return MultiByteToWideChar(CP_THREAD_ACP, 0, text, size, units, size);
+}
+
 /// Encodes a text that is not empty, or measures it if there is no buffer. Returns the number of bytes, or 0.
 int encode(const LumCliChar* text, std::int32_t length, char* buffer, int size)
 {
@@ -89,8 +108,7 @@ ManagedText ManagedText::Convert(const LumCliHostTable& host, std::string_view t
     }
     const int size = static_cast<int>(text.size());
     managed.units = makeRoomOrThrowManaged(host, text.size());
-    managed.length =
-        MultiByteToWideChar(CP_THREAD_ACP, MB_ERR_INVALID_CHARS, text.data(), size, managed.units.get(), size);
+    managed.length = decode(text.data(), size, managed.units.get());
     if (managed.length <= 0) {
         throwManaged(host, kLumCliArgument, kUndecodable);
     }

@@ -54,4 +54,17 @@ TEST_F(ManagedTextTest, AnotherFailureIsNotTriedInUtf8)
     EXPECT_EQ(platform.countOf("WideCharToMultiByte"), 1);
 }
 
+TEST_F(ManagedTextTest, ATextThatTheStrictConversionRefusesIsOnlyTakenInACodePageOfSingleBytes)
+{
+    EXPECT_THROW(LumUtilsCli::ManagedText::Convert(host.table(), "a\x80"), LumUtilsCli::ManagedException);
+    EXPECT_EQ(platform.countOf("GetCPInfo"), 1);
+    EXPECT_EQ(platform.countOf("MultiByteToWideChar"), 1 + 1) << "the text, and the one of the exception";
+}
+
+TEST_F(ManagedTextTest, ACodePageOfWhichNothingIsKnownIsNotOfSingleBytes)
+{
+    platform.failCall("GetCPInfo", 1, ERROR_INVALID_PARAMETER);
+    EXPECT_THROW(LumUtilsCli::ManagedText::Convert(host.table(), "a\x80"), LumUtilsCli::ManagedException);
+}
+
 } // namespace

@@ -2,6 +2,7 @@
 
 #include "common/networking/LumNetworkingError.h"
 #include "common/utils/LumError.h"
+#include "common/utils/LumErrorNames.h"
 #include "common/utils/LumErrorReference.h"
 
 #include <utility>
@@ -25,7 +26,7 @@ void joinOrLetGo(std::thread& worker)
 const LumUtils::LumError& openFailedError()
 {
     static const auto& error =
-        *new LumUtils::LumError(LibLumNetworkingErrorDomain, LumNetworkingErrorCode::kOpenFailed);
+        *new LumUtils::LumError(LumUtils::LumErrorNames::kNetworkingDomain, LumNetworkingErrorCode::kOpenFailed);
     return error;
 }
 

@@ -18,8 +18,10 @@ struct HttpClientAsyncContext;
 /// HttpClientCliAdapter for the encoding of texts.
 ///
 /// Keep the transaction until the completion has run. A request whose transaction is dropped before its worker has
-/// begun is not sent: it completes with SUCCESS and an empty response. Dropping the last reference to the transaction
-/// on another thread than the worker waits for the worker.
+/// begun, which is most of those that are dropped at once, is not sent: it completes with SUCCESS, without a response.
+/// Dropping the transaction never waits for the managed client; it waits for the worker only where that has let the
+/// request go already and its thread is about to end. So the worker may hold the logger and the managed client for a
+/// moment after the completion and the drop.
 ///
 /// A request fails with code 6 of the domain LibLumNetworkingErrorDomain, without user information, whatever went
 /// wrong: the managed client threw, a text could not be converted, the thread could not be started (then the completion
