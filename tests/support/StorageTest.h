@@ -81,14 +81,4 @@ protected:
     std::shared_ptr<LumUtils::ILumError> error;
 };
 
-/// Throws whatever is logged.
-class ThrowingLogger : public LumUtils::LumFormattingLoggerDelegate {
-private:
-    void writeRecord(LumUtils::LumLogLevel /*level*/, const std::string& /*file*/, const std::string& /*function*/,
-                     const std::string& /*message*/, unsigned int /*line*/) override
-    {
-        throw std::runtime_error("the logger's own failure");
-    }
-};
-
 } // namespace LumTests

@@ -13,7 +13,10 @@ namespace LumTests {
 class ThrowingLogger : public LumUtils::LumFormattingLoggerDelegate {
 public:
     /// \p code is what throws.
-    explicit ThrowingLogger(std::function<void()> code) : throwException(std::move(code)) {}
+    explicit ThrowingLogger(std::function<void()> code = [] { throw std::runtime_error("the logger's own failure"); })
+        : throwException(std::move(code))
+    {
+    }
 
     int recordCount() const { return count; }
 

@@ -5,6 +5,7 @@
 #include "support/AllocationLimit.h"
 #include "support/StorageTest.h"
 #include "support/TestFolder.h"
+#include "support/ThrowingLogger.h"
 #include "support/VtableSlot.h"
 
 #include <cerrno>

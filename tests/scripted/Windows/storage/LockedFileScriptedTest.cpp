@@ -1,5 +1,6 @@
 #include "support/ScriptedPlatform.h"
 #include "support/StorageTest.h"
+#include "support/ThrowingLogger.h"
 #include "support/posix/FoldMemory.h"
 
 #include <cerrno>
