@@ -126,8 +126,8 @@ public:
     /// From now on the host may be unloaded: its table has a gate.
     void becomeUnloadable();
 
-    /// Closes the gate, waiting so long, and ends all handles: whatever is called afterwards counts as misuse. Returns how
-    /// many calls were still inside.
+    /// Closes the gate, waiting so long, and ends all handles: whatever is called afterwards counts as misuse. Returns
+    /// how many calls were still inside.
     std::int32_t unload(std::int32_t milliseconds);
 
     /// A handle that the managed half holds while it lends the object; it lasts until the host goes. 0 for null.

@@ -149,7 +149,7 @@ unpack_package() {
     for file in "$made"/*.deb "$made"/*.zip; do
         case "$file" in
         *\**) ;;
-        *.deb) dpkg-deb -x "$file" "$root" && dpkg-deb --field "$file" Depends | grep -q libcurl ;;
+        *.deb) dpkg-deb -x "$file" "$root" && dpkg-deb --field "$file" Depends | grep libcurl >/dev/null ;;
         *.zip) unzip -q "$file" -d "$root" ;;
         esac || return 1
     done
@@ -171,7 +171,7 @@ use_package_of() {
         "-DREADME_FOLDER=$folder/readme" || return 1
     [[ -z "$suffix" ]] || folders="Z:$root/bin;$(compiler_folders "$preset")"
     env LD_LIBRARY_PATH="$root/lib" WINEPATH="$folders" timeout --kill-after=20 60 "$@" "$folder/program/your_program$suffix" |
-        tee /dev/stderr | grep -q Redistribution
+        tee /dev/stderr | grep Redistribution >/dev/null
 }
 
 # check_packages SUITE PRESET SUFFIX [STARTER...]

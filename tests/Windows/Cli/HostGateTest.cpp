@@ -106,7 +106,8 @@ TEST_F(HostGateTest, AfterwardsNoClientIsCreated)
     EXPECT_THROW(LumAsynchronousSocksHttpClient(logger, reference), LumUtilsCli::HostUnloaded);
     void* created = this;
     LumCliHandle exception = -1;
-    EXPECT_EQ(LumCliCreateSocksClientWithNativeLogger(&host.table(), nullptr, 1, &created, &exception), kLumCliNoMemory);
+    EXPECT_EQ(LumCliCreateSocksClientWithNativeLogger(&host.table(), nullptr, 1, &created, &exception),
+              kLumCliNoMemory);
     EXPECT_EQ(created, nullptr);
     EXPECT_EQ(exception, 0);
 }

@@ -69,6 +69,6 @@ constexpr bool kRestingThreadsKeepMemory = false;
 constexpr bool kSendsHostOfCaller = true;
 
 /// What a request that has ended keeps of the memory until it is closed: its buffers.
-constexpr std::size_t kKeptByHeldRequest = std::size_t{1088} << 10U;
+constexpr std::size_t kKeptByHeldRequest = std::size_t{64} << 10U;
 
 } // namespace LumTests::Quirks

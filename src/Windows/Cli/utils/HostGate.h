@@ -12,8 +12,8 @@ public:
     HostUnloaded() : std::runtime_error("The application domain of the host's objects has been unloaded.") {}
 };
 
-/// A call into the managed half, from before its first instruction until after its last. The gate of the managed half is
-/// passed on the way in, unless it is closed, and knows until the end that somebody is inside.
+/// A call into the managed half, from before its first instruction until after its last. The gate of the managed half
+/// is passed on the way in, unless it is closed, and knows until the end that somebody is inside.
 class HostCall {
 public:
     explicit HostCall(const LumCliHostTable& host) noexcept;

@@ -12,7 +12,8 @@ namespace LumUtilsCli {
 ///     const LumNetworking::WinHttpClientAsync client(logger);
 ///
 /// File, function and message go over up to their first NUL, whatever their length; what is not valid text in them is
-/// replaced. A record that cannot be formatted is dropped, and so is one for a managed half that has gone. Nothing is filtered.
+/// replaced. A record that cannot be formatted is dropped, and so is one for a managed half that has gone. Nothing is
+/// filtered.
 ///
 /// It keeps the managed object alive. Records may come on several threads at once, and then reach the managed object at
 /// once. What the managed operation throws propagates to the code that logged, as ManagedException; with the null

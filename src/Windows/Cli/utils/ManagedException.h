@@ -41,8 +41,8 @@ void callManaged(const LumCliHostTable& host, Call call)
     rethrowManaged(host, call());
 }
 
-/// Throws a new managed exception. The text is ASCII, or null where the kind has none. Throws HostUnloaded if the managed
-/// half has gone.
+/// Throws a new managed exception. The text is ASCII, or null where the kind has none. Throws HostUnloaded if the
+/// managed half has gone.
 [[noreturn]] void throwManaged(const LumCliHostTable& host, LumCliExceptionKind kind, const char* text);
 
 } // namespace LumUtilsCli

@@ -44,16 +44,16 @@ std::unique_ptr<LumCliChar[]> makeRoomOrThrowManaged(const LumCliHostTable& host
     }
 }
 
-/// Whether every byte of the thread's code page is a character. Some of them the strict conversion refuses all the same:
-/// those for which the code page names no character, and to which it gives one of its own.
+/// Whether every byte of the thread's code page is a character. Some of them the strict conversion refuses all the
+/// same: those for which the code page names no character, and to which it gives one of its own.
 bool hasOneBytePerCharacter()
 {
     CPINFO info{};
     return GetCPInfo(CP_THREAD_ACP, &info) && info.MaxCharSize == 1;
 }
 
-/// Decodes a text that is not empty into as many units as it has bytes. Returns the number of units, or 0 if the text is
-/// not valid.
+/// Decodes a text that is not empty into as many units as it has bytes. Returns the number of units, or 0 if the text
+/// is not valid.
 int decode(const char* text, int size, LumCliChar* units)
 {
     const int count = MultiByteToWideChar(CP_THREAD_ACP, MB_ERR_INVALID_CHARS, text, size, units, size);

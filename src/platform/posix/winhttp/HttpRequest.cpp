@@ -291,6 +291,7 @@ void HttpRequest::FailPending(DWORD error)
 {
     const DWORD_PTR call = ownerState == OwnerState::QueryingData ? API_QUERY_DATA_AVAILABLE : API_READ_DATA;
     ownerState = OwnerState::Received;
+    Release();
     Notify({WINHTTP_CALLBACK_STATUS_REQUEST_ERROR, context, error, call});
 }
 

@@ -56,8 +56,8 @@ public:
         int remote = 0;
     };
 
-    /// Takes the kept connection with these ports for a transfer and sets its socket; a new connection leaves the socket
-    /// as it is. False if something can be read on the connection, so that it must not be used.
+    /// Takes the kept connection with these ports for a transfer and sets its socket; a new connection leaves the
+    /// socket as it is. False if something can be read on the connection, so that it must not be used.
     bool Take(Ports ports, curl_socket_t& socket);
 
     /// Retires the connections that were kept for too long.
