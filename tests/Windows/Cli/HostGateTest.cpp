@@ -3,11 +3,13 @@
 #include "Windows/Cli/networking/socks/LumAsynchronousSocksHttpClient.h"
 #include "Windows/Cli/utils/LumUtilsLoggerDelegateCliAdapter.h"
 #include "support/FakeManagedHost.h"
+#include "support/ProcessResources.h"
 #include "support/RecordingLogger.h"
 #include "support/RequestRecorder.h"
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <future>
 #include <memory>
 #include <vector>
@@ -26,11 +28,18 @@ class HostGateTest : public testing::Test {
 protected:
     HostGateTest() { host.becomeUnloadable(); }
 
+    /// A worker that lives on would meet the next test's host in place of this one's.
+    void TearDown() override
+    {
+        EXPECT_TRUE(waitUntil([this] { return threadCount() <= threads; }, std::chrono::seconds(20)));
+    }
+
     std::unique_ptr<LumAsynchronousSocksHttpClient> client()
     {
         return std::make_unique<LumAsynchronousSocksHttpClient>(logger, host.lend(socks));
     }
 
+    const std::size_t threads = threadCount();
     FakeManagedHost host;
     std::shared_ptr<FakeSocksClient> socks = std::make_shared<FakeSocksClient>();
     std::shared_ptr<RecordingLogger> logger = std::make_shared<RecordingLogger>();
