@@ -17,11 +17,13 @@ using ErrorPointer = std::shared_ptr<LumUtils::ILumError>;
 /// Each worker's contents have sizes that no other's have: they leave another rest.
 constexpr std::size_t kWorkers = 32;
 
+/// How often what is refused for a moment is tried, a millisecond apart.
+constexpr int kTries = 1000;
+
 /// The size of the file that the path names, or -1 if there is none. An open that excludes reading for a moment is
 /// waited for.
 std::int64_t sizeOf(const std::string& path)
 {
-    constexpr int kTries = 1000;
     LumStorage::LumFileManager files{nullptr};
     std::int64_t size = -1;
     for (int tries = 0; tries < kTries && size < 0 && files.doesFileExist(path); ++tries) {
@@ -175,7 +177,12 @@ void SoakWorker::Rename()
     Pause();
     const std::vector<char> later = files.readFileContent(own);
     const bool isKept = isWholeOrEmpty(content) && later == content;
-    const bool isGivenBack = files.renameFile(own, path) || files.deleteFile(own);
+    // Who opened the file by its old name holds it until it has seen that the name is another file's.
+    bool isGivenBack = false;
+    for (int tries = 0; tries < kTries && !isGivenBack; ++tries) {
+        isGivenBack = files.renameFile(own, path) || files.deleteFile(own);
+        std::this_thread::sleep_for(std::chrono::milliseconds(isGivenBack ? 0 : 1));
+    }
     if (!isKept || !isGivenBack) {
         ++tally.lost;
         std::cerr << "not kept under its new name: " << content.size() << " bytes, then " << later.size()
