@@ -8,6 +8,7 @@
 #include "support/TestServers.h"
 #include "support/TrustedAuthority.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <future>
 #include <iostream>
@@ -207,6 +208,12 @@ constexpr bool kHasSanitizer = false;
 
 constexpr std::size_t kMebibyte = std::size_t{1} << 20U;
 
+/// What the memory at the peak exceeds `before` by. The system counts the two apart, and may know of the peak later.
+std::size_t costSince(std::size_t before)
+{
+    return std::max(LumTests::peakMemory(), before) - before;
+}
+
 /// What a large body costs at the peak: once its size, and so much more.
 bool isLargeBodyHeldOnce(const std::string& framing, std::size_t slack)
 {
@@ -216,7 +223,7 @@ bool isLargeBodyHeldOnce(const std::string& framing, std::size_t slack)
     }
     const std::size_t before = LumTests::usedMemory();
     const Outcome outcome = fetch(TestServers::scripted("/bytes?n=" + std::to_string(kSize) + framing));
-    const std::size_t cost = LumTests::peakMemory() - before;
+    const std::size_t cost = costSince(before);
     const bool hasArrived =
         outcome.response && outcome.response->body.size() == kSize && LumTests::isBodyPattern(outcome.response->body);
     const bool isMeasured = cost > kSize / 2;
@@ -232,7 +239,7 @@ bool areLargeHeadersCheap(const std::string& path)
 {
     const std::size_t before = LumTests::usedMemory();
     const Outcome outcome = fetch(TestServers::scripted(path));
-    const std::size_t cost = LumTests::peakMemory() - before;
+    const std::size_t cost = costSince(before);
     const bool isResponse = outcome.result == HttpRequestResult::SUCCESS;
     if (isResponse == Quirks::kBoundsHeaders || (!kHasSanitizer && cost > 8 * kMebibyte)) {
         std::cerr << path << " is a response: " << isResponse << ", and costs " << cost / kMebibyte << " MiB\n";
